@@ -1,0 +1,8 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds the viewer and starts it full screen.
+set -euo pipefail
+ROOT=$(cd "$(dirname "$0")/.." && pwd)
+"$ROOT/scripts/install-deps.sh" run
+cmake -S "$ROOT" -B "$ROOT/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build "$ROOT/build" -j"$(nproc)" --target ambulon
+exec "$ROOT/build/Ambulon.exe"

@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Runs every fuzz target from seeds made of real files: the built string table, system
+# images, a small pack, and a BMP and DDS made by ImageMagick. Further arguments go to
+# libFuzzer (-runs=N for a short run, -max_total_time=S for a long one).
+#
+#   tests/fuzz/run.sh <fuzz build> <viewer build> [libFuzzer options]
+set -uo pipefail
+FUZZ=$(cd "$1" && pwd)
+BUILD=$(cd "$2" && pwd)
+shift 2
+SEEDS=$FUZZ/seeds
+mkdir -p "$SEEDS"/{pack,strings,bmp,tga,dds}
+cp "$BUILD/Data/Strings/Strings.bin" "$SEEDS/strings/"
+cp "$BUILD/Data/Textures/System/Check.tga" "$BUILD/Data/Textures/System/Cross2.tga" "$SEEDS/tga/"
+convert -size 4x4 xc:red "bmp3:$SEEDS/bmp/red.bmp" 2>/dev/null
+convert -size 8x8 xc:blue -define dds:compression=dxt1 -define dds:mipmaps=3 "dds:$SEEDS/dds/blue.dds" 2>/dev/null
+printf 'bare program' > "$SEEDS/bare"
+"$BUILD/make_pack" "$SEEDS/pack/small.exe" "$SEEDS/bare" "$BUILD/Data/Textures/System/Check.tga"
+rm -f "$SEEDS/bare"
+
+status=0
+for target in pack strings bmp tga dds; do
+    mkdir -p "$FUZZ/corpus/$target"
+    if ! (cd "$FUZZ" && "./fuzz_$target" -max_len=16384 "$@" "corpus/$target" "$SEEDS/$target" \
+            >"$FUZZ/fuzz_$target.log" 2>&1); then
+        echo "fuzz_$target found a fault:"
+        tail -40 "$FUZZ/fuzz_$target.log"
+        status=1
+    else
+        echo "fuzz_$target: $(grep -E '^Done' "$FUZZ/fuzz_$target.log")"
+    fi
+done
+exit $status
