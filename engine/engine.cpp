@@ -1,0 +1,532 @@
+#include "engine/engine.h"
+
+#include <GL/glew.h>
+#include <math.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "engine/log.h"
+#include "engine/memory.h"
+#include "engine/strings.h"
+#include "engine/timer.h"
+#include "platform/input.h"
+#include "platform/ogl.h"
+#include "platform/window.h"
+
+// The product version the platform layer stands in for the program's version record with
+#ifndef AMB_VERSION_MS
+#define AMB_VERSION_MS 0x00020000u
+#endif
+#ifndef AMB_VERSION_LS
+#define AMB_VERSION_LS 0x00000001u
+#endif
+
+#define STARTUP_TAG "twEngine_Startup"
+#define SHUTDOWN_TAG "twEngine_Shutdown"
+#define FEET_PER_METRE 3.28084f
+#define STEREO_SHIFT 30
+#define FB_TEX_SIZE 8
+
+TwEngine* pEngine = nullptr;
+
+static int Fail(char* pstrFailTag, const char* pstrTag)
+{
+    snprintf(pstrFailTag, TW_FAIL_TAG_SIZE, "%s", pstrTag);
+    return 0;
+}
+
+static void CopyText(char* pstrOut, const char* pstrIn)
+{
+    snprintf(pstrOut, TW_TEXT_SIZE, "%s", pstrIn);
+}
+
+// Loads one of the engine's images from the own pack; the texts name the resource and
+// the field it goes to.
+static TwTexture* LoadPackTexture(const char* pstrResource, const char* pstrField)
+{
+    const char* pstrTag = "twEngine_InitEngine";
+    int iSize = 0;
+    FILE* pFile = twCore_GetResource(pstrResource, &iSize);
+    if (!pFile) {
+        twLogError(pstrTag, "!twCore_GetResource : '%s'\n", pstrResource);
+        return nullptr;
+    }
+    TwTexture* pTexture = twOgl_LoadTexture(pstrResource, pFile, GL_RGBA, 1, 0, 2);
+    fclose(pFile);
+    if (!pTexture)
+        twLogError(pstrTag, "!twOgl_LoadTexture : %s\n", pstrField);
+    return pTexture;
+}
+
+static void FreeTexture(TwTexture** ppTexture)
+{
+    if (*ppTexture)
+        twOgl_FreeTexture(*ppTexture);
+    *ppTexture = nullptr;
+}
+
+int twEngine_Main(const char* pstrExePath)
+{
+    char szFailTag[TW_FAIL_TAG_SIZE] = "";
+    // the failure tag stays in its buffer: only the log tells about a failed start
+    if (twEngine_Startup(pstrExePath, szFailTag))
+        twEngine_Run();
+    twEngine_Shutdown();
+    return 0;
+}
+
+int twEngine_Startup(const char* pstrExePath, char* pstrFailTag)
+{
+    if (!twTimer_Init())
+        return Fail(pstrFailTag, "!InitTimer");
+    if (!twEngine_InitCore(pstrExePath))
+        return Fail(pstrFailTag, "!InitCore");
+    twLog(STARTUP_TAG, "Initializing memory manager\n");
+    if (!twMem_Init(0))
+        return Fail(pstrFailTag, "!InitMem");
+    twLog(STARTUP_TAG, "Initializing window\n");
+    if (!twEngine_InitWindow())
+        return Fail(pstrFailTag, "!InitWindow");
+    twLog(STARTUP_TAG, "Initializing input\n");
+    if (!twEngine_InitInput())
+        return Fail(pstrFailTag, "!InitInput");
+    twLog(STARTUP_TAG, "Initializing opengl\n");
+    if (!twEngine_InitOpenGL())
+        return Fail(pstrFailTag, "!InitOpengl");
+    twLog(STARTUP_TAG, "Initializing strings\n");
+    if (!twEngine_InitStrings())
+        return Fail(pstrFailTag, "!InitStrings");
+    twLog(STARTUP_TAG, "Initializing engine\n");
+    if (!twEngine_InitEngine())
+        return Fail(pstrFailTag, "!InitEngine");
+    pEngine->bStarted = 1;
+    twEngine_ShowProgress(nullptr, nullptr, 0.0f);
+    twLog(STARTUP_TAG, "Entering level\n");
+    twEngine_EnterLevel();
+    return 1;
+}
+
+int twEngine_Run(void)
+{
+    twLog("twEngine_Run", "---Entering main loop---\n");
+    while (!pEngine->bQuit) {
+        twEngine_Update();
+        twEngine_Draw();
+        twEngine_HandleInput();
+    }
+    twLog("twEngine_Run", "---Exiting main loop---\n");
+    return 1;
+}
+
+int twEngine_Shutdown(void)
+{
+    if (pEngine) {
+        FreeTexture(&pEngine->pPlaneTexture);
+        FreeTexture(&pEngine->pFbTex);
+        FreeTexture(&pEngine->pRecTexture);
+        FreeTexture(&pEngine->pPauseTexture);
+    }
+    twLog(SHUTDOWN_TAG, "Shutting down engine\n");
+    if (pEngine) {
+        FreeTexture(&pEngine->pGalleryTexture);
+        // the eye buffers go with the engine that made them
+        if (pEngine->pFboL)
+            twOgl_FreeFbo(pEngine->pFboL);
+        if (pEngine->pFboR)
+            twOgl_FreeFbo(pEngine->pFboR);
+        // a model that was published is not kept for the next start
+        const char* pstrUserDir = twCore_GetUserDir();
+        if (pEngine->bStarted && pEngine->bPublished && pstrUserDir) {
+            char szPath[TW_PATH_SIZE + 32];
+            snprintf(szPath, sizeof(szPath), "%sTemp/%s", pstrUserDir, TW_MODEL_RESOURCE);
+            FILE* pFile = fopen(szPath, "rb");
+            if (pFile) {
+                fclose(pFile);
+                twWindow_DeleteFile(szPath);
+            }
+        }
+        twMem_Free(pEngine);
+        pEngine = nullptr;
+    }
+    twLog(SHUTDOWN_TAG, "Shutting down strings\n");
+    twStrings_Shutdown();
+    twLog(SHUTDOWN_TAG, "Shutting down opengl\n");
+    twOgl_Free();
+    twLog(SHUTDOWN_TAG, "Shutting down input\n");
+    twInput_Free();
+    twLog(SHUTDOWN_TAG, "Shutting down window\n");
+    twWindow_Free();
+    twLog(SHUTDOWN_TAG, "Shutting down memory manager\n");
+    twMem_Shutdown();
+    twLog(SHUTDOWN_TAG, "Shutting down core\n");
+    twCore_Shutdown();
+    twTimer_Shutdown();
+    return 1;
+}
+
+int twEngine_InitCore(const char* pstrExePath)
+{
+    if (!twCore_Init(TW_APP_NAME, pstrExePath) || !pCore->szProgramDir[0])
+        return 0;
+    int bStandAlone = 0;
+    FILE* pModel = twCore_GetResource(TW_MODEL_RESOURCE, nullptr);
+    if (pModel) {
+        bStandAlone = 1;
+        fclose(pModel);
+    }
+    char szDataDir[TW_PATH_SIZE];
+    snprintf(szDataDir, sizeof(szDataDir), "%s", pCore->szProgramDir);
+    char szUserDir[TW_PATH_SIZE] = "";
+    char szLogFile[TW_PATH_SIZE + 32];
+    if (bStandAlone) {
+        snprintf(szLogFile, sizeof(szLogFile), "%s%s", szDataDir, TW_LOG_FILE_NAME);
+    } else {
+        // an application copy must carry exactly the program's name
+        char szProgram[TW_PATH_SIZE + 32];
+        snprintf(szProgram, sizeof(szProgram), "%s%s", szDataDir, TW_PROGRAM_NAME);
+        FILE* pProgram = fopen(szProgram, "rb");
+        if (!pProgram)
+            return 0;
+        fclose(pProgram);
+        char szDocuments[TW_PATH_SIZE];
+        if (!twWindow_GetDocumentsFolder(szDocuments))
+            return 0;
+        // the user directory and the names under it must fit the path texts
+        if (snprintf(szUserDir, sizeof(szUserDir), "%s/Ambulon/", szDocuments) >= TW_PATH_SIZE - 32)
+            return 0;
+        char szFolder[TW_PATH_SIZE + 32];
+        twWindow_CreateDirectory(szUserDir);
+        snprintf(szFolder, sizeof(szFolder), "%sTemp", szUserDir);
+        twWindow_CreateDirectory(szFolder);
+        snprintf(szFolder, sizeof(szFolder), "%sScreenshots", szUserDir);
+        twWindow_CreateDirectory(szFolder);
+        snprintf(szLogFile, sizeof(szLogFile), "%s%s", szUserDir, TW_LOG_FILE_NAME);
+    }
+    twCore_SetLogFile(szLogFile);
+    twCore_SetDataDir(szDataDir);
+    twCore_SetUserDir(szUserDir);
+    // the first log lines of a run: they decide whether logging is on
+    twLog("twEngine_InitCore", "Program directory is '%s'\n", pCore->szProgramDir);
+    twLog("twEngine_InitCore", "Data directory is '%s'\n", pCore->szDataDir);
+    twLog("twEngine_InitCore", "User directory is '%s'\n", pCore->szUserDir);
+    return 1;
+}
+
+int twEngine_InitWindow(void)
+{
+    if (!twWindow_Init() || !twWindow_CreateGLWindow(0, 0, 0, 0))
+        return 0;
+    twWindow_SetTitle(twCore_GetAppName());
+    twWindow_Show();
+    return 1;
+}
+
+int twEngine_InitInput(void)
+{
+    if (!twInput_Init(1, twWindow_GetHwnd(), twWindow_GetInstance()))
+        return 0;
+    twWindow_SetOnFocusGained1(twInput_AcquireKeyboard);
+    twWindow_SetOnFocusGained2(twInput_AcquireMouse);
+    return 1;
+}
+
+int twEngine_InitOpenGL(void)
+{
+    if (!twOgl_Init(twWindow_GetWidth(), twWindow_GetHeight(), twWindow_GetVideoMemorySize()))
+        return 0;
+    // the frame rate isn't tied to the display
+    twOgl_SetSwapInterval(0);
+    twOgl_SetTextMaxWidth(720);
+    glClearColor(0.9f, 0.9f, 0.9f, 0.0f);
+    return 1;
+}
+
+int twEngine_InitStrings(void)
+{
+    if (!twStrings_Init()) {
+        twLogError("InitStrings", "!twStrings_Init\n");
+        return 0;
+    }
+    if (!twStrings_ImportBin(nullptr)) {
+        twLogError("twEngine_InitStrings", "!twStrings_ImportBin\n");
+        return 0;
+    }
+    if (!twOgl_InitFonts(twWindow_GetHdc(), twStrings_GetCharset(), twStrings_GetFontFace(),
+                         twStrings_GetFontHeight(), twStrings_GetTextYOffset())) {
+        twLogError("twOgl_Init", "!InitFont\n");
+        return 0;
+    }
+    twWindow_SetTitle(twStrings_Get(1));
+    return 1;
+}
+
+int twEngine_InitEngine(void)
+{
+    const char* pstrTag = "twEngine_InitEngine";
+    pEngine = (TwEngine*)twMem_Malloc(sizeof(TwEngine), "pEngine");
+    if (!pEngine) {
+        twLogError(pstrTag, "!malloc : pEngine\n");
+        return 0;
+    }
+    TwEngine* e = pEngine;
+    e->iNumStereoModes = 3;
+    e->bDrawFlare = 1;
+    e->fCollisionSize = 0.25f;
+    e->fLightGain = 1.0f;
+    e->iInterfHeight = 230;
+    e->fInterfSlideSpeed = 4.0f;
+    e->bRadiosity = 1;
+    e->bUseVbo = twOgl_HasVbo();
+    e->bClearColor = 1;
+    e->bShowHints = 1;
+    e->fIdleLimit = 30.0f;
+    e->fLightLevelWanted = 0.6f;
+    e->iRenderMode = -1;
+    e->iBackground = -1;
+    e->iBackgroundWanted = 4;
+    e->iUnits = -1;
+    e->fUnitScale = -1.0f;
+    e->iSunAltitudeWanted = 45;
+    e->iSunAzimuthWanted = 45;
+    e->fSunShadowWanted = 0.26f;
+    e->vClearColor[0] = e->vClearColor[1] = e->vClearColor[2] = 1.0f;
+    e->bSoftShadows = 1;
+    e->bSkyFollowsSun = 1;
+    snprintf(e->szModelInfo, sizeof(e->szModelInfo), "%s", twStrings_Get(14));
+    snprintf(e->szLegalLine, sizeof(e->szLegalLine), "%s", twStrings_Get(15));
+
+    // the product version: major in the high word of the first half, then the second half whole
+    snprintf(e->szVersion, sizeof(e->szVersion), "%u.%u", AMB_VERSION_MS >> 16, AMB_VERSION_LS);
+    twLog(pstrTag, "Version is %s\n", e->szVersion);
+
+    FILE* pModel = twCore_GetResource(TW_MODEL_RESOURCE, nullptr);
+    if (pModel) {
+        fclose(pModel);
+        twLog(pstrTag, "Running a stand alone .exe\n");
+        e->bStandAlone = 1;
+    } else {
+        twLog(pstrTag, "Launching application only\n");
+        e->bStandAlone = 0;
+        char szPath[TW_PATH_SIZE + 64];
+        snprintf(szPath, sizeof(szPath), "%s%s", twCore_GetDataDir(), TW_PROGRAM_NAME);
+        FILE* pFile = fopen(szPath, "rb");
+        if (pFile) {
+            e->uiHostFiles |= TW_HOST_WINDOWS;
+            fclose(pFile);
+        }
+        snprintf(szPath, sizeof(szPath), "%s%s", twCore_GetDataDir(), TW_MAC_PROGRAM_PATH);
+        pFile = fopen(szPath, "rb");
+        if (pFile) {
+            e->uiHostFiles |= TW_HOST_MAC;
+            fclose(pFile);
+        }
+    }
+
+    // list texts are copied into the record: the interface holds pointers into it
+    static const int aiBackgrounds[TW_NUM_BACKGROUNDS] = {190, 180, 181, 182, 183};
+    for (int i = 0; i < TW_NUM_BACKGROUNDS; i++) {
+        CopyText(e->aszBackgrounds[i], twStrings_Get(aiBackgrounds[i]));
+        e->apszBackgrounds[i] = e->aszBackgrounds[i];
+    }
+    CopyText(e->aszStereoModes[0], twStrings_Get(170));
+    CopyText(e->aszStereoModes[1], twStrings_Get(174));
+    CopyText(e->aszStereoModes[2], twStrings_Get(175));
+    CopyText(e->aszStereoModes[3], "Quad buffered");
+    CopyText(e->aszStereoModes[4], twStrings_Get(177));
+    for (int i = 0; i < TW_NUM_STEREO_NAMES; i++)
+        e->apszStereoModes[i] = e->aszStereoModes[i];
+    for (int i = 0; i < 2; i++) {
+        CopyText(e->aszNoYes[i], twStrings_Get(170 + i));
+        e->apszNoYes[i] = e->aszNoYes[i];
+        CopyText(e->aszLookMode[i], twStrings_Get(172 + i));
+        e->apszLookMode[i] = e->aszLookMode[i];
+    }
+
+    e->fScale1 = 1.0f;
+    e->fScale10 = 10.0f;
+    e->fScale100 = 100.0f;
+    e->fScale200 = 200.0f;
+    e->fScale1000 = 1000.0f;
+    e->fUnitScale = -1.0f;
+
+    e->pFbTex = twOgl_CreateTexture("FrameBuffer-8x8", FB_TEX_SIZE, FB_TEX_SIZE, GL_LUMINANCE, 0, 0, 0, GL_LUMINANCE,
+                                    nullptr);
+    if (!e->pFbTex) {
+        twLogError(pstrTag, "!twOgl_CreateTexture : pFbTex\n");
+        return 0;
+    }
+    e->pPlaneTexture = LoadPackTexture("Plane.tga", "pPlaneTexture");
+    if (!e->pPlaneTexture)
+        return 0;
+    e->pRecTexture = LoadPackTexture("Rec.tga", "pRecTexture");
+    if (!e->pRecTexture)
+        return 0;
+    e->pPauseTexture = LoadPackTexture("Pause.tga", "pPauseTexture");
+    if (!e->pPauseTexture)
+        return 0;
+
+    // quad-buffered stereo draws each eye into a buffer a little wider than the window
+    e->bStereoBuffers = 0;
+    e->iNumStereoModes = 3;
+    if (twWindow_IsQuadBuffered() && twOgl_HasFbo() && twOgl_HasNpot()) {
+        e->iStereoShift = STEREO_SHIFT;
+        e->iStereoExtraWidth = e->iStereoShift;
+        int iWidth = twWindow_GetWidth() + e->iStereoExtraWidth;
+        e->pFboL = twOgl_CreateFbo("pEngine->pFboL", iWidth, twWindow_GetHeight(), 1, 1);
+        if (e->pFboL)
+            e->pFboR = twOgl_CreateFbo("pEngine->pFboR", iWidth, twWindow_GetHeight(), 1, 1);
+        if (e->pFboL && e->pFboR) {
+            e->bStereoBuffers = 1;
+            e->iNumStereoModes = 4;
+        }
+    }
+    return 1;
+}
+
+int twEngine_InitAvailableRenderModes(int bNoShaders)
+{
+    static const int aiShaded[TW_MAX_RENDER_MODES] = {154, 168, 167, 166, 165, 150};
+    static const int aiFixed[2] = {165, 150};
+    const int* piIds;
+    int iCount;
+    if (bNoShaders) {
+        piIds = aiFixed;
+        iCount = 2;
+    } else if (pEngine->bRadiosity) {
+        piIds = aiShaded;
+        iCount = 6;
+    } else {
+        piIds = aiShaded + 1;
+        iCount = 5;
+    }
+    for (int i = 0; i < iCount; i++) {
+        CopyText(pEngine->aszRenderModes[i], twStrings_Get(piIds[i]));
+        pEngine->apszRenderModes[i] = pEngine->aszRenderModes[i];
+    }
+    pEngine->iNumRenderModes = iCount;
+    twLog("twEngine_InitAvailableRenderModes", "Number of render modes = %d\n", iCount);
+    return 1;
+}
+
+int twEngine_Update(void)
+{
+    TwEngine* e = pEngine;
+    float fDelta = twTimer_Update();
+    if (e->fNoteTime > 0)
+        e->fNoteTime -= fDelta;
+    if (e->fInterfSlideDir != 0) {
+        e->fInterfSlide += e->fInterfSlideSpeed * e->fInterfSlideDir * fDelta;
+        if (e->fInterfSlideDir <= 0 && e->fInterfSlide < 0) {
+            glViewport(0, 0, twWindow_GetWidth(), twWindow_GetHeight());
+            e->fInterfSlideDir = 0;
+            e->fInterfSlide = 0;
+            e->bInterface = 0;
+        } else if (e->fInterfSlideDir > 0 && e->fInterfSlide > 1) {
+            e->fInterfSlideDir = 0;
+            e->fInterfSlide = 1;
+        }
+    }
+    // for the first moments after entering a level no frame is shown
+    if (e->fTimeInLevel > TW_LEVEL_SWAP_DELAY && e->fTimeRunning > 0)
+        twWindow_SwapBuffers();
+    e->fTimeRunning += fDelta;
+    e->fTimeInLevel += fDelta;
+    return 1;
+}
+
+int twEngine_ApplySettings(void)
+{
+    TwEngine* e = pEngine;
+    if (e->iUnitsWanted != e->iUnits) {
+        e->iUnits = e->iUnitsWanted;
+        int bFeet = e->iUnits == 1;
+        snprintf(e->szUnitSuffix, sizeof(e->szUnitSuffix), " %s", twStrings_Get(bFeet ? 144 : 143));
+        e->fUnitScale = bFeet ? -FEET_PER_METRE : -1.0f;
+    }
+    if (e->iRenderModeWanted != e->iRenderMode) {
+        if (e->iRenderModeWanted >= e->iNumRenderModes)
+            e->iRenderModeWanted = e->iNumRenderModes - 1;
+        e->iRenderMode = e->iRenderModeWanted;
+        int iFromEnd = e->iRenderMode - e->iNumRenderModes;
+        e->iSunAltitudeState = e->iSunAzimuthState = e->iShadowState = 0;
+        if (iFromEnd == -1)
+            e->iSunAltitudeState = e->iSunAzimuthState = e->iShadowState = 2;
+        else if (iFromEnd == -2)
+            e->iShadowState = 2;
+        else if (!e->bSunShadows)
+            e->iSunAltitudeState = e->iSunAzimuthState = e->iShadowState = 4;
+    }
+    if (e->iBackgroundWanted != e->iBackground) {
+        static const float afColors[TW_NUM_BACKGROUNDS] = {0.0f, 0.0f, 0.8f, 1.0f, 1.0f};
+        static const int aiSkyModes[TW_NUM_BACKGROUNDS] = {2, 0, 0, 0, 1};
+        e->iBackground = e->iBackgroundWanted;
+        if (e->iBackground >= 0 && e->iBackground < TW_NUM_BACKGROUNDS) {
+            e->vClearColor[0] = e->vClearColor[1] = e->vClearColor[2] = afColors[e->iBackground];
+            e->iSkyMode = aiSkyModes[e->iBackground];
+        }
+        glClearColor(e->vClearColor[0], e->vClearColor[1], e->vClearColor[2], e->vClearColor[3]);
+        e->bClearColor = e->iSkyMode == 0;
+    }
+    if (e->fLightLevelWanted != e->fLightLevel)
+        e->fLightLevel = e->fLightLevelWanted;
+    if (e->iSceneOptionWanted != e->iSceneOption)
+        e->iSceneOption = e->iSceneOptionWanted;
+    if (e->bSunShadows && e->fSunShadowWanted != e->fSunShadow) {
+        e->fSunShadow = e->fSunShadowWanted;
+        float v = e->fSunShadow >= 0 ? e->fSunShadow : 1.0f - fabsf(e->fSunShadow);
+        if (twOgl_HasFragmentPrograms())
+            glProgramEnvParameter4fARB(GL_FRAGMENT_PROGRAM_ARB, 8, v, 0, 0, 0);
+    }
+    if (e->iSunAltitudeWanted != e->iSunAltitude || e->iSunAzimuthWanted != e->iSunAzimuth) {
+        e->iSunAltitude = e->iSunAltitudeWanted;
+        e->iSunAzimuth = e->iSunAzimuthWanted;
+        int iFromEnd = e->iRenderMode - e->iNumRenderModes;
+        if (iFromEnd != -1 && iFromEnd != -2)
+            e->iSunUpdate = 1;
+    }
+    return 1;
+}
+
+int twEngine_EnterLevel(void)
+{
+    twEngine_ApplySettings();
+    pEngine->fTimeInLevel = 0;
+    return 1;
+}
+
+int twEngine_ShowProgress(const char* pstrLine1, const char* pstrLine2, float fFraction)
+{
+    int iWidth = twWindow_GetWidth(), iHeight = twWindow_GetHeight();
+    glViewport(0, 0, iWidth, iHeight);
+    glClearColor(0, 0, 0, 0);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glOrtho(0, iWidth, 0, iHeight, 1, -1);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+    int iX = (iWidth - 400) / 3;
+    int iMiddle = iHeight / 2;
+    char szPercent[128];
+    if (!pstrLine1 && !pstrLine2 && fFraction > 0) {
+        snprintf(szPercent, sizeof(szPercent), "%s %.0f %%", twStrings_Get(8), fFraction * 100.0f);
+        pstrLine2 = szPercent;
+    }
+    // the first call blocks for the fade-in; later calls draw once
+    do {
+        glDisable(GL_DEPTH_TEST);
+        if (pEngine->fProgressFade < TW_PROGRESS_FADE_END)
+            pEngine->fProgressFade += twTimer_Update();
+        float f = pEngine->fProgressFade;
+        glColor4f(f, f, f, f);
+        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | (twWindow_HasStencil() ? GL_STENCIL_BUFFER_BIT : 0));
+        twOgl_DrawText(1, iX, iMiddle + 40, twStrings_Get(1));
+        twOgl_DrawText(0, iX, iMiddle + 10, pEngine->szVersion);
+        if (pstrLine1)
+            twOgl_DrawText(0, iX, iMiddle - 5, pstrLine1);
+        if (pstrLine2)
+            twOgl_DrawText(0, iX, iMiddle - 20, pstrLine2);
+        glEnable(GL_DEPTH_TEST);
+        twWindow_SwapBuffers();
+    } while (pEngine->fProgressFade <= TW_PROGRESS_FADE_END);
+    return 1;
+}

@@ -1,0 +1,136 @@
+// The viewer's global state and its life: start-up and shutdown lists, the main loop,
+// the update step, settings that take effect, deferred actions and the progress screen.
+// Written by the engine's own steps and by the interface's commands.
+#pragma once
+#include <stdint.h>
+
+#include "engine/core.h"
+
+struct TwTexture;
+struct TwFbo;
+
+#define TW_APP_NAME "Ambulon 2"
+#define TW_PROGRAM_NAME "Ambulon.exe"
+#define TW_MAC_PROGRAM_PATH "Ambulon.app/Contents/MacOS/Ambulon"
+#define TW_MODEL_RESOURCE "Export.bin"
+#define TW_FAIL_TAG_SIZE 16
+
+#define TW_HOST_WINDOWS 0x01 // uiHostFiles: the Windows master is in the data directory
+#define TW_HOST_MAC 0x10     // uiHostFiles: the Mac master is there
+
+#define TW_PROGRESS_FADE_END 1.4f // seconds of the progress screen's fade-in
+#define TW_LEVEL_SWAP_DELAY 0.4f  // seconds after entering a level before frames are shown
+#define TW_LEVEL_GALLERY_DELAY 0.2f
+
+#define TW_MAX_RENDER_MODES 6
+#define TW_NUM_BACKGROUNDS 5
+#define TW_NUM_STEREO_NAMES 5
+
+enum TwPendingKind { TW_PENDING_NONE = 0, TW_PENDING_OPEN = 1, TW_PENDING_PUBLISH_WIN = 2, TW_PENDING_PUBLISH_MAC = 3 };
+
+struct TwEngine {
+    char szInfo[TW_PATH_SIZE];        // the developer panel's "Info" line
+    char szPickedPath[TW_PATH_SIZE];  // where the save dialog put a publish action
+    float fProgressFade;              // seconds of the progress screen's fade-in, stops above 1.4
+    int32_t iPendingStep;             // frame counter of a deferred action; 0: none
+    int32_t iPendingKind;             // TwPendingKind
+    int32_t bStarted;                 // start-up passed the camera step: settings are saved at shutdown
+    int32_t bPublished;               // a publish succeeded: the host's model is removed at shutdown
+    char szLegalLine[TW_PATH_SIZE];   // foot of the information page
+    TwFbo* pFboL;                     // eye buffers of quad-buffered stereo
+    TwFbo* pFboR;
+    int32_t iStereoShift;             // pixels between the eyes
+    int32_t iNumStereoModes;          // 3, or 4 with quad-buffered stereo
+    int32_t iStereoExtraWidth;        // each eye buffer is this much wider than the window
+    int32_t bStereoBuffers;           // both eye buffers exist
+    TwTexture* pPlaneTexture;         // "Plane.tga": the flying mark
+    float fMessageTime;               // seconds the message panel stays up
+    int32_t iMessageKind;             // which second line it shows
+    int32_t bLightLoaded;             // the open model came with its light
+    TwTexture* pFbTex;                // "FrameBuffer-8x8"
+    int32_t bDrawFlare;               // setting
+    char szModelInfo[TW_PATH_SIZE];   // filled by the model loader
+    char szVersion[64];               // "%u.%u" of the product version
+    char szModelPath[TW_PATH_SIZE];   // the model that is open
+    char szEngineInfo[TW_PATH_SIZE];  // the developer panel's "Engine info" line
+    TwTexture* pGalleryTexture;       // the gallery preview
+    TwTexture* pRecTexture;           // "Rec.tga"
+    TwTexture* pPauseTexture;         // "Pause.tga"
+    int32_t iMouseDx, iMouseDy, iMouseDz; // the frame's mouse motion
+    float fCollisionSize;             // setting: the walker's radius, metres
+    float fLightGain;                 // setting, 0 to 2
+    int32_t iInterfHeight;            // the interface panel's height, pixels
+    float fInterfSlide;               // 0 hidden, 1 out
+    float fInterfSlideSpeed;          // units a second
+    float fInterfSlideDir;            // +1 opening, -1 closing, 0 at rest
+    int32_t bRadiosity;               // the light job is offered
+    int32_t bNoShaders;               // no shader path: fixed-function modes only
+    int32_t bStandAlone;              // the program carries its own model
+    uint32_t uiHostFiles;             // TW_HOST_WINDOWS, TW_HOST_MAC
+    int32_t bQuit;                    // ends the main loop
+    int32_t bInterface;               // the interface panel is shown
+    int32_t bDevMode;
+    int32_t iSkyMode;                 // 0 clear colour, 1 skybox, 2 gradient plane
+    int32_t iSunUpdate;               // two-frame countdown of a sun move
+    int32_t iLayerUpdate;             // two-frame countdown of a layer change
+    int32_t bUpdateGalleryImage;
+    int32_t bUseVbo;
+    int32_t bClearColor;              // the colour buffer is cleared each frame
+    int32_t bShowHints;               // setting
+    float fHintTime;                  // seconds left of the hint panel
+    float fTimeRunning;               // seconds of update steps since start
+    float fTimeInLevel;               // seconds since a level was entered
+    float fIdleLimit;                 // seconds without input before the gallery plays
+    float fNoteTime;                  // seconds left of the short note
+    float fLightLevel, fLightLevelWanted;
+    int32_t iNumRenderModes;
+    int32_t iRenderMode, iRenderModeWanted;
+    char aszRenderModes[TW_MAX_RENDER_MODES][TW_TEXT_SIZE];
+    const char* apszRenderModes[TW_MAX_RENDER_MODES];
+    int32_t iBackground, iBackgroundWanted;
+    char aszBackgrounds[TW_NUM_BACKGROUNDS][TW_TEXT_SIZE];
+    const char* apszBackgrounds[TW_NUM_BACKGROUNDS];
+    int32_t iStereoMode;              // 0 off, 1 colour-masked, 2 split screen, 3 quad-buffered
+    char aszStereoModes[TW_NUM_STEREO_NAMES][TW_TEXT_SIZE];
+    const char* apszStereoModes[TW_NUM_STEREO_NAMES];
+    char aszNoYes[2][TW_TEXT_SIZE];
+    const char* apszNoYes[2];
+    char aszLookMode[2][TW_TEXT_SIZE];
+    const char* apszLookMode[2];
+    int32_t iSceneOption, iSceneOptionWanted;
+    int32_t iUnits, iUnitsWanted;     // 0 metres, 1 feet
+    float fUnitScale;                 // -1 metres, -3.28084 feet: the sign is part of the value
+    char szUnitSuffix[TW_TEXT_SIZE];  // " %s" of the unit's short name
+    int32_t iSunAltitude, iSunAltitudeWanted; // whole degrees
+    int32_t iSunAzimuth, iSunAzimuthWanted;
+    float fSunShadow, fSunShadowWanted;       // -1 to 1
+    float vClearColor[4];
+    float vNoteColor[3];
+    // fields of the frame renderer and the interface that the settings reach
+    int32_t bSunShadows;              // sun shadows are on
+    int32_t bDrawEdges;               // setting
+    int32_t bSoftShadows;             // setting
+    int32_t bSkyFollowsSun;           // setting
+    int32_t iSunAltitudeState, iSunAzimuthState, iShadowState; // control-state words of the view page
+    float fScale1, fScale10, fScale100, fScale200, fScale1000; // display scales of value controls
+};
+
+extern TwEngine* pEngine;
+
+int twEngine_Main(const char* pstrExePath); // the engine entry: start, run, shut down; the exit code
+int twEngine_Startup(const char* pstrExePath, char* pstrFailTag); // 0 with a failure tag (16 bytes)
+int twEngine_Run(void);
+int twEngine_Shutdown(void);
+int twEngine_InitCore(const char* pstrExePath);
+int twEngine_InitWindow(void);
+int twEngine_InitInput(void);
+int twEngine_InitOpenGL(void);
+int twEngine_InitStrings(void);
+int twEngine_InitEngine(void);
+int twEngine_InitAvailableRenderModes(int bNoShaders);
+int twEngine_Update(void);
+void twEngine_Draw(void);        // the frame (render/frame.cpp)
+void twEngine_HandleInput(void); // keys and commands (interface/viewer.cpp)
+int twEngine_ApplySettings(void);
+int twEngine_EnterLevel(void);
+int twEngine_ShowProgress(const char* pstrLine1, const char* pstrLine2, float fFraction);

@@ -1,0 +1,510 @@
+#include "platform/window.h"
+
+#include <GL/glew.h>
+#include <GL/glx.h>
+#include <SDL2/SDL.h>
+#include <SDL2/SDL_syswm.h>
+#include <errno.h>
+#include <spawn.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <sys/utsname.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "engine/core.h"
+#include "engine/log.h"
+#include "engine/memory.h"
+
+extern char** environ;
+
+TwWindow* pWindow = nullptr;
+
+#ifndef GLX_RENDERER_VIDEO_MEMORY_MESA
+#define GLX_RENDERER_VIDEO_MEMORY_MESA 0x8187
+#endif
+#define GL_GPU_MEMORY_INFO_DEDICATED_VIDMEM_NVX 0x9047
+
+// Event kinds that SDL keeps in its queue. Keys, buttons and motion are read as state
+// by the input layer; the queue then holds only what the one-per-swap pump handles.
+static const uint32_t s_auiIgnoredEvents[] = {SDL_KEYDOWN, SDL_KEYUP, SDL_TEXTINPUT, SDL_TEXTEDITING,
+                                              SDL_MOUSEMOTION, SDL_MOUSEBUTTONDOWN, SDL_MOUSEBUTTONUP};
+
+// Tries one visual: a hidden window of the colour and depth bits, with or without stereo.
+static SDL_Window* TryVisual(int iWidth, int iHeight, int bDesktop, int iColorBits, int iDepthBits, int bStereo,
+                             int iStencilBits)
+{
+    SDL_GL_ResetAttributes();
+    SDL_GL_SetAttribute(SDL_GL_RED_SIZE, 8);
+    SDL_GL_SetAttribute(SDL_GL_GREEN_SIZE, 8);
+    SDL_GL_SetAttribute(SDL_GL_BLUE_SIZE, 8);
+    SDL_GL_SetAttribute(SDL_GL_ALPHA_SIZE, iColorBits == 32 ? 8 : 0);
+    SDL_GL_SetAttribute(SDL_GL_BUFFER_SIZE, iColorBits);
+    SDL_GL_SetAttribute(SDL_GL_DEPTH_SIZE, iDepthBits);
+    SDL_GL_SetAttribute(SDL_GL_STENCIL_SIZE, iStencilBits);
+    SDL_GL_SetAttribute(SDL_GL_DOUBLEBUFFER, 1);
+    SDL_GL_SetAttribute(SDL_GL_STEREO, bStereo);
+    uint32_t uiFlags = SDL_WINDOW_OPENGL | SDL_WINDOW_HIDDEN;
+    if (bDesktop)
+        uiFlags |= SDL_WINDOW_FULLSCREEN_DESKTOP;
+    else
+        uiFlags |= SDL_WINDOW_BORDERLESS;
+    // a one-letter caption: the title comes straight after
+    return SDL_CreateWindow("A", 0, 0, iWidth, iHeight, uiFlags);
+}
+
+// The string table's texts are single bytes of the Windows Latin character set; SDL
+// wants UTF-8.
+static void Latin1ToUtf8(const char* pstrIn, char* pstrOut, int iOutSize)
+{
+    int iOut = 0;
+    for (const unsigned char* p = (const unsigned char*)pstrIn; *p && iOut < iOutSize - 3; p++) {
+        if (*p < 0x80) {
+            pstrOut[iOut++] = (char)*p;
+        } else {
+            pstrOut[iOut++] = (char)(0xC0 | (*p >> 6));
+            pstrOut[iOut++] = (char)(0x80 | (*p & 0x3F));
+        }
+    }
+    pstrOut[iOut] = 0;
+}
+
+int twWindow_Init(void)
+{
+    pWindow = (TwWindow*)twMem_Malloc(sizeof(TwWindow), "pWindow");
+    if (!pWindow)
+        return 0;
+    return 1;
+}
+
+int twWindow_CreateGLWindow(int iWidth, int iHeight, int bStencil, int iUnused)
+{
+    (void)iUnused;
+    const char* pstrTag = "twWindow_CreateGLWindow";
+    if (!pWindow)
+        return 0;
+    // the desktop must not be minimised when a dialog or another program takes the focus
+    SDL_SetHint(SDL_HINT_VIDEO_MINIMIZE_ON_FOCUS_LOSS, "0");
+    // a desktop or nothing: SDL's offscreen and console drivers have no screen to show on
+    // (a driver named in SDL_VIDEODRIVER still wins)
+    SDL_SetHint(SDL_HINT_VIDEODRIVER, "x11,wayland");
+    if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
+        twLogError(pstrTag, "!SDL_Init : %s\n", SDL_GetError());
+        return 0;
+    }
+    pWindow->bVideoStarted = 1;
+    for (uint32_t uiType : s_auiIgnoredEvents)
+        SDL_EventState(uiType, SDL_IGNORE);
+    SDL_StopTextInput();
+
+    int bDesktop = !iWidth || !iHeight;
+    if (bDesktop) {
+        SDL_DisplayMode mode;
+        if (SDL_GetDesktopDisplayMode(0, &mode) != 0) {
+            twLogError(pstrTag, "!SDL_GetDesktopDisplayMode : %s\n", SDL_GetError());
+            return 0;
+        }
+        iWidth = mode.w;
+        iHeight = mode.h;
+    }
+    pWindow->iWidth = iWidth;
+    pWindow->iHeight = iHeight;
+    pWindow->iHalfWidth = iWidth / 2;
+    pWindow->iHalfHeight = iHeight / 2;
+
+    // 32 then 24 colour bits; within each, a 32, 24, then 16-bit depth buffer. Stereo is
+    // always asked for first; a display without it gives a plain visual.
+    static const int aiColor[2] = {32, 24};
+    static const int aiDepth[3] = {32, 24, 16};
+    int iStencilBits = bStencil ? 8 : 0;
+    SDL_Window* hWnd = nullptr;
+    for (int c = 0; c < 2 && !hWnd; c++)
+        for (int d = 0; d < 3 && !hWnd; d++)
+            for (int bStereo = 1; bStereo >= 0 && !hWnd; bStereo--) {
+                hWnd = TryVisual(iWidth, iHeight, bDesktop, aiColor[c], aiDepth[d], bStereo, iStencilBits);
+                if (hWnd) {
+                    pWindow->iColorBits = aiColor[c];
+                    pWindow->iDepthBits = aiDepth[d];
+                }
+            }
+    if (!hWnd) {
+        twLogError(pstrTag, "!ChoosePixelFormat\n");
+        return 0;
+    }
+    pWindow->hWnd = hWnd;
+    SDL_ShowCursor(SDL_DISABLE);
+    SDL_GLContext hRC = SDL_GL_CreateContext(hWnd);
+    if (!hRC) {
+        twLogError(pstrTag, "!wglCreateContext\n");
+        return 0;
+    }
+    pWindow->hRC = hRC;
+    if (SDL_GL_MakeCurrent(hWnd, hRC) != 0) {
+        twLogError(pstrTag, "!wglMakeCurrent\n");
+        return 0;
+    }
+    pWindow->iAlphaBits = 8;
+    pWindow->iStencilBits = iStencilBits;
+    int bStereo = 0;
+    SDL_GL_GetAttribute(SDL_GL_STEREO, &bStereo);
+    pWindow->bQuadBuffer = bStereo ? 1 : 0;
+    twWindow_PrintWindowInfo();
+    return 1;
+}
+
+int twWindow_SetTitle(const char* pstrTitle)
+{
+    if (!pstrTitle || !pWindow || !pWindow->hWnd)
+        return 0;
+    char szTitle[512];
+    Latin1ToUtf8(pstrTitle, szTitle, sizeof(szTitle));
+    SDL_SetWindowTitle(pWindow->hWnd, szTitle);
+    return 1;
+}
+
+int twWindow_Show(void)
+{
+    if (!pWindow || !pWindow->hWnd)
+        return 0;
+    SDL_ShowWindow(pWindow->hWnd);
+    SDL_RaiseWindow(pWindow->hWnd);
+    SDL_SetWindowInputFocus(pWindow->hWnd);
+    return 1;
+}
+
+int twWindow_SetOnFocusGained1(TwFocusCallback fn)
+{
+    if (pWindow)
+        pWindow->fnOnFocusGained1 = fn;
+    return 1;
+}
+
+int twWindow_SetOnFocusGained2(TwFocusCallback fn)
+{
+    if (pWindow)
+        pWindow->fnOnFocusGained2 = fn;
+    return 1;
+}
+
+int twWindow_Free(void)
+{
+    if (!pWindow)
+        return 1;
+    if (pWindow->bVideoStarted) {
+        SDL_SetRelativeMouseMode(SDL_FALSE);
+        SDL_ShowCursor(SDL_ENABLE);
+    }
+    // the GL context and the display connection are left to the end of the process:
+    // closing them unloads the driver while it still holds its own allocations
+    if (pWindow->hWnd)
+        SDL_DestroyWindow(pWindow->hWnd);
+    twMem_Free(pWindow);
+    pWindow = nullptr;
+    return 1;
+}
+
+int twWindow_SwapBuffers(void)
+{
+    if (!pWindow || !pWindow->hWnd)
+        return 0;
+    SDL_GL_SwapWindow(pWindow->hWnd);
+    // one event per swap, on purpose: nothing else in the program pumps events
+    SDL_Event event;
+    if (SDL_PollEvent(&event))
+        twWindow_Proc(&event);
+    return 1;
+}
+
+int twWindow_Proc(const SDL_Event* pEvent)
+{
+    if (!pWindow || pEvent->type != SDL_WINDOWEVENT)
+        return 0;
+    if (pEvent->window.event == SDL_WINDOWEVENT_FOCUS_LOST) {
+        pWindow->bFocusLost = 1;
+    } else if (pEvent->window.event == SDL_WINDOWEVENT_FOCUS_GAINED && pWindow->bFocusLost) {
+        if (pWindow->fnOnFocusGained1)
+            pWindow->fnOnFocusGained1();
+        if (pWindow->fnOnFocusGained2)
+            pWindow->fnOnFocusGained2();
+        pWindow->bFocusLost = 0;
+    }
+    // closing the window has no effect of its own: the program ends from its interface
+    return 1;
+}
+
+SDL_Window* twWindow_GetHwnd(void) { return pWindow ? pWindow->hWnd : nullptr; }
+void* twWindow_GetHdc(void) { return nullptr; }
+void* twWindow_GetInstance(void) { return nullptr; }
+int twWindow_GetWidth(void) { return pWindow ? pWindow->iWidth : 0; }
+int twWindow_GetHeight(void) { return pWindow ? pWindow->iHeight : 0; }
+int twWindow_GetHalfWidth(void) { return pWindow ? pWindow->iHalfWidth : 0; }
+int twWindow_GetHalfHeight(void) { return pWindow ? pWindow->iHalfHeight : 0; }
+uint32_t twWindow_GetVideoMemorySize(void) { return pWindow ? pWindow->uiVideoMemory : 0; }
+int twWindow_IsQuadBuffered(void) { return pWindow ? pWindow->bQuadBuffer : 0; }
+int twWindow_HasStencil(void) { return pWindow && pWindow->iStencilBits > 0; }
+
+int twWindow_SetDialogMode(int bDialog)
+{
+    if (!pWindow || !pWindow->bVideoStarted)
+        return 0;
+    // a dialog needs the system's pointer: the relative mouse lets it go for the time
+    if (bDialog) {
+        pWindow->bRelativeBeforeDialog = SDL_GetRelativeMouseMode() ? 1 : 0;
+        SDL_SetRelativeMouseMode(SDL_FALSE);
+        SDL_ShowCursor(SDL_ENABLE);
+    } else {
+        SDL_ShowCursor(SDL_DISABLE);
+        if (pWindow->bRelativeBeforeDialog)
+            SDL_SetRelativeMouseMode(SDL_TRUE);
+        if (pWindow->hWnd)
+            SDL_RaiseWindow(pWindow->hWnd);
+    }
+    return 1;
+}
+
+// Runs zenity and reads the path it prints. 1 with a path, 0 when the user cancelled or
+// zenity couldn't run; *pbMissing tells the latter.
+static int RunZenity(int bSave, const char* pstrFilter, char* pstrOut, int iOutSize, int* pbMissing)
+{
+    *pbMissing = 0;
+    int aiPipe[2];
+    if (pipe(aiPipe) != 0)
+        return 0;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, aiPipe[1], STDOUT_FILENO);
+    posix_spawn_file_actions_addclose(&actions, aiPipe[0]);
+    posix_spawn_file_actions_addclose(&actions, aiPipe[1]);
+    // the filter is offered by name only, with every file shown
+    char szFilter[300];
+    snprintf(szFilter, sizeof(szFilter), "%s | *", pstrFilter);
+    const char* apstrArgs[8];
+    int n = 0;
+    apstrArgs[n++] = "zenity";
+    apstrArgs[n++] = "--file-selection";
+    if (bSave) {
+        apstrArgs[n++] = "--save";
+        apstrArgs[n++] = "--confirm-overwrite";
+    }
+    apstrArgs[n++] = "--file-filter";
+    apstrArgs[n++] = szFilter;
+    apstrArgs[n] = nullptr;
+    pid_t pid;
+    int iErr = posix_spawnp(&pid, "zenity", &actions, nullptr, (char* const*)apstrArgs, environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(aiPipe[1]);
+    if (iErr != 0) {
+        close(aiPipe[0]);
+        *pbMissing = 1;
+        return 0;
+    }
+    char szRead[2048];
+    int iLen = 0;
+    ssize_t iGot;
+    while ((iGot = read(aiPipe[0], szRead + iLen, sizeof(szRead) - 1 - iLen)) > 0 ||
+           (iGot < 0 && errno == EINTR))
+        if (iGot > 0)
+            iLen += (int)iGot;
+    close(aiPipe[0]);
+    szRead[iLen] = 0;
+    int iStatus = 0;
+    while (waitpid(pid, &iStatus, 0) < 0 && errno == EINTR) {
+    }
+    if (WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 127) {
+        *pbMissing = 1;
+        return 0;
+    }
+    if (!WIFEXITED(iStatus) || WEXITSTATUS(iStatus) != 0)
+        return 0;
+    while (iLen && (szRead[iLen - 1] == '\n' || szRead[iLen - 1] == '\r'))
+        szRead[--iLen] = 0;
+    if (!iLen || iLen >= iOutSize)
+        return 0;
+    memcpy(pstrOut, szRead, iLen + 1);
+    return 1;
+}
+
+int twWindow_GetFileFromDialog(int iMode, char* pstrPath, const char* pstrExtension, const char* pstrDescription,
+                               int iUnused)
+{
+    (void)iUnused;
+    const char* pstrTag = "twWindow_GetFileFromDialog";
+    if (!pWindow || !pWindow->hWnd || !pstrPath)
+        return 0;
+    char szFilter[256];
+    if (pstrExtension)
+        snprintf(szFilter, sizeof(szFilter), "%s (*.%s)", pstrDescription ? pstrDescription : "", pstrExtension);
+    else
+        snprintf(szFilter, sizeof(szFilter), "Any file (*.*)");
+    SDL_HideWindow(pWindow->hWnd);
+    if (SDL_GL_MakeCurrent(pWindow->hWnd, nullptr) != 0) {
+        twLogError(pstrTag, "!wglMakeCurrent (0,0)\n");
+        return 0;
+    }
+    int bResult = 0;
+    if (iMode == 1 || iMode == 2) {
+        char szChosen[TW_DIALOG_PATH_MAX];
+        int bMissing = 0;
+        bResult = RunZenity(iMode == 2, szFilter, szChosen, sizeof(szChosen), &bMissing);
+        if (bMissing)
+            twLogError(pstrTag, "!zenity : not found\n");
+        if (bResult)
+            strcpy(pstrPath, szChosen);
+    }
+    if (SDL_GL_MakeCurrent(pWindow->hWnd, pWindow->hRC) != 0)
+        twLogError(pstrTag, "!wglMakeCurrent (restore)\n");
+    SDL_ShowWindow(pWindow->hWnd);
+    SDL_RaiseWindow(pWindow->hWnd);
+    return bResult;
+}
+
+int twWindow_CreateDirectory(const char* pstrPath)
+{
+    char szPath[TW_PATH_SIZE];
+    snprintf(szPath, sizeof(szPath), "%s", pstrPath);
+    for (char* p = szPath + 1; *p; p++)
+        if (*p == '/') {
+            *p = 0;
+            mkdir(szPath, 0755);
+            *p = '/';
+        }
+    mkdir(szPath, 0755);
+    return 1;
+}
+
+int twWindow_CopyFile(const char* pstrFrom, const char* pstrTo)
+{
+    FILE* pIn = fopen(pstrFrom, "rb");
+    if (!pIn)
+        return 1;
+    FILE* pOut = fopen(pstrTo, "wb");
+    if (pOut) {
+        char acBuf[65536];
+        size_t uiRead;
+        while ((uiRead = fread(acBuf, 1, sizeof(acBuf), pIn)) > 0)
+            if (fwrite(acBuf, 1, uiRead, pOut) != uiRead)
+                break;
+        fclose(pOut);
+        struct stat st;
+        if (stat(pstrFrom, &st) == 0)
+            chmod(pstrTo, st.st_mode & 0777);
+    }
+    fclose(pIn);
+    return 1;
+}
+
+int twWindow_DeleteFile(const char* pstrPath)
+{
+    unlink(pstrPath);
+    return 1;
+}
+
+// The documents folder of the XDG user directories ("XDG_DOCUMENTS_DIR" in
+// user-dirs.dirs), else "$HOME/Documents".
+int twWindow_GetDocumentsFolder(char* pstrOut)
+{
+    const char* pstrHome = getenv("HOME");
+    if (!pstrHome || !pstrHome[0])
+        return 0;
+    char szFolder[TW_PATH_SIZE];
+    snprintf(szFolder, sizeof(szFolder), "%s/Documents", pstrHome);
+    char szConfig[TW_PATH_SIZE];
+    const char* pstrConfigHome = getenv("XDG_CONFIG_HOME");
+    if (pstrConfigHome && pstrConfigHome[0])
+        snprintf(szConfig, sizeof(szConfig), "%s/user-dirs.dirs", pstrConfigHome);
+    else
+        snprintf(szConfig, sizeof(szConfig), "%s/.config/user-dirs.dirs", pstrHome);
+    FILE* pFile = fopen(szConfig, "rb");
+    if (pFile) {
+        char szLine[TW_PATH_SIZE];
+        while (fgets(szLine, sizeof(szLine), pFile)) {
+            const char* pstrKey = "XDG_DOCUMENTS_DIR=\"";
+            if (strncmp(szLine, pstrKey, strlen(pstrKey)) != 0)
+                continue;
+            char* pValue = szLine + strlen(pstrKey);
+            char* pEnd = strchr(pValue, '"');
+            if (!pEnd)
+                break;
+            *pEnd = 0;
+            if (strncmp(pValue, "$HOME", 5) == 0)
+                snprintf(szFolder, sizeof(szFolder), "%s%s", pstrHome, pValue + 5);
+            else if (pValue[0] == '/')
+                snprintf(szFolder, sizeof(szFolder), "%s", pValue);
+            break;
+        }
+        fclose(pFile);
+    }
+    size_t uiLen = strlen(szFolder);
+    while (uiLen > 1 && szFolder[uiLen - 1] == '/')
+        szFolder[--uiLen] = 0;
+    if (pstrOut)
+        strcpy(pstrOut, szFolder);
+    return 1;
+}
+
+int twWindow_PrintWindowInfo(void)
+{
+    const char* pstrTag = "twWindow_PrintWindowInfo";
+    char szOs[128] = "UNKNOWN";
+    twWindow_GetOsName(szOs);
+    snprintf(pWindow->szOsName, sizeof(pWindow->szOsName), "%s", szOs);
+    pWindow->uiVideoMemory = twWindow_GetVideoMemory();
+    twLog(pstrTag, "Operating system = %s\n", szOs);
+    twLog(pstrTag, "Window size = %d x %d\n", pWindow->iWidth, pWindow->iHeight);
+    twLog(pstrTag, "Color bits = %d\n", pWindow->iColorBits);
+    twLog(pstrTag, "Depth bits = %d\n", pWindow->iDepthBits);
+    twLog(pstrTag, "Stencil bits = %d\n", pWindow->iStencilBits);
+    char szBytes[32];
+    if (!pWindow->uiVideoMemory) {
+        pWindow->uiVideoMemory = TW_WINDOW_DEFAULT_VIDEO_MEMORY;
+        twCore_FormatThousands(pWindow->uiVideoMemory, szBytes);
+        twLog(pstrTag, "Video memory installed = %s bytes (forced to 256 MB)\n", szBytes);
+    } else {
+        twCore_FormatThousands(pWindow->uiVideoMemory, szBytes);
+        twLog(pstrTag, "Video memory installed = %s bytes\n", szBytes);
+    }
+    return 1;
+}
+
+int twWindow_GetOsName(char* pstrOut)
+{
+    struct utsname name;
+    if (uname(&name) != 0)
+        return 0;
+    char szName[3 * sizeof(name.sysname) + 4];
+    snprintf(szName, sizeof(szName), "%s %s %s", name.sysname, name.release, name.machine);
+    snprintf(pstrOut, 128, "%.127s", szName);
+    return 1;
+}
+
+// Asks the GL driver: Mesa's renderer query, else NVIDIA's memory info. Needs the
+// context current. Sizes past 4 GiB are held at the largest the field can carry.
+uint32_t twWindow_GetVideoMemory(void)
+{
+    uint64_t uiBytes = 0;
+    SDL_SysWMinfo info;
+    SDL_VERSION(&info.version);
+    if (pWindow && pWindow->hWnd && SDL_GetWindowWMInfo(pWindow->hWnd, &info) && info.subsystem == SDL_SYSWM_X11) {
+        Display* pDisplay = info.info.x11.display;
+        const char* pstrGlx = glXQueryExtensionsString(pDisplay, DefaultScreen(pDisplay));
+        typedef Bool (*QueryFn)(int, unsigned int*);
+        QueryFn fnQuery = (QueryFn)SDL_GL_GetProcAddress("glXQueryCurrentRendererIntegerMESA");
+        unsigned int uiMegabytes = 0;
+        if (pstrGlx && strstr(pstrGlx, "GLX_MESA_query_renderer") && fnQuery &&
+            fnQuery(GLX_RENDERER_VIDEO_MEMORY_MESA, &uiMegabytes))
+            uiBytes = (uint64_t)uiMegabytes << 20;
+    }
+    if (!uiBytes) {
+        const char* pstrExt = (const char*)glGetString(GL_EXTENSIONS);
+        if (pstrExt && strstr(pstrExt, "GL_NVX_gpu_memory_info")) {
+            GLint iKilobytes = 0;
+            glGetIntegerv(GL_GPU_MEMORY_INFO_DEDICATED_VIDMEM_NVX, &iKilobytes);
+            uiBytes = (uint64_t)(iKilobytes > 0 ? iKilobytes : 0) << 10;
+        }
+    }
+    if (uiBytes > 0xFFF00000u)
+        uiBytes = 0xFFF00000u;
+    return (uint32_t)uiBytes;
+}

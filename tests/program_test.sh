@@ -1,0 +1,161 @@
+#!/usr/bin/env bash
+# End to end: the built Ambulon.exe on the test display, with a temporary HOME and
+# logging switched on. It is driven with xdotool, and judged by its exit status, its log
+# and a capture of the screen (kept in the build folder as e2e-*.png for a person to see).
+#
+#   tests/program_test.sh <build folder>
+set -u
+BUILD=$(cd "$1" && pwd)
+SRC=$(cd "$(dirname "$0")/.." && pwd)
+WORK=$(mktemp -d /tmp/amb_e2e_XXXXXX)
+FAILURES=0
+
+fail() { echo "FAIL: $*"; FAILURES=$((FAILURES + 1)); }
+
+# A fresh home with the log switch in the user directory; prints its log path.
+make_home() {
+    local home=$WORK/$1
+    mkdir -p "$home/Documents/Ambulon"
+    : > "$home/Documents/Ambulon/Enable AMB logging"
+    echo "$home/Documents/Ambulon/Amb2_Log.txt"
+}
+
+# Waits for a text in a file; 0 when it came. A start that never gets there fails the
+# scenario instead of hanging the suite.
+wait_for_text() {
+    local file=$1 text=$2
+    for _ in $(seq 1 600); do
+        grep -qF -- "$text" "$file" 2>/dev/null && return 0
+        kill -0 "$PID" 2>/dev/null || { grep -qF -- "$text" "$file" 2>/dev/null; return; }
+        sleep 0.1
+    done
+    return 1
+}
+
+# Waits for the viewer to end; its exit status goes to STATUS.
+wait_exit() {
+    for _ in $(seq 1 300); do
+        kill -0 "$PID" 2>/dev/null || break
+        sleep 0.1
+    done
+    if kill -0 "$PID" 2>/dev/null; then
+        kill -9 "$PID"
+        fail "$1: the viewer did not end"
+    fi
+    wait "$PID"
+    STATUS=$?
+}
+
+# The lines of a log must appear in this order (each a whole message line).
+expect_in_order() {
+    local log=$1 scenario=$2
+    shift 2
+    local last=0 at
+    for line in "$@"; do
+        at=$(grep -nxF -- "  $line" "$log" | cut -d: -f1 | awk -v min="$last" '$1 > min {print; exit}')
+        if [ -z "$at" ]; then
+            fail "$scenario: log line '$line' missing or out of order"
+            return
+        fi
+        last=$at
+    done
+}
+
+# Runs the viewer in the background with the given home and environment.
+start_viewer() {
+    local home=$1 exe=$2
+    shift 2
+    (cd "$WORK" && env HOME="$home" "$@" "$exe") &
+    PID=$!
+}
+
+STARTUP_LINES=("Initializing memory manager" "Initializing window" "Initializing input" "Initializing opengl"
+    "Initializing strings" "Initializing engine")
+SHUTDOWN_LINES=("Shutting down engine" "Shutting down strings" "Shutting down opengl" "Shutting down input"
+    "Shutting down window" "Shutting down memory manager" "Shutting down core")
+
+# --- 1. A full run: progress screen, main loop, Z with Escape, clean shutdown ------------
+LOG=$(make_home normal)
+start_viewer "$WORK/normal" "$BUILD/Ambulon.exe"
+if wait_for_text "$LOG" "Version is"; then
+    sleep 0.8 # well into the fade-in
+    import -window root "$BUILD/e2e-progress.png"
+    # the title and version stand at a third of the width less 400, above the middle
+    bright=$(convert "$BUILD/e2e-progress.png" -crop 600x120+0+400 -format "%[fx:maxima.r]" info: 2>/dev/null)
+    awk -v b="${bright:-0}" 'BEGIN { exit !(b > 0.3) }' || fail "normal: the progress screen shows no text"
+    darkest=$(convert "$BUILD/e2e-progress.png" -crop 200x200+900+700 -format "%[fx:maxima.r]" info: 2>/dev/null)
+    awk -v b="${darkest:-1}" 'BEGIN { exit !(b < 0.01) }' || fail "normal: the progress screen isn't black"
+else
+    fail "normal: the viewer never reached its engine step"
+fi
+if wait_for_text "$LOG" "---Entering main loop---"; then
+    sleep 0.6
+    import -window root "$BUILD/e2e-running.png"
+    # Escape alone opens the panel and doesn't quit
+    xdotool key Escape
+    sleep 0.3
+    kill -0 "$PID" 2>/dev/null || fail "normal: Escape alone ended the viewer"
+    xdotool keydown z key Escape keyup z
+fi
+wait_exit normal
+[ "$STATUS" = 0 ] || fail "normal: exit status $STATUS"
+expect_in_order "$LOG" normal "Program directory is '$BUILD/'" "Data directory is '$BUILD/'" \
+    "User directory is '$WORK/normal/Documents/Ambulon/'" "${STARTUP_LINES[@]}" "Version is 2.1" \
+    "Launching application only" "Entering level" "---Entering main loop---" "---Exiting main loop---" \
+    "${SHUTDOWN_LINES[@]}"
+grep -q "Leaking" "$LOG" && fail "normal: memory leaked"
+[ -d "$WORK/normal/Documents/Ambulon/Temp" ] || fail "normal: no Temp folder"
+[ -d "$WORK/normal/Documents/Ambulon/Screenshots" ] || fail "normal: no Screenshots folder"
+head -1 "$LOG" | grep -qx "//Ambulon 2" || fail "normal: log header"
+
+# --- 2. No display: the window step fails, shutdown runs in full ---------------------------
+LOG=$(make_home nodisplay)
+start_viewer "$WORK/nodisplay" "$BUILD/Ambulon.exe" DISPLAY=:87654
+wait_exit nodisplay
+[ "$STATUS" = 0 ] || fail "nodisplay: exit status $STATUS"
+grep -q "  !SDL_Init : " "$LOG" || fail "nodisplay: no SDL_Init line"
+expect_in_order "$LOG" nodisplay "Initializing window" "Shutting down strings" "Shutting down window" \
+    "Shutting down memory manager" "Shutting down core"
+grep -q "Initializing input" "$LOG" && fail "nodisplay: start-up went on after the window"
+
+# --- 3. No string table beside the program ---------------------------------------------
+mkdir -p "$WORK/nodata"
+cp "$BUILD/Ambulon.exe" "$WORK/nodata/"
+LOG=$(make_home nostrings)
+start_viewer "$WORK/nostrings" "$WORK/nodata/Ambulon.exe"
+wait_exit nostrings
+[ "$STATUS" = 0 ] || fail "nostrings: exit status $STATUS"
+grep -qF "  !fopen : '$WORK/nodata/Data/Strings/Strings.bin'" "$LOG" || fail "nostrings: no fopen line"
+expect_in_order "$LOG" nostrings "Initializing strings" "!twStrings_ImportBin" "${SHUTDOWN_LINES[@]}"
+grep -q "Leaking" "$LOG" && fail "nostrings: memory leaked"
+
+# --- 4. No fonts at all ---------------------------------------------------------------
+cat > "$WORK/nofonts.conf" <<'EOF'
+<?xml version="1.0"?>
+<!DOCTYPE fontconfig SYSTEM "fonts.dtd">
+<fontconfig><cachedir>/tmp/amb_e2e_nofonts_cache</cachedir></fontconfig>
+EOF
+LOG=$(make_home nofonts)
+start_viewer "$WORK/nofonts" "$BUILD/Ambulon.exe" FONTCONFIG_FILE="$WORK/nofonts.conf"
+wait_exit nofonts
+[ "$STATUS" = 0 ] || fail "nofonts: exit status $STATUS"
+expect_in_order "$LOG" nofonts "Initializing strings" "!CreateFontA[0]" "!InitFont" "${SHUTDOWN_LINES[@]}"
+grep -q "Leaking" "$LOG" && fail "nofonts: memory leaked"
+
+# --- 5. A program file without its pack --------------------------------------------------
+mkdir -p "$WORK/nopack"
+cp "$BUILD/Ambulon.bare" "$WORK/nopack/Ambulon.exe"
+cp -r "$BUILD/Data" "$WORK/nopack/"
+LOG=$(make_home nopack)
+start_viewer "$WORK/nopack" "$WORK/nopack/Ambulon.exe"
+wait_exit nopack
+[ "$STATUS" = 0 ] || fail "nopack: exit status $STATUS"
+expect_in_order "$LOG" nopack "Initializing engine" "!twCore_GetResource : 'Plane.tga'" "${SHUTDOWN_LINES[@]}"
+grep -q "Leaking" "$LOG" && fail "nopack: memory leaked"
+
+rm -rf "$WORK"
+if [ "$FAILURES" != 0 ]; then
+    echo "$FAILURES failure(s)"
+    exit 1
+fi
+echo "program tests passed"
