@@ -1,0 +1,403 @@
+#include "navigation/camera.h"
+
+#include <math.h>
+#include <string.h>
+
+#include "engine/log.h"
+#include "world/world.h"
+
+TwCamera* pCam = nullptr;
+TwCamera* pCam2 = nullptr;
+TwCamera* pSunCam = nullptr;
+
+#define HALF_DEG 0.008726f         // half a degree in radians, for the field of view
+#define NEAR_FAR_OUT 10.0f         // near plane far from the model, metres
+#define NEAR_CLOSE 1.0f            // within 20 m of the model's box
+#define NEAR_INSIDE 0.1f           // within 4 m of it
+#define MIN_FAR 200.0f
+#define ZOOM_OUT 1.25f
+#define ZOOM_IN 0.8f
+#define PAN_STEP 0.25f             // metres a mouse count
+
+static float Length(const float* v)
+{
+    return sqrtf(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+}
+
+static void Normalize(float* v)
+{
+    float f = Length(v);
+    if (f > 0) {
+        v[0] /= f;
+        v[1] /= f;
+        v[2] /= f;
+    }
+}
+
+static void Cross(const float* a, const float* b, float* pOut)
+{
+    float x = a[1] * b[2] - a[2] * b[1], y = a[2] * b[0] - a[0] * b[2], z = a[0] * b[1] - a[1] * b[0];
+    pOut[0] = x;
+    pOut[1] = y;
+    pOut[2] = z;
+}
+
+static float Dot(const float* a, const float* b)
+{
+    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
+
+// Column-major 4 x 4 matrices, as GL takes them
+static void Identity(float* m)
+{
+    memset(m, 0, 16 * sizeof(float));
+    m[0] = m[5] = m[10] = m[15] = 1;
+}
+
+static void Multiply(const float* a, const float* b, float* pOut)
+{
+    float r[16];
+    for (int c = 0; c < 4; c++)
+        for (int row = 0; row < 4; row++)
+            r[c * 4 + row] = a[row] * b[c * 4] + a[4 + row] * b[c * 4 + 1] + a[8 + row] * b[c * 4 + 2] +
+                             a[12 + row] * b[c * 4 + 3];
+    memcpy(pOut, r, sizeof(r));
+}
+
+// A rotation about one axis (0 X, 1 Y, 2 Z), as glRotate makes it
+static void Rotation(int iAxis, float fDegrees, float* m)
+{
+    Identity(m);
+    float c = cosf(fDegrees * TW_DEG), s = sinf(fDegrees * TW_DEG);
+    int a = (iAxis + 1) % 3, b = (iAxis + 2) % 3;
+    m[a * 4 + a] = c;
+    m[b * 4 + b] = c;
+    m[a * 4 + b] = s;
+    m[b * 4 + a] = -s;
+}
+
+// R = rotation by -roll about Z, by -pitch about X, by -yaw about Y, then the
+// translation by -pos: the view of an eye with these angles
+static void ViewMatrix(float fPitch, float fYaw, float fRoll, const float* pvPos, float* pOut)
+{
+    float r[16], m[16], t[16];
+    Rotation(2, -fRoll, r);
+    Rotation(0, -fPitch, m);
+    Multiply(r, m, r);
+    Rotation(1, -fYaw, m);
+    Multiply(r, m, r);
+    Identity(t);
+    t[12] = -pvPos[0];
+    t[13] = -pvPos[1];
+    t[14] = -pvPos[2];
+    Multiply(r, t, pOut);
+}
+
+static int Invert(const float* m, float* pOut)
+{
+    float inv[16];
+    inv[0] = m[5] * m[10] * m[15] - m[5] * m[11] * m[14] - m[9] * m[6] * m[15] + m[9] * m[7] * m[14] +
+             m[13] * m[6] * m[11] - m[13] * m[7] * m[10];
+    inv[4] = -m[4] * m[10] * m[15] + m[4] * m[11] * m[14] + m[8] * m[6] * m[15] - m[8] * m[7] * m[14] -
+             m[12] * m[6] * m[11] + m[12] * m[7] * m[10];
+    inv[8] = m[4] * m[9] * m[15] - m[4] * m[11] * m[13] - m[8] * m[5] * m[15] + m[8] * m[7] * m[13] +
+             m[12] * m[5] * m[11] - m[12] * m[7] * m[9];
+    inv[12] = -m[4] * m[9] * m[14] + m[4] * m[10] * m[13] + m[8] * m[5] * m[14] - m[8] * m[6] * m[13] -
+              m[12] * m[5] * m[10] + m[12] * m[6] * m[9];
+    inv[1] = -m[1] * m[10] * m[15] + m[1] * m[11] * m[14] + m[9] * m[2] * m[15] - m[9] * m[3] * m[14] -
+             m[13] * m[2] * m[11] + m[13] * m[3] * m[10];
+    inv[5] = m[0] * m[10] * m[15] - m[0] * m[11] * m[14] - m[8] * m[2] * m[15] + m[8] * m[3] * m[14] +
+             m[12] * m[2] * m[11] - m[12] * m[3] * m[10];
+    inv[9] = -m[0] * m[9] * m[15] + m[0] * m[11] * m[13] + m[8] * m[1] * m[15] - m[8] * m[3] * m[13] -
+             m[12] * m[1] * m[11] + m[12] * m[3] * m[9];
+    inv[13] = m[0] * m[9] * m[14] - m[0] * m[10] * m[13] - m[8] * m[1] * m[14] + m[8] * m[2] * m[13] +
+              m[12] * m[1] * m[10] - m[12] * m[2] * m[9];
+    inv[2] = m[1] * m[6] * m[15] - m[1] * m[7] * m[14] - m[5] * m[2] * m[15] + m[5] * m[3] * m[14] +
+             m[13] * m[2] * m[7] - m[13] * m[3] * m[6];
+    inv[6] = -m[0] * m[6] * m[15] + m[0] * m[7] * m[14] + m[4] * m[2] * m[15] - m[4] * m[3] * m[14] -
+             m[12] * m[2] * m[7] + m[12] * m[3] * m[6];
+    inv[10] = m[0] * m[5] * m[15] - m[0] * m[7] * m[13] - m[4] * m[1] * m[15] + m[4] * m[3] * m[13] +
+              m[12] * m[1] * m[7] - m[12] * m[3] * m[5];
+    inv[14] = -m[0] * m[5] * m[14] + m[0] * m[6] * m[13] + m[4] * m[1] * m[14] - m[4] * m[2] * m[13] -
+              m[12] * m[1] * m[6] + m[12] * m[2] * m[5];
+    inv[3] = -m[1] * m[6] * m[11] + m[1] * m[7] * m[10] + m[5] * m[2] * m[11] - m[5] * m[3] * m[10] -
+             m[9] * m[2] * m[7] + m[9] * m[3] * m[6];
+    inv[7] = m[0] * m[6] * m[11] - m[0] * m[7] * m[10] - m[4] * m[2] * m[11] + m[4] * m[3] * m[10] +
+             m[8] * m[2] * m[7] - m[8] * m[3] * m[6];
+    inv[11] = -m[0] * m[5] * m[11] + m[0] * m[7] * m[9] + m[4] * m[1] * m[11] - m[4] * m[3] * m[9] -
+              m[8] * m[1] * m[7] + m[8] * m[3] * m[5];
+    inv[15] = m[0] * m[5] * m[10] - m[0] * m[6] * m[9] - m[4] * m[1] * m[10] + m[4] * m[2] * m[9] +
+              m[8] * m[1] * m[6] - m[8] * m[2] * m[5];
+    float fDet = m[0] * inv[0] + m[1] * inv[4] + m[2] * inv[8] + m[3] * inv[12];
+    if (fDet == 0) {
+        Identity(pOut);
+        return 0;
+    }
+    for (int i = 0; i < 16; i++)
+        pOut[i] = inv[i] / fDet;
+    return 1;
+}
+
+static void FrustumPlanes(TwCamera* c)
+{
+    const float* m = c->mViewProj;
+    // row i: elements i, i + 4, i + 8, i + 12; planes near, left, right, top, bottom, far
+    static const int aiRow[6] = {2, 0, 0, 1, 1, 2};
+    static const float afSign[6] = {1, 1, -1, -1, 1, -1};
+    for (int p = 0; p < 6; p++) {
+        float* v = c->vFrustum[p];
+        for (int k = 0; k < 4; k++)
+            v[k] = m[3 + k * 4] + afSign[p] * m[aiRow[p] + k * 4];
+        float f = Length(v);
+        if (f > 0)
+            for (int k = 0; k < 4; k++)
+                v[k] /= f;
+    }
+}
+
+// The orthographic projection's diagonal, with the scale factors that aren't 0 or 1
+static void OrthoProjection(TwCamera* c, float fX, float fY, float fZ)
+{
+    memset(c->mProjection, 0, sizeof(c->mProjection));
+    float afDiag[3] = {fX, fY, fZ};
+    for (int i = 0; i < 3; i++) {
+        float s = c->vOrthoScale[i];
+        c->mProjection[i * 5] = afDiag[i] * (s != 0 && s != 1 ? s : 1);
+    }
+    c->mProjection[15] = 1;
+}
+
+static void FinishMatrices(TwCamera* c, int bFrustum)
+{
+    Multiply(c->mProjection, c->mView, c->mViewProj);
+    Invert(c->mViewProj, c->mViewProjInverse);
+    if (bFrustum)
+        FrustumPlanes(c);
+}
+
+int twCamera_Init(TwCamera* c)
+{
+    memset(c, 0, sizeof(TwCamera));
+    c->fSpeed = 2.0f;
+    c->fFov = 80.0f;
+    c->fNear = 0.1f;
+    c->fFar = 1600.0f;
+    c->fAspect = 1.6f;
+    c->fInvAspect = 0.625f;
+    c->fMouseSpeed = 0.15f;
+    c->vPos[1] = 1.6f;
+    c->fSpeedMul = 1.0f;
+    c->fRunMul = 2.5f;
+    c->fSlowMul = 0.4f;
+    c->fFastMul = 40.0f;
+    c->fVerticalMul = 1.0f;
+    c->fGravity = 9.82f;
+    c->fEyeSeparation = 0.07f;
+    c->fStandHeight = 1.6f;
+    c->fCrouchHeight = 1.0f;
+    c->afUnused[0] = 10.0f;
+    c->afUnused[1] = 50.0f;
+    c->afUnused[2] = 1.0f;
+    c->bWalk = 1;
+    return 1;
+}
+
+int twCamera_SetAspectFromWindow(TwCamera* c, int iWidth, int iHeight)
+{
+    if (!iWidth || !iHeight) {
+        twLog("twCamera_SetAspectFromWindow", "invalid input\n");
+        return 0;
+    }
+    c->fAspect = (float)iWidth / (float)iHeight;
+    c->fInvAspect = 1.0f / c->fAspect;
+    return 1;
+}
+
+int twCamera_LookAt(TwCamera* c, const float* pTarget)
+{
+    float v[3] = {pTarget[0] - c->vPos[0], pTarget[1] - c->vPos[1], pTarget[2] - c->vPos[2]};
+    // a target at the eye has no direction: the camera keeps its own
+    if (Length(v) == 0) {
+        twLogError("twCamera_LookAt", "!target at the eye\n");
+        return 0;
+    }
+    Normalize(v);
+    memcpy(c->vDir, v, sizeof(v));
+    c->fPitch = asinf(v[1]) * TW_RAD;
+    c->fYaw = atan2f(v[0], v[2]) * TW_RAD + 180.0f;
+    return 1;
+}
+
+void twCamera_MouseLook(TwCamera* c, int iDx, int iDy)
+{
+    float* pfPitch = c->bTopView ? &c->fOrthoPitch : &c->fPitch;
+    float* pfYaw = c->bTopView ? &c->fOrthoYaw : &c->fYaw;
+    float fPitchStep = -c->fMouseSpeed * iDy;
+    if (c->bInvertMouse)
+        fPitchStep = -fPitchStep;
+    *pfPitch += fPitchStep;
+    *pfYaw += -c->fMouseSpeed * iDx;
+    if (*pfPitch > TW_PITCH_LIMIT)
+        *pfPitch = TW_PITCH_LIMIT;
+    if (*pfPitch < -TW_PITCH_LIMIT)
+        *pfPitch = -TW_PITCH_LIMIT;
+}
+
+void twCamera_DirFromAngles(float fPitch, float fYaw, float* pDirOut)
+{
+    pDirOut[0] = -sinf(fYaw * TW_DEG);
+    pDirOut[1] = tanf(fPitch * TW_DEG);
+    pDirOut[2] = -cosf(fYaw * TW_DEG);
+    Normalize(pDirOut);
+}
+
+void twCamera_GetUp(const float* pDir, float* pUp)
+{
+    // in double: the arc cosine of 0 must stay below a right angle, where the tangent flips sign
+    double y = pDir[1];
+    if (y > -0.1 && y < 0.1)
+        y = fabs(y);
+    double fYaw = atan2((double)pDir[0], (double)pDir[2]);
+    double fPitch = acos(y);
+    double v[3] = {-sin(fYaw), tan(fPitch), -cos(fYaw)};
+    double f = sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+    for (int i = 0; i < 3; i++)
+        pUp[i] = (float)(f > 0 ? v[i] / f : v[i]);
+}
+
+void twCamera_UpdateMatrices(TwCamera* c, int bFrustum)
+{
+    if (c->bTopView) {
+        float afDelta[3] = {c->vOrthoCentre[0] - c->vOrthoEye[0], c->vOrthoCentre[1] - c->vOrthoEye[1],
+                            c->vOrthoCentre[2] - c->vOrthoEye[2]};
+        c->fOrthoDist = Length(afDelta);
+        float d = c->fOrthoDist + c->fOrthoDepth;
+        OrthoProjection(c, 1.0f / c->fOrthoHalfWidth, 1.0f / (c->fInvAspect * c->fOrthoHalfWidth), -1.0f / d);
+        ViewMatrix(c->fOrthoPitch, c->fOrthoYaw, c->fOrthoRoll, c->vOrthoCentre, c->mView);
+    } else {
+        float t = tanf((c->fFov + c->fFovAdd) * HALF_DEG);
+        float* p = c->mProjection;
+        memset(p, 0, sizeof(c->mProjection));
+        p[0] = 1.0f / t;
+        p[5] = 1.0f / (t * c->fInvAspect);
+        p[10] = -(c->fFar + c->fNear) / (c->fFar - c->fNear);
+        p[11] = -1.0f;
+        p[14] = -2.0f * c->fFar * c->fNear / (c->fFar - c->fNear);
+        ViewMatrix(c->fPitch, c->fYaw, c->fRoll, c->vPos, c->mView);
+        ViewMatrix(c->fPitch, c->fYaw, c->fRoll, c->vEyeLeft, c->mViewLeft);
+        ViewMatrix(c->fPitch, c->fYaw, c->fRoll, c->vEyeRight, c->mViewRight);
+    }
+    FinishMatrices(c, bFrustum);
+}
+
+void twCamera_UpdateSunMatrices(TwCamera* c)
+{
+    memset(c->mProjection, 0, sizeof(c->mProjection));
+    c->mProjection[0] = 1.0f / c->fOrthoHalfWidth;
+    c->mProjection[5] = 1.0f / c->fOrthoHalfHeight;
+    c->mProjection[10] = -1.0f / c->fOrthoDepth;
+    c->mProjection[15] = 1.0f;
+    ViewMatrix(c->fOrthoPitch, c->fOrthoYaw, c->fOrthoRoll, c->vOrthoCentre, c->mView);
+    FinishMatrices(c, 0);
+}
+
+int twCamera_BoxInFrustum(const TwCamera* c, const float* pCentre, const float* pHalfSize)
+{
+    // near, left, right and top only: beyond the far plane or below the view a box passes
+    for (int p = 0; p < 4; p++) {
+        const float* v = c->vFrustum[p];
+        int bAnyInside = 0;
+        for (int k = 0; k < 8 && !bAnyInside; k++) {
+            float x = pCentre[0] + ((k & 1) ^ ((k >> 1) & 1) ? pHalfSize[0] : -pHalfSize[0]);
+            float y = pCentre[1] + (k & 2 ? pHalfSize[1] : -pHalfSize[1]);
+            float z = pCentre[2] + (k & 4 ? pHalfSize[2] : -pHalfSize[2]);
+            if (v[0] * x + v[1] * y + v[2] * z + v[3] > 0)
+                bAnyInside = 1;
+        }
+        if (!bAnyInside)
+            return 0;
+    }
+    return 1;
+}
+
+void twCamera_TopZoom(TwCamera* c, int iWheel)
+{
+    float fOld = c->fOrthoHalfWidth;
+    if (iWheel < 0) {
+        c->fOrthoHalfWidth *= ZOOM_OUT;
+    } else if (iWheel > 0) {
+        c->fOrthoHalfWidth *= ZOOM_IN;
+        if (c->fOrthoHalfWidth < 1.0f)
+            c->fOrthoHalfWidth = 0.5f;
+    }
+    if (fOld != 0)
+        c->fOrthoHalfHeight *= c->fOrthoHalfWidth / fOld;
+}
+
+void twCamera_TopPan(TwCamera* c, int iDx, int iDy)
+{
+    float a = (c->fOrthoYaw - 180.0f) * TW_DEG;
+    c->vOrthoCentre[0] += sinf(a) * iDy * PAN_STEP;
+    c->vOrthoCentre[2] += cosf(a) * iDy * PAN_STEP;
+    a = (c->fOrthoYaw - 90.0f) * TW_DEG;
+    c->vOrthoCentre[0] += sinf(a) * iDx * PAN_STEP;
+    c->vOrthoCentre[2] += cosf(a) * iDx * PAN_STEP;
+}
+
+int twWorld_PlaceSunCamera(TwCamera* c)
+{
+    memcpy(c->vOrthoCentre, pWorld->vBuildingCentre, sizeof(c->vOrthoCentre));
+    c->fOrthoDepth = pWorld->fBuildingRadius;
+    twCamera_DirFromAngles(c->fOrthoPitch, c->fOrthoYaw, c->vOrthoDir);
+    for (int i = 0; i < 3; i++)
+        c->vOrthoEyePos[i] = c->vOrthoCentre[i] - c->vOrthoDir[i] * pWorld->fBuildingRadius;
+    c->fOrthoD = -Dot(c->vOrthoEyePos, c->vOrthoDir);
+    float afUp[3], afSide[3];
+    twCamera_GetUp(c->vOrthoDir, afUp);
+    Cross(c->vOrthoDir, afUp, afSide);
+    float fHalfWidth = -999999.0f, fHalfHeight = -999999.0f;
+    for (int k = 0; k < 8; k++) {
+        float afOffset[3] = {(k & 1) ^ ((k >> 1) & 1) ? pWorld->vBuildingHalfSize[0] : -pWorld->vBuildingHalfSize[0],
+                             k & 2 ? pWorld->vBuildingHalfSize[1] : -pWorld->vBuildingHalfSize[1],
+                             k & 4 ? pWorld->vBuildingHalfSize[2] : -pWorld->vBuildingHalfSize[2]};
+        float fSide = fabsf(Dot(afOffset, afSide)), fUp = fabsf(Dot(afOffset, afUp));
+        if (fSide > fHalfWidth)
+            fHalfWidth = fSide;
+        if (fUp > fHalfHeight)
+            fHalfHeight = fUp;
+    }
+    c->fOrthoHalfWidth = fHalfWidth;
+    c->fOrthoHalfHeight = fHalfHeight;
+    c->fOrthoDepth = pWorld->fRadius;
+    return 1;
+}
+
+void twWorld_SetCameraRange(TwCamera* c, float* pfNear, float* pfFar)
+{
+    if (!pWorld || !pWorld->bLoaded)
+        return;
+    float fNear = NEAR_FAR_OUT;
+    int bClose = 1, bInside = 1;
+    for (int i = 0; i < 3; i++) {
+        float fOut = fabsf(c->vPos[i] - pWorld->vCentre[i]) - pWorld->vHalfSize[i];
+        if (fOut > 20.0f)
+            bClose = 0;
+        if (fOut > 4.0f)
+            bInside = 0;
+    }
+    if (bClose)
+        fNear = NEAR_CLOSE;
+    if (bInside)
+        fNear = NEAR_INSIDE;
+    float afDelta[3] = {c->vPos[0] - pWorld->vCentre[0], c->vPos[1] - pWorld->vCentre[1],
+                        c->vPos[2] - pWorld->vCentre[2]};
+    float fFar = Length(afDelta) + pWorld->fRadius;
+    if (fFar < MIN_FAR)
+        fFar = MIN_FAR;
+    c->fNear = fNear;
+    c->fFar = fFar;
+    if (pfNear)
+        *pfNear = fNear;
+    if (pfFar)
+        *pfFar = fFar;
+}

@@ -1,0 +1,89 @@
+// A view and everything that moves it: position, angles, walking state, the projection
+// and view matrices, the frustum planes, and an orthographic block for the top view and
+// the sun. pCam is the walker, pCam2 its copy, pSunCam the sun's. Angles are degrees.
+#pragma once
+#include <stdint.h>
+
+#define TW_DEG 0.017453f          // radians per degree, everywhere
+#define TW_RAD 57.295769f         // degrees per radian
+#define TW_PITCH_LIMIT 89.0f
+
+struct TwCamera {
+    float fSpeed;                 // metres a second
+    float fFov;                   // horizontal field of view
+    float fFovAdd;                // added while matrices are built
+    float fNear, fFar;
+    float fAspect, fInvAspect;
+    float fMouseSpeed;            // degrees a mouse count
+    float vPos[3];                // eye; vPos, fFallSpeed and fGroundContact stand together
+    float fFallSpeed;
+    float fGroundContact;
+    float vEyeLeft[3], vEyeRight[3];
+    float fPitch, fYaw, fRoll;
+    float fStep;                  // this frame's step length
+    float fSpeedMul;              // this frame's speed factor
+    float fRunMul, fSlowMul, fFastMul;
+    float vPrevPos[3];
+    float vDir[3];                // unit view direction
+    float fDirD;                  // minus the dot product of vPos and vDir
+    float vRight[3];
+    float vMoved[3];
+    float vUp[3];
+    float fForward, fStrafe;      // movement input, -1 to 1
+    float fTurn;
+    float fVertical;
+    float fVerticalMul;
+    float fMoved;
+    float fGroundY;               // lowest Y of the model
+    float fGravity;               // metres a second squared
+    float fRise;
+    float vImpulseDir[3];
+    float fImpulse;               // seconds left of the impulse
+    float vDriftDir[3], fDrift;
+    float vSpinAxis[3], fSpin;
+    float fEyeSeparation;
+    float fEyeHeight;             // eye above the feet, now
+    float fStandHeight, fCrouchHeight;
+    float fCrouch;                // 0 standing, 1 crouching
+    float afUnused[3];
+    float vClampCentre[3], vClampHalfSize[3];
+    float vOrthoCentre[3];
+    float vOrthoEye[3];
+    float fOrthoDist;
+    float fOrthoDepth;
+    float fOrthoHalfWidth, fOrthoHalfHeight;
+    float vOrthoEyePos[3];
+    float fOrthoPitch, fOrthoYaw, fOrthoRoll;
+    float vOrthoDir[3];
+    float fOrthoD;
+    float vOrthoScale[3];         // 0 or 1: no change
+    float mProjection[16], mView[16], mViewLeft[16], mViewRight[16], mViewProj[16], mViewProjInverse[16];
+    float mShadow[16];
+    float vFrustum[6][4];         // near, left, right, top, bottom, far
+    int32_t bInvertMouse;
+    int32_t bWalk;                // walking; 0 is flying
+    int32_t bTopView;
+    int32_t bLevelFlight;
+    int32_t bResetPitch;
+    int32_t bCrouchKey;
+    char szName[16];
+    int32_t bSunCamera;           // this is the sun's view
+};
+
+extern TwCamera* pCam;
+extern TwCamera* pCam2;
+extern TwCamera* pSunCam;
+
+int twCamera_Init(TwCamera* pCamera);
+int twCamera_SetAspectFromWindow(TwCamera* pCamera, int iWidth, int iHeight);
+int twCamera_LookAt(TwCamera* pCamera, const float* pTarget);
+void twCamera_MouseLook(TwCamera* pCamera, int iDx, int iDy);
+void twCamera_DirFromAngles(float fPitch, float fYaw, float* pDirOut); // the one direction formula
+void twCamera_GetUp(const float* pDir, float* pUp);
+void twCamera_UpdateMatrices(TwCamera* pCamera, int bFrustum);
+void twCamera_UpdateSunMatrices(TwCamera* pCamera);
+int twCamera_BoxInFrustum(const TwCamera* pCamera, const float* pCentre, const float* pHalfSize);
+void twCamera_TopZoom(TwCamera* pCamera, int iWheel);
+void twCamera_TopPan(TwCamera* pCamera, int iDx, int iDy);
+int twWorld_PlaceSunCamera(TwCamera* pCamera);
+void twWorld_SetCameraRange(TwCamera* pCamera, float* pfNear, float* pfFar);
