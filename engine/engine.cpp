@@ -9,9 +9,12 @@
 #include "engine/memory.h"
 #include "engine/strings.h"
 #include "engine/timer.h"
+#include "interface/layers.h"
+#include "navigation/camera.h"
 #include "platform/input.h"
 #include "platform/ogl.h"
 #include "platform/window.h"
+#include "world/world.h"
 
 // The product version the platform layer stands in for the program's version record with
 #ifndef AMB_VERSION_MS
@@ -26,6 +29,10 @@
 #define FEET_PER_METRE 3.28084f
 #define STEREO_SHIFT 30
 #define FB_TEX_SIZE 8
+#define LAYER_PAGE_SIZE 12
+#define HINT_SECONDS 26.0f
+#define MESSAGE_SECONDS 6.0f
+#define PENDING_PUBLISH_STEP 4
 
 TwEngine* pEngine = nullptr;
 
@@ -65,6 +72,13 @@ static void FreeTexture(TwTexture** ppTexture)
     *ppTexture = nullptr;
 }
 
+static void FreeCamera(TwCamera** ppCamera)
+{
+    if (*ppCamera)
+        twMem_Free(*ppCamera);
+    *ppCamera = nullptr;
+}
+
 int twEngine_Main(const char* pstrExePath)
 {
     char szFailTag[TW_FAIL_TAG_SIZE] = "";
@@ -99,8 +113,16 @@ int twEngine_Startup(const char* pstrExePath, char* pstrFailTag)
     twLog(STARTUP_TAG, "Initializing engine\n");
     if (!twEngine_InitEngine())
         return Fail(pstrFailTag, "!InitEngine");
+    twLog(STARTUP_TAG, "Initializing camera\n");
+    if (!twEngine_InitCamera())
+        return Fail(pstrFailTag, "!InitCamera");
     pEngine->bStarted = 1;
-    twEngine_ShowProgress(nullptr, nullptr, 0.0f);
+    twLog(STARTUP_TAG, "Initializing layers\n");
+    if (!twEngine_InitLayers())
+        return Fail(pstrFailTag, "!InitLayers");
+    twLog(STARTUP_TAG, "Initializing world\n");
+    if (!twEngine_InitWorld())
+        return Fail(pstrFailTag, "!InitWorld");
     twLog(STARTUP_TAG, "Entering level\n");
     twEngine_EnterLevel();
     return 1;
@@ -120,12 +142,20 @@ int twEngine_Run(void)
 
 int twEngine_Shutdown(void)
 {
+    twLog(SHUTDOWN_TAG, "Shutting down world\n");
+    twWorld_Shutdown();
+    twLog(STARTUP_TAG, "Shutting down layers\n");
+    twLayers_Free();
     if (pEngine) {
         FreeTexture(&pEngine->pPlaneTexture);
         FreeTexture(&pEngine->pFbTex);
         FreeTexture(&pEngine->pRecTexture);
         FreeTexture(&pEngine->pPauseTexture);
     }
+    twLog(STARTUP_TAG, "Shutting down camera\n");
+    FreeCamera(&pCam);
+    FreeCamera(&pCam2);
+    FreeCamera(&pSunCam);
     twLog(SHUTDOWN_TAG, "Shutting down engine\n");
     if (pEngine) {
         FreeTexture(&pEngine->pGalleryTexture);
@@ -383,6 +413,142 @@ int twEngine_InitEngine(void)
     return 1;
 }
 
+int twEngine_InitCamera(void)
+{
+    const char* pstrTag = "twEngine_InitCamera";
+    int iWidth = twWindow_GetWidth(), iHeight = twWindow_GetHeight();
+    pCam = (TwCamera*)twMem_Malloc(sizeof(TwCamera), "pCam");
+    if (!pCam) {
+        twLogError(pstrTag, "!malloc : pCam\n");
+        return 0;
+    }
+    twCamera_Init(pCam);
+    twCamera_SetAspectFromWindow(pCam, iWidth, iHeight);
+    snprintf(pCam->szName, sizeof(pCam->szName), "cam");
+    pCam->vPos[0] = -4.0f;
+    pCam->vPos[1] = 1.9f;
+    pCam->vPos[2] = 4.0f;
+    pCam->fPitch = 0;
+    pCam->fYaw = 315.0f;
+    pCam->fRoll = 0;
+    pCam->fEyeHeight = 1.6f;
+    pCam2 = (TwCamera*)twMem_Malloc(sizeof(TwCamera), "pCam2");
+    if (!pCam2) {
+        twLogError(pstrTag, "!malloc : pCam2\n");
+        return 0;
+    }
+    memcpy(pCam2, pCam, sizeof(TwCamera));
+    pSunCam = (TwCamera*)twMem_Malloc(sizeof(TwCamera), "pSunCam");
+    if (!pSunCam) {
+        twLogError(pstrTag, "!malloc : pSunCam\n");
+        return 0;
+    }
+    twCamera_Init(pSunCam);
+    twCamera_SetAspectFromWindow(pSunCam, iWidth, iHeight);
+    snprintf(pSunCam->szName, sizeof(pSunCam->szName), "suncam");
+    pSunCam->bSunCamera = 1;
+    return 1;
+}
+
+int twEngine_InitLayers(void)
+{
+    if (!twLayers_Init(LAYER_PAGE_SIZE)) {
+        twLogError("twEngine_InitLayers", "!twLayers_Init\n");
+        return 0;
+    }
+    return 1;
+}
+
+int twEngine_InitWorld(void)
+{
+    TwEngine* e = pEngine;
+    if (!twWorld_Init(twWindow_GetWidth(), twWindow_GetHeight(), e->bUseVbo))
+        return 0;
+    // the shader path joins when its programs are built; until then the fixed modes serve
+    twEngine_InitAvailableRenderModes(1);
+    e->bNoShaders = 1;
+    twEngine_ShowProgress(nullptr, nullptr, 0.0f);
+    FILE* pModel = twCore_GetResource(TW_MODEL_RESOURCE, nullptr);
+    if (pModel) {
+        fclose(pModel);
+        if (!twWorld_LoadModel(twEngine_ShowProgress, nullptr, 0, pCam, e->szModelInfo, &e->iSunAltitudeWanted,
+                               &e->iSunAzimuthWanted, e->bUseVbo, nullptr)) {
+            twLogError("twWorld_Init", "!twWorld_LoadModel\n");
+            return 0;
+        }
+        e->bLightLoaded = 0;
+        twEngine_ApplySettings();
+        e->fHintTime = e->bShowHints ? HINT_SECONDS : 0;
+        return 1;
+    }
+    char szPath[TW_PATH_SIZE];
+    if (snprintf(szPath, sizeof(szPath), "%sTemp/%s", twCore_GetUserDir(), TW_MODEL_RESOURCE) >= TW_PATH_SIZE)
+        szPath[0] = 0;
+    pModel = szPath[0] ? fopen(szPath, "rb") : nullptr;
+    if (pModel) {
+        fclose(pModel);
+        if (!twWorld_LoadModel(twEngine_ShowProgress, szPath, 0, pCam, e->szModelInfo, &e->iSunAltitudeWanted,
+                               &e->iSunAzimuthWanted, e->bUseVbo, nullptr)) {
+            // a bad model must neither stop the program nor stay to fail the next start
+            twWindow_DeleteFile(szPath);
+            twLogError("twEngine_InitWorld", "!twWorld_LoadModel\n");
+            return 1;
+        }
+        snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", szPath);
+    }
+    e->iRenderModeWanted = 3;
+    twEngine_ApplySettings();
+    return 1;
+}
+
+int twEngine_Load(const char* pstrPath)
+{
+    TwEngine* e = pEngine;
+    char szPath[TW_PATH_SIZE];
+    if (!pstrPath) {
+        twWindow_SetDialogMode(1);
+        int bChosen = twWindow_GetFileFromDialog(1, szPath, "exe", twStrings_Get(115), 0);
+        twWindow_SetDialogMode(0);
+        if (!bChosen)
+            return 0;
+    } else {
+        snprintf(szPath, sizeof(szPath), "%s", pstrPath);
+    }
+    int iStatus = 0;
+    if (!twWorld_LoadModel(twEngine_ShowProgress, szPath, 1, pCam, e->szModelInfo, &e->iSunAltitudeWanted,
+                           &e->iSunAzimuthWanted, e->bUseVbo, &iStatus)) {
+        twLogError("twEngine_Load", "!twWorld_LoadModel\n");
+        e->fMessageTime = MESSAGE_SECONDS;
+        e->iMessageKind = iStatus;
+        return 0;
+    }
+    e->fMessageTime = 0;
+    e->bLightLoaded = 0;
+    e->iRenderModeWanted = 3;
+    snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", szPath);
+    twLog("twWorld_LoadLight", "Model succesfully loaded\n");
+    twEngine_ApplySettings();
+    e->fTimeInLevel = 0;
+    return 1;
+}
+
+int twEngine_RunPending(const char* pstrPath, int* piStep, int* piKind, float* pfMessageTime, int* piMessageKind)
+{
+    (void)pstrPath;
+    (void)pfMessageTime;
+    (void)piMessageKind;
+    if (*piKind == TW_PENDING_OPEN) {
+        twEngine_Load(nullptr);
+        *piStep = 0;
+        *piKind = TW_PENDING_NONE;
+        return 1;
+    }
+    // publishing joins with its module; nothing else is pending
+    *piStep = 0;
+    *piKind = TW_PENDING_NONE;
+    return 1;
+}
+
 int twEngine_InitAvailableRenderModes(int bNoShaders)
 {
     static const int aiShaded[TW_MAX_RENDER_MODES] = {154, 168, 167, 166, 165, 150};
@@ -427,8 +593,18 @@ int twEngine_Update(void)
         }
     }
     // for the first moments after entering a level no frame is shown
-    if (e->fTimeInLevel > TW_LEVEL_SWAP_DELAY && e->fTimeRunning > 0)
+    if (e->fTimeInLevel > TW_LEVEL_SWAP_DELAY && e->fTimeRunning > 0) {
+        if (e->iPendingStep)
+            twEngine_RunPending(e->szPickedPath, &e->iPendingStep, &e->iPendingKind, &e->fMessageTime,
+                                &e->iMessageKind);
         twWindow_SwapBuffers();
+    }
+    twWorld_SetCameraRange(pCam, nullptr, nullptr);
+    // quad-buffered stereo widens the view for the eye buffers, which are wider than the window
+    if (e->iStereoMode == 3 && !pCam->bTopView)
+        pCam->fFovAdd = pCam->fFov * 0.04f;
+    twCamera_UpdateMatrices(pCam, 1);
+    pCam->fFovAdd = 0;
     e->fTimeRunning += fDelta;
     e->fTimeInLevel += fDelta;
     return 1;

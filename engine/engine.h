@@ -127,6 +127,11 @@ int twEngine_InitInput(void);
 int twEngine_InitOpenGL(void);
 int twEngine_InitStrings(void);
 int twEngine_InitEngine(void);
+int twEngine_InitCamera(void);
+int twEngine_InitLayers(void);
+int twEngine_InitWorld(void);
+int twEngine_Load(const char* pstrPath); // opens a stand-alone copy as the model; null asks the user
+int twEngine_RunPending(const char* pstrPath, int* piStep, int* piKind, float* pfMessageTime, int* piMessageKind);
 int twEngine_InitAvailableRenderModes(int bNoShaders);
 int twEngine_Update(void);
 void twEngine_Draw(void);        // the frame (render/frame.cpp)

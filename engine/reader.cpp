@@ -6,16 +6,31 @@ void twReader_Init(TwReader* pReader, FILE* pFile, int64_t iSize)
 {
     pReader->pFile = pFile;
     pReader->bShort = 0;
+    int64_t iPos = ftello(pFile);
+    if (iPos < 0)
+        iPos = 0;
     if (iSize < 0) {
-        int64_t iPos = ftello(pFile);
         int64_t iEnd = -1;
-        if (iPos >= 0 && fseeko(pFile, 0, SEEK_END) == 0) {
+        if (fseeko(pFile, 0, SEEK_END) == 0) {
             iEnd = ftello(pFile);
             fseeko(pFile, iPos, SEEK_SET);
         }
-        iSize = iEnd >= iPos && iPos >= 0 ? iEnd - iPos : 0;
+        iSize = iEnd >= iPos ? iEnd - iPos : 0;
     }
     pReader->iLeft = iSize;
+    pReader->iEnd = iPos + iSize;
+}
+
+int twReader_Sync(TwReader* pReader)
+{
+    int64_t iPos = ftello(pReader->pFile);
+    if (iPos < 0 || iPos > pReader->iEnd) {
+        pReader->bShort = 1;
+        pReader->iLeft = 0;
+        return 0;
+    }
+    pReader->iLeft = pReader->iEnd - iPos;
+    return 1;
 }
 
 int twReader_Read(TwReader* pReader, void* pDest, int64_t iBytes)

@@ -8,12 +8,14 @@
 struct TwReader {
     FILE* pFile;
     int64_t iLeft;  // bytes of the resource not yet read
+    int64_t iEnd;   // stream position of the resource's end
     int32_t bShort; // a read ran past the end of the resource or of the file
 };
 
 void twReader_Init(TwReader* pReader, FILE* pFile, int64_t iSize); // iSize < 0: to the file's end
 int twReader_Read(TwReader* pReader, void* pDest, int64_t iBytes); // 1, or 0 when short
 int twReader_Skip(TwReader* pReader, int64_t iBytes);              // 1, or 0 when short
+int twReader_Sync(TwReader* pReader); // after others read the stream: 0 when they passed the end
 uint8_t twReader_U8(TwReader* pReader);
 uint16_t twReader_U16(TwReader* pReader);
 uint32_t twReader_U32(TwReader* pReader);

@@ -60,6 +60,11 @@ float twTimer_GetTime(void) { return pTimer ? pTimer->fTime : 0.0f; }
 int twTimer_GetFps(void) { return pTimer ? pTimer->iFps : 0; }
 uint32_t twTimer_GetFrames(void) { return pTimer ? pTimer->uiFrames : 0; }
 
+double twTimer_Seconds(void)
+{
+    return (double)ReadCounter() * 1.0e-9;
+}
+
 void twTimer_Mark(void)
 {
     if (pTimer)

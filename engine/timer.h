@@ -29,6 +29,7 @@ float twTimer_GetDelta(void);
 float twTimer_GetTime(void);
 int twTimer_GetFps(void);
 uint32_t twTimer_GetFrames(void);
+double twTimer_Seconds(void); // the monotonic clock in seconds, outside the frame timer
 void twTimer_Mark(void);     // starts the stop watch
 float twTimer_Elapsed(void); // seconds since the mark, unscaled
 void twTimer_GetDateString(char* pstrOut);     // ctime form without the line end; 32 bytes

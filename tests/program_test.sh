@@ -70,9 +70,25 @@ start_viewer() {
 }
 
 STARTUP_LINES=("Initializing memory manager" "Initializing window" "Initializing input" "Initializing opengl"
-    "Initializing strings" "Initializing engine")
-SHUTDOWN_LINES=("Shutting down engine" "Shutting down strings" "Shutting down opengl" "Shutting down input"
-    "Shutting down window" "Shutting down memory manager" "Shutting down core")
+    "Initializing strings" "Initializing engine" "Initializing camera" "Initializing layers" "Initializing world")
+SHUTDOWN_LINES=("Shutting down world" "Shutting down layers" "Shutting down camera" "Shutting down engine"
+    "Shutting down strings" "Shutting down opengl" "Shutting down input" "Shutting down window"
+    "Shutting down memory manager" "Shutting down core")
+
+# Runs until the main loop, keeps a capture, then quits with Z and Escape.
+run_and_quit() {
+    local log=$1 scenario=$2
+    if wait_for_text "$log" "---Entering main loop---"; then
+        sleep 0.6
+        import -window root "$BUILD/e2e-$scenario.png"
+        xdotool keydown z key Escape keyup z
+    else
+        fail "$scenario: the main loop never started"
+    fi
+    wait_exit "$scenario"
+    [ "$STATUS" = 0 ] || fail "$scenario: exit status $STATUS"
+    grep -q "Leaking" "$log" && fail "$scenario: memory leaked"
+}
 
 # --- 1. A full run: progress screen, main loop, Z with Escape, clean shutdown ------------
 LOG=$(make_home normal)
@@ -100,8 +116,8 @@ fi
 wait_exit normal
 [ "$STATUS" = 0 ] || fail "normal: exit status $STATUS"
 expect_in_order "$LOG" normal "Program directory is '$BUILD/'" "Data directory is '$BUILD/'" \
-    "User directory is '$WORK/normal/Documents/Ambulon/'" "${STARTUP_LINES[@]}" "Version is 2.1" \
-    "Launching application only" "Entering level" "---Entering main loop---" "---Exiting main loop---" \
+    "User directory is '$WORK/normal/Documents/Ambulon/'" "${STARTUP_LINES[@]:0:6}" "Version is 2.1" \
+    "Launching application only" "Initializing camera" "Initializing layers" "Initializing world" "Entering level" "---Entering main loop---" "---Exiting main loop---" \
     "${SHUTDOWN_LINES[@]}"
 grep -q "Leaking" "$LOG" && fail "normal: memory leaked"
 [ -d "$WORK/normal/Documents/Ambulon/Temp" ] || fail "normal: no Temp folder"
@@ -152,6 +168,46 @@ wait_exit nopack
 [ "$STATUS" = 0 ] || fail "nopack: exit status $STATUS"
 expect_in_order "$LOG" nopack "Initializing engine" "!twCore_GetResource : 'Plane.tga'" "${SHUTDOWN_LINES[@]}"
 grep -q "Leaking" "$LOG" && fail "nopack: memory leaked"
+
+# --- 6. A model left by the CAD host loads at start ----------------------------------------
+LOG=$(make_home model)
+TEMP="$WORK/model/Documents/Ambulon/Temp"
+mkdir -p "$TEMP"
+"$BUILD/write_model" "$TEMP/Export.bin"
+start_viewer "$WORK/model" "$BUILD/Ambulon.exe"
+run_and_quit "$LOG" model
+expect_in_order "$LOG" model "Initializing world" "Project name = 'Test house'" "Number of elements to load = 5" \
+    "World was successfully loaded" "Entering level" "---Entering main loop---" "Shutting down world" "Freeing world" \
+    "Done freeing world" "Shutting down core"
+[ -f "$TEMP/Export.bin" ] || fail "model: the host's model was removed"
+
+# --- 7. A damaged model is removed at start, and the viewer comes up empty -----------------
+LOG=$(make_home badmodel)
+TEMP="$WORK/badmodel/Documents/Ambulon/Temp"
+mkdir -p "$TEMP"
+printf 'AMB\x10\x00\x00\x00 not a model' > "$TEMP/Export.bin"
+start_viewer "$WORK/badmodel" "$BUILD/Ambulon.exe"
+run_and_quit "$LOG" badmodel
+grep -q "  AMB version 16 < 226" "$LOG" || fail "badmodel: no version line"
+expect_in_order "$LOG" badmodel "Initializing world" "!twWorld_LoadModel" "Entering level" "---Entering main loop---"
+[ -f "$TEMP/Export.bin" ] && fail "badmodel: the damaged model stayed"
+
+# --- 8. A stand-alone copy carries its model and words, and logs beside itself -------------
+# (a copy has no user directory: its log switch is looked for at the root)
+if [ ! -e "/Enable AMB logging" ] && touch "/Enable AMB logging" 2>/dev/null; then
+    mkdir -p "$WORK/copy"
+    "$BUILD/write_model" "$WORK/Export.bin"
+    "$BUILD/make_pack" "$WORK/copy/House.exe" "$BUILD/Ambulon.bare" "$BUILD"/Data/Version.bin \
+        "$BUILD"/Data/Textures/System/* "$BUILD/Data/Settings.bin" "$BUILD/Data/Strings/Strings.bin" "$WORK/Export.bin"
+    LOG="$WORK/copy/Amb2_Log.txt"
+    mkdir -p "$WORK/copyhome"
+    start_viewer "$WORK/copyhome" "$WORK/copy/House.exe"
+    run_and_quit "$LOG" copy
+    rm -f "/Enable AMB logging"
+    expect_in_order "$LOG" copy "User directory is ''" "Running a stand alone .exe" "World was successfully loaded" \
+        "---Entering main loop---" "Shutting down core"
+    [ -d "$WORK/copyhome/Documents" ] && fail "copy: a stand-alone copy made a user folder"
+fi
 
 rm -rf "$WORK"
 if [ "$FAILURES" != 0 ]; then

@@ -10,6 +10,8 @@
 #include "engine/log.h"
 #include "engine/memory.h"
 #include "engine/timer.h"
+#include "platform/ogl.h"
+#include "platform/window.h"
 
 static std::string s_dir;
 
@@ -124,4 +126,22 @@ int twTest_MakePack(const std::string& output, const std::string& bare, const st
         command += " '" + r + "'";
     int iStatus = system(command.c_str());
     return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
+}
+
+void twTest_StartGl(int iWidth, int iHeight)
+{
+    twTest_StartServices();
+    snprintf(pCore->szExePath, TW_PATH_SIZE, "%s/Ambulon.exe", AMB_BUILD_DIR);
+    if (!twWindow_Init() || !twWindow_CreateGLWindow(iWidth, iHeight, 0, 0) ||
+        !twOgl_Init(iWidth, iHeight, twWindow_GetVideoMemorySize()) || !twOgl_InitFonts(nullptr, 0, "Arial", 13, 0)) {
+        fprintf(stderr, "no GL for the tests: is DISPLAY set?\n");
+        abort();
+    }
+}
+
+void twTest_StopGl(void)
+{
+    twOgl_Free();
+    twWindow_Free();
+    twTest_StopServices();
 }

@@ -24,5 +24,9 @@ void twTest_PutU8(std::vector<uint8_t>* pOut, uint8_t v);
 void twTest_PutU16(std::vector<uint8_t>* pOut, uint16_t v);
 void twTest_PutU32(std::vector<uint8_t>* pOut, uint32_t v);
 void twTest_PutBytes(std::vector<uint8_t>* pOut, const void* p, size_t n);
+// Services, a window of the given size with its GL context, the GL layer and the fonts;
+// the program's own file is the built Ambulon.exe, so its resources are found.
+void twTest_StartGl(int iWidth, int iHeight);
+void twTest_StopGl(void);
 // Runs the pack tool: output = bare + resources, with a Master entry. Returns its exit code.
 int twTest_MakePack(const std::string& output, const std::string& bare, const std::vector<std::string>& resources);

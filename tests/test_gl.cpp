@@ -19,18 +19,10 @@ struct Gl : ::testing::Test {
     static std::string dir;
     static void SetUpTestSuite()
     {
-        dir = twTest_StartServices();
-        ASSERT_EQ(twWindow_Init(), 1);
-        ASSERT_EQ(twWindow_CreateGLWindow(W, H, 0, 0), 1);
-        ASSERT_EQ(twOgl_Init(W, H, twWindow_GetVideoMemorySize()), 1);
-        ASSERT_EQ(twOgl_InitFonts(nullptr, 0, "Arial", 13, 0), 1);
+        twTest_StartGl(W, H);
+        dir = twTest_Dir();
     }
-    static void TearDownTestSuite()
-    {
-        twOgl_Free();
-        twWindow_Free();
-        twTest_StopServices();
-    }
+    static void TearDownTestSuite() { twTest_StopGl(); }
     void SetUp() override
     {
         glViewport(0, 0, W, H);

@@ -1,0 +1,60 @@
+// Loading speed and memory: the generated house and the same house 16 times on a grid.
+// Prints the file's size, the time to read its bytes, the loader's reading, each
+// post-load step, the total, and the peak memory of the process.
+//
+//   bench_load            (needs a display for the textures)
+#include <stdio.h>
+#include <sys/resource.h>
+
+#include "engine/memory.h"
+#include "engine/timer.h"
+#include "interface/layers.h"
+#include "navigation/camera.h"
+#include "tests/sample_model.h"
+#include "tests/support.h"
+#include "world/world.h"
+
+static const char* s_apstrSteps[TW_LOAD_STEPS] = {"file read and parsed", "bounding volumes", "pointer arrays",
+                                                   "material counts", "element groups", "group geometry",
+                                                   "", "", "", "", "", ""};
+
+static void Bench(const char* pstrName, int iHousesX, int iHousesZ, int bVbo, const std::string& dir)
+{
+    std::string path = dir + "bench.bin";
+    twExport_WriteFile(twTest_GridHouses(iHousesX, iHousesZ), path);
+    double dStart = twTimer_Seconds();
+    std::string bytes = twTest_ReadFile(path);
+    double dRead = twTimer_Seconds() - dStart;
+    TwCamera camera;
+    twCamera_Init(&camera);
+    dStart = twTimer_Seconds();
+    int bOk = twWorld_LoadModel(nullptr, path.c_str(), 0, &camera, nullptr, nullptr, nullptr, bVbo, nullptr);
+    double dTotal = twTimer_Seconds() - dStart;
+    printf("%s, vbo %s: %s\n", pstrName, bVbo ? "on" : "off", bOk ? "loaded" : "FAILED");
+    printf("  file: %.1f MB, %d elements, %d meshes, %d triangles, %d element groups\n", bytes.size() / 1048576.0,
+           pWorld->iNumElements, pWorld->iNumMeshes, pWorld->iNumTris, pWorld->iNumElementGroups);
+    printf("  %-28s %8.4f s\n", "bytes from disk (cached)", dRead);
+    for (int i = 0; i < TW_LOAD_STEPS; i++)
+        if (s_apstrSteps[i][0])
+            printf("  %-28s %8.4f s\n", s_apstrSteps[i], pWorld->afLoadSeconds[i]);
+    printf("  %-28s %8.4f s\n", "model ready", dTotal);
+    struct rusage usage;
+    getrusage(RUSAGE_SELF, &usage);
+    printf("  peak memory of the process  %8.1f MB\n", usage.ru_maxrss / 1024.0);
+    twWorld_Free();
+}
+
+int main(void)
+{
+    twTest_StartGl(64, 64);
+    std::string dir = twTest_Dir();
+    twLayers_Init(12);
+    twWorld_Init(64, 64, 1);
+    Bench("house", 1, 1, 1, dir);
+    Bench("16 houses", 4, 4, 1, dir);
+    Bench("16 houses", 4, 4, 0, dir);
+    twWorld_Shutdown();
+    twLayers_Free();
+    twTest_StopGl();
+    return 0;
+}

@@ -1,0 +1,160 @@
+// The engine's own steps on a real window: settings that take effect, opening a
+// stand-alone copy as the model (by path and through the file dialog), and the pending
+// action that does it.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include "engine/engine.h"
+#include "engine/log.h"
+#include "engine/memory.h"
+#include "engine/strings.h"
+#include "interface/layers.h"
+#include "navigation/camera.h"
+#include "platform/ogl.h"
+#include "tests/sample_model.h"
+#include "tests/support.h"
+#include "world/world.h"
+
+struct Engine : ::testing::Test {
+    static std::string dir;
+    static std::string path;
+
+    static void SetUpTestSuite()
+    {
+        twTest_StartGl(320, 240);
+        dir = twTest_Dir();
+        path = getenv("PATH") ? getenv("PATH") : "";
+        twStrings_Init();
+        ASSERT_EQ(twStrings_ImportBin((std::string(AMB_BUILD_DIR) + "/Data/Strings/Strings.bin").c_str()), 1);
+        ASSERT_EQ(twEngine_InitEngine(), 1);
+        ASSERT_EQ(twEngine_InitCamera(), 1);
+        ASSERT_EQ(twEngine_InitLayers(), 1);
+        ASSERT_EQ(twEngine_InitWorld(), 1);
+    }
+    static void TearDownTestSuite()
+    {
+        setenv("PATH", path.c_str(), 1);
+        twEngine_Shutdown(); // the whole list, down to the core
+    }
+
+    // a stand-alone copy: a program with the model in its pack
+    static std::string MakeCopy(const std::string& name, const TwExportModel& model)
+    {
+        std::string modelPath = dir + "Export.bin";
+        twExport_WriteFile(model, modelPath);
+        twTest_WriteText(dir + "bare", "program");
+        twTest_MakePack(dir + name, dir + "bare", {modelPath});
+        return dir + name;
+    }
+
+    // a zenity on PATH that prints a path (or fails with the given status)
+    static void StubZenity(const std::string& output, int iStatus)
+    {
+        std::string bin = dir + "bin";
+        mkdir(bin.c_str(), 0755);
+        twTest_WriteText(bin + "/zenity", "#!/bin/sh\necho '" + output + "'\nexit " + std::to_string(iStatus) + "\n");
+        chmod((bin + "/zenity").c_str(), 0755);
+        setenv("PATH", (bin + ":" + path).c_str(), 1);
+    }
+};
+std::string Engine::dir;
+std::string Engine::path;
+
+TEST_F(Engine, StartsEmptyWithTheFixedModes)
+{
+    EXPECT_EQ(pWorld->bLoaded, 0);
+    EXPECT_EQ(pEngine->bStandAlone, 0);
+    EXPECT_EQ(pEngine->uiHostFiles & TW_HOST_WINDOWS, 0u); // the test folder has no Ambulon.exe
+    EXPECT_STREQ(pEngine->szVersion, "2.1");
+    EXPECT_STREQ(pEngine->apszStereoModes[3], "Quad buffered");
+    EXPECT_STREQ(pEngine->apszBackgrounds[4], twStrings_Get(183));
+    EXPECT_EQ(pEngine->iNumRenderModes, 2);
+    EXPECT_TRUE(twTest_LogHas("Number of render modes = 2\n"));
+    EXPECT_TRUE(twTest_LogHas("Launching application only\n"));
+    EXPECT_FLOAT_EQ(pCam->vPos[0], -4.0f);
+    EXPECT_FLOAT_EQ(pCam->fYaw, 315);
+    EXPECT_STREQ(pSunCam->szName, "suncam");
+    EXPECT_EQ(memcmp(pCam2, pCam, offsetof(TwCamera, mProjection)), 0);
+}
+
+TEST_F(Engine, SettingsTakeEffectOnlyWhenApplied)
+{
+    // render mode 3 with two modes on offer is held at the last, 1
+    pEngine->iRenderMode = -1;
+    pEngine->iRenderModeWanted = 3;
+    twEngine_ApplySettings();
+    EXPECT_EQ(pEngine->iRenderMode, 1);
+    EXPECT_EQ(pEngine->iRenderModeWanted, 1);
+    // plain colours (last mode): the sun's three controls are locked
+    EXPECT_EQ(pEngine->iSunAltitudeState, 2);
+    EXPECT_EQ(pEngine->iShadowState, 2);
+    pEngine->iUnitsWanted = 1;
+    pEngine->iBackgroundWanted = 2;
+    pEngine->iSunAltitudeWanted = 30;
+    EXPECT_EQ(pEngine->iUnits, 0);
+    twEngine_ApplySettings();
+    EXPECT_EQ(pEngine->iUnits, 1);
+    EXPECT_FLOAT_EQ(pEngine->fUnitScale, -3.28084f);
+    EXPECT_STREQ(pEngine->szUnitSuffix, (std::string(" ") + twStrings_Get(144)).c_str());
+    EXPECT_FLOAT_EQ(pEngine->vClearColor[0], 0.8f);
+    EXPECT_EQ(pEngine->iSkyMode, 0);
+    EXPECT_EQ(pEngine->bClearColor, 1);
+    EXPECT_EQ(pEngine->iSunAltitude, 30);
+    EXPECT_EQ(pEngine->iSunUpdate, 0); // no sun move in the mode at -1
+    pEngine->iBackgroundWanted = 0;
+    twEngine_ApplySettings();
+    EXPECT_EQ(pEngine->iSkyMode, 2);
+    EXPECT_EQ(pEngine->bClearColor, 0);
+}
+
+TEST_F(Engine, OpensAStandAloneCopy)
+{
+    std::string copy = MakeCopy("House.exe", twTest_SmallHouse());
+    pEngine->fTimeInLevel = 5;
+    ASSERT_EQ(twEngine_Load(copy.c_str()), 1);
+    EXPECT_EQ(pWorld->bLoaded, 1);
+    EXPECT_EQ(pWorld->iModelSource, 2);
+    EXPECT_STREQ(pEngine->szModelPath, copy.c_str());
+    EXPECT_STREQ(pEngine->szModelInfo, "Test house");
+    EXPECT_EQ(pEngine->iSunAzimuthWanted, 1);
+    EXPECT_EQ(pEngine->fTimeInLevel, 0);
+    EXPECT_TRUE(twTest_LogHas("twWorld_LoadLight\n  Model succesfully loaded\n"));
+    // a copy of an old model puts up the message panel with the loader's status
+    TwExportModel old = twTest_SmallHouse();
+    old.iVersion = 200;
+    std::string oldCopy = MakeCopy("Old.exe", old);
+    EXPECT_EQ(twEngine_Load(oldCopy.c_str()), 0);
+    EXPECT_FLOAT_EQ(pEngine->fMessageTime, 6.0f);
+    EXPECT_EQ(pEngine->iMessageKind, 2);
+    EXPECT_TRUE(twTest_LogHas("[error] twEngine_Load\n  !twWorld_LoadModel\n"));
+    EXPECT_EQ(pWorld->bLoaded, 0); // the old model went first
+    EXPECT_EQ(twEngine_Load((dir + "missing.exe").c_str()), 0);
+    EXPECT_EQ(pEngine->iMessageKind, 1);
+}
+
+TEST_F(Engine, TheDialogChoosesTheCopy)
+{
+    std::string copy = MakeCopy("Chosen.exe", twTest_SmallHouse());
+    StubZenity(copy, 0);
+    pEngine->iPendingStep = 1;
+    pEngine->iPendingKind = TW_PENDING_OPEN;
+    twEngine_RunPending(pEngine->szPickedPath, &pEngine->iPendingStep, &pEngine->iPendingKind, &pEngine->fMessageTime,
+                        &pEngine->iMessageKind);
+    EXPECT_EQ(pEngine->iPendingStep, 0);
+    EXPECT_EQ(pEngine->iPendingKind, 0);
+    EXPECT_STREQ(pEngine->szModelPath, copy.c_str());
+    EXPECT_EQ(pWorld->bLoaded, 1);
+    // cancelling changes nothing
+    StubZenity("", 1);
+    EXPECT_EQ(twEngine_Load(nullptr), 0);
+    EXPECT_STREQ(pEngine->szModelPath, copy.c_str());
+    EXPECT_EQ(pWorld->bLoaded, 1);
+    // without zenity the dialog says so and gives nothing
+    setenv("PATH", (dir + "nothing-here").c_str(), 1);
+    EXPECT_EQ(twEngine_Load(nullptr), 0);
+    EXPECT_TRUE(twTest_LogHas("!zenity : not found\n"));
+    setenv("PATH", path.c_str(), 1);
+    EXPECT_EQ(pWorld->bLoaded, 1);
+}

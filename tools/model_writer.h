@@ -1,0 +1,78 @@
+// Writes model files ("Export.bin") from a description in memory: the CAD host's side of
+// the format, used by the exporter, the tests and the benchmarks. Boxes that are left at
+// zero are worked out from the vertices.
+#pragma once
+#include <stdint.h>
+
+#include <string>
+#include <vector>
+
+struct TwExportVertex {
+    float fU, fV;
+    float vNormal[3];
+    float vPos[3];
+};
+
+struct TwExportSurface {
+    uint16_t usFirstIndex;
+    uint16_t usNumIndices;
+    float fSize; // square metres
+};
+
+struct TwExportMesh {
+    std::vector<TwExportVertex> verts;
+    std::vector<uint16_t> indices;      // triangle list
+    std::vector<uint16_t> edges;        // line list of feature edges
+    std::vector<TwExportSurface> surfaces; // flat meshes only
+    int32_t iMaterial = 0;
+    int32_t bSmooth = 0;
+    int32_t bLit = 0;
+    int32_t iSurfaceCountField = -1;    // >= 0: written as the count instead of the surfaces' size
+};
+
+struct TwExportElement {
+    int32_t iType = 1;
+    int32_t iLayer = 0;
+    float vMin[3] = {0, 0, 0}, vMax[3] = {0, 0, 0}; // both zero: from the meshes
+    std::vector<TwExportMesh> meshes;
+    int32_t iMeshCountField = -1;       // >= 0: written instead of the real count
+};
+
+struct TwExportMaterial {
+    std::string name;
+    float vDiffuse[3] = {0.8f, 0.8f, 0.8f};
+    float fTransparency = 0;
+    int32_t iTexture = -1;
+    int32_t bIsTransparent = 0;
+};
+
+struct TwExportTexture {
+    std::string name;                   // with its extension: .tga, .bmp or .dds
+    int32_t iWidth = 0, iHeight = 0;
+    int32_t bUseAlpha = 0;
+    std::vector<uint8_t> image;         // the whole image file
+};
+
+struct TwExportModel {
+    int32_t iVersion = 226;
+    std::string projectName = "Project";
+    float vCameraPos[3] = {0, 0, 0};    // the CAD host's Z-up axes
+    float vCameraTarget[3] = {0, 0, 0};
+    float fSunAltitude = 45, fSunAzimuth = 45;
+    float vSunColor[4] = {1, 0.95f, 0.85f, 1};
+    float vSkyColor[4] = {0.35f, 0.4f, 0.5f, 1};
+    std::vector<TwExportTexture> textures;
+    std::vector<TwExportElement> elements;
+    std::vector<TwExportMaterial> materials;
+    std::vector<std::string> layers;
+    int32_t iTotalMeshesField = -1;     // >= 0: written instead of the real total
+};
+
+// The file's bytes
+std::vector<uint8_t> twExport_Write(const TwExportModel& model);
+// Written to a temporary file and renamed, so a failure never leaves half a model; 1 or 0
+int twExport_WriteFile(const TwExportModel& model, const std::string& path);
+// An axis-aligned box as a flat mesh: 12 triangles, a surface for each face, 12 edges
+TwExportMesh twExport_BoxMesh(const float* pvMin, const float* pvMax, int iMaterial);
+// An uncompressed TGA file of one colour
+std::vector<uint8_t> twExport_SolidTga(int iWidth, int iHeight, int iChannels, const uint8_t* pucColor);

@@ -1,0 +1,109 @@
+#include <math.h>
+#include <string.h>
+
+#include "engine/log.h"
+#include "engine/memory.h"
+#include "engine/timer.h"
+#include "navigation/camera.h"
+#include "world/world.h"
+
+#define TAG "twWorld_PostLoadProcess"
+#define TOP_VIEW_PITCH -45.0f
+#define TOP_VIEW_YAW 45.0f
+
+// Centre form and radius of a box in corner form
+static void CentreForm(const float* pvMin, const float* pvMax, float* pvCentre, float* pvHalfSize, float* pfRadius,
+                       float* pfRadiusSq)
+{
+    float afDiagonal[3];
+    for (int i = 0; i < 3; i++) {
+        pvCentre[i] = (pvMin[i] + pvMax[i]) * 0.5f;
+        pvHalfSize[i] = (pvMax[i] - pvMin[i]) * 0.5f;
+        afDiagonal[i] = pvMax[i] - pvMin[i];
+    }
+    *pfRadius = 0.5f * sqrtf(afDiagonal[0] * afDiagonal[0] + afDiagonal[1] * afDiagonal[1] +
+                             afDiagonal[2] * afDiagonal[2]);
+    *pfRadiusSq = *pfRadius * *pfRadius;
+}
+
+static void FinalizeBoundingVolumes(TwCamera* pCam)
+{
+    TwWorld* w = pWorld;
+    CentreForm(w->vMin, w->vMax, w->vCentre, w->vHalfSize, &w->fRadius, &w->fRadiusSq);
+    if (pCam) {
+        // the lowest point of the model is a floor nobody falls below
+        pCam->fGroundY = w->vCentre[1] - w->vHalfSize[1];
+        pCam->fOrthoPitch = TOP_VIEW_PITCH;
+        pCam->fOrthoYaw = TOP_VIEW_YAW;
+        pCam->fOrthoRoll = 0;
+        twCamera_DirFromAngles(pCam->fOrthoPitch, pCam->fOrthoYaw, pCam->vOrthoDir);
+        memcpy(pCam->vOrthoCentre, w->vCentre, sizeof(w->vCentre));
+        memcpy(pCam->vOrthoEye, w->vCentre, sizeof(w->vCentre));
+        pCam->fOrthoDepth = pCam->fOrthoHalfWidth = pCam->fOrthoHalfHeight = w->fRadius;
+    }
+    CentreForm(w->vBuildingMin, w->vBuildingMax, w->vBuildingCentre, w->vBuildingHalfSize, &w->fBuildingRadius,
+               &w->fBuildingRadiusSq);
+}
+
+// Notes the seconds a step took and starts the next one's clock
+static void StepDone(int iStep, double* pdClock)
+{
+    double dNow = twTimer_Seconds();
+    pWorld->afLoadSeconds[iStep] = (float)(dNow - *pdClock);
+    *pdClock = dNow;
+}
+
+int twWorld_PostLoadProcess(TwCamera* pCam, int bVbo)
+{
+    TwWorld* w = pWorld;
+    double dClock = twTimer_Seconds();
+    twLog(TAG, "Finalizing bounding volumes\n");
+    FinalizeBoundingVolumes(pCam);
+    StepDone(1, &dClock);
+
+    twLog(TAG, "Creating pointer array for all meshes\n");
+    uint32_t uiSlots = (uint32_t)w->iNumMeshes + 1;
+    w->ppMeshes = (TwMesh**)twMem_Malloc(uiSlots * sizeof(TwMesh*), "pWorld->ppMeshes");
+    if (!w->ppMeshes) {
+        twLogError(TAG, "!malloc : pWorld->ppMeshes\n");
+        return 0;
+    }
+    w->ppMeshesVisible = (TwMesh**)twMem_Malloc(uiSlots * sizeof(TwMesh*), "pWorld->ppMeshesVisible");
+    if (!w->ppMeshesVisible) {
+        twLogError(TAG, "!malloc : pWorld->ppMeshesVisible\n");
+        return 0;
+    }
+    w->piMeshesVisible = (int32_t*)twMem_Malloc((uint32_t)w->iNumMeshes * 4, "pWorld->piMeshesVisible");
+    if (!w->piMeshesVisible) {
+        twLogError(TAG, "!malloc : pWorld->piMeshesVisible\n");
+        return 0;
+    }
+    StepDone(2, &dClock);
+
+    twLog(TAG, "Counting materials accessed by meshes\n");
+    int iNext = 0;
+    for (int e = 0; e < w->iNumElements; e++) {
+        TwElement* pElement = &w->pElements[e];
+        for (int m = 0; m < pElement->iNumMeshes; m++) {
+            TwMesh* pMesh = &pElement->pMeshes[m];
+            pMesh->pElement = pElement;
+            w->pMaterials[pMesh->iMaterial].iNumUsers++;
+            w->ppMeshes[iNext++] = pMesh;
+        }
+    }
+    StepDone(3, &dClock);
+
+    twLog(TAG, "Creating element groups\n");
+    if (!twWorld_CreateElementGroups()) {
+        twLogError(TAG, "!twWorld_CreateElementGroups\n");
+        return 0;
+    }
+    StepDone(4, &dClock);
+    twLog(TAG, "Creating element group geometry\n");
+    if (!twWorld_CreateElementGroupGeometry(bVbo)) {
+        twLogError(TAG, "!twWorld_CreateElementGroupGeometryn");
+        return 0;
+    }
+    StepDone(5, &dClock);
+    return 1;
+}

@@ -1,0 +1,251 @@
+#include "world/world.h"
+
+#include <GL/glew.h>
+#include <stddef.h>
+#include <string.h>
+
+#include "engine/log.h"
+#include "engine/memory.h"
+#include "platform/ogl.h"
+
+TwWorld* pWorld = nullptr;
+
+#define OC_SIZE 512
+#define EXPOSURE_SIZE 256
+
+static TwTexture* LoadFlare(const char* pstrResource, const char* pstrField)
+{
+    const char* pstrTag = "twWorld_Init";
+    FILE* pFile = twCore_GetResource(pstrResource, nullptr);
+    if (!pFile) {
+        twLogError(pstrTag, "!twCore_GetResource : %s\n", pstrResource);
+        return nullptr;
+    }
+    TwTexture* pTexture = twOgl_LoadTexture(pstrResource, pFile, GL_RGBA, 1, 0, 2);
+    fclose(pFile);
+    if (!pTexture)
+        twLogError(pstrTag, "!twOgl_LoadTexture : %s\n", pstrField);
+    return pTexture;
+}
+
+// The exposure curve: 256 luminance bytes as a 1D texture
+static TwTexture* LoadExposure(void)
+{
+    const char* pstrTag = "twWorld_Init";
+    int iSize = 0;
+    FILE* pFile = twCore_GetResource("Exposure8.raw", &iSize);
+    if (!pFile) {
+        twLogError(pstrTag, "!twCore_GetResource : Exposure8.raw\n");
+        return nullptr;
+    }
+    uint8_t* pucTable = (uint8_t*)twMem_GetTempBuffer(EXPOSURE_SIZE, 1);
+    if (!pucTable) {
+        twLogError(pstrTag, "!twMem_GetTempBuffer\n");
+        fclose(pFile);
+        return nullptr;
+    }
+    if (iSize < EXPOSURE_SIZE || fread(pucTable, 1, EXPOSURE_SIZE, pFile) != EXPOSURE_SIZE)
+        twLogError(pstrTag, "!fread : Exposure8.raw is short\n");
+    fclose(pFile);
+    TwTexture* pTexture = (TwTexture*)twMem_Malloc(sizeof(TwTexture), "pExposureTexture");
+    if (!pTexture) {
+        twLogError(pstrTag, "!malloc : pExposureTexture\n");
+        return nullptr;
+    }
+    snprintf(pTexture->szName, sizeof(pTexture->szName), "Exposure8.raw");
+    pTexture->iWidth = EXPOSURE_SIZE;
+    pTexture->iHeight = 1;
+    glGenTextures(1, &pTexture->hTexture);
+    glBindTexture(GL_TEXTURE_1D, pTexture->hTexture);
+    glTexImage1D(GL_TEXTURE_1D, 0, GL_LUMINANCE, EXPOSURE_SIZE, 0, GL_LUMINANCE, GL_UNSIGNED_BYTE, pucTable);
+    glTexParameteri(GL_TEXTURE_1D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_1D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_1D, GL_TEXTURE_WRAP_S, GL_CLAMP);
+    glBindTexture(GL_TEXTURE_1D, 0);
+    return pTexture;
+}
+
+static void FreeBlock(void* pBlock)
+{
+    if (pBlock)
+        twMem_Free(pBlock);
+}
+
+static void FreeTexture(TwTexture** ppTexture)
+{
+    if (*ppTexture)
+        twOgl_FreeTexture(*ppTexture);
+    *ppTexture = nullptr;
+}
+
+static void FreeBatches(TwList* pBatchList)
+{
+    for (TwList* pNode = pBatchList->pNext; pNode; pNode = pNode->pNext) {
+        TwBatch* pBatch = (TwBatch*)pNode->pData;
+        if (!pBatch)
+            continue;
+        twOgl_FreeVbo(pBatch->hVboVerts);
+        twOgl_FreeVbo(pBatch->hVboIndices);
+        FreeBlock(pBatch->pVerts);
+        FreeBlock(pBatch->pusIndices);
+        twMem_Free(pBatch);
+    }
+    twList_Free(pBatchList, 0);
+    twMem_Free(pBatchList);
+}
+
+static void FreeElementGroups(void)
+{
+    for (int i = 0; i < pWorld->iNumElementGroups; i++) {
+        TwElementGroup* pGroup = &pWorld->pElementGroups[i];
+        FreeBlock(pGroup->ppElements);
+        FreeBlock(pGroup->pOccluderVerts);
+        FreeBlock(pGroup->pusOccluderIndices);
+        FreeBlock(pGroup->pVisVerts);
+        FreeBlock(pGroup->pusVisIndices);
+        twOgl_FreeVbo(pGroup->hVboVisVerts);
+        twOgl_FreeVbo(pGroup->hVboVisIndices);
+        twOgl_FreeVbo(pGroup->hVboOccluderVerts);
+        twOgl_FreeVbo(pGroup->hVboOccluderIndices);
+        for (int r = 0; r < pGroup->iNumRenderArrays && pGroup->pRenderArrays; r++) {
+            TwRenderArray* pArray = &pGroup->pRenderArrays[r];
+            if (pArray->pBatchList)
+                FreeBatches(pArray->pBatchList);
+            if (pArray->pMeshListBatch) {
+                twList_Free(pArray->pMeshListBatch, 0);
+                twMem_Free(pArray->pMeshListBatch);
+            }
+        }
+        FreeBlock(pGroup->pRenderArrays);
+    }
+    twMem_Free(pWorld->pElementGroups);
+    pWorld->pElementGroups = nullptr;
+    pWorld->iNumElementGroups = 0;
+}
+
+static void FreeMeshes(void)
+{
+    for (int i = 0; i < pWorld->iNumElements; i++) {
+        TwElement* pElement = &pWorld->pElements[i];
+        if (!pElement->pMeshes)
+            continue;
+        for (int m = 0; m < pElement->iNumMeshes; m++) {
+            TwMesh* pMesh = &pElement->pMeshes[m];
+            if (!pMesh->bSmooth && pMesh->usNumSurfaces)
+                FreeBlock(pMesh->pSurfaces);
+            FreeBlock(pMesh->pusEdgeIndices);
+            FreeBlock(pMesh->pusIndices);
+            FreeBlock(pMesh->pVerts);
+            FreeBlock(pMesh->pucVertexLight);
+            twOgl_FreeVbo(pMesh->hVboVerts);
+            twOgl_FreeVbo(pMesh->hVboIndices);
+            twOgl_FreeVbo(pMesh->hVboEdgeIndices);
+        }
+        twMem_Free(pElement->pMeshes);
+        pElement->pMeshes = nullptr;
+    }
+}
+
+int twWorld_Init(int iWidth, int iHeight, int bUseVbo)
+{
+    const char* pstrTag = "twWorld_Init";
+    if (!twCore_GetDataDir()) {
+        twLogError(pstrTag, "!twCore_GetDataDir\n");
+        return 0;
+    }
+    if (pWorld) {
+        twLogError(pstrTag, "Already initialized\n");
+        return 0;
+    }
+    pWorld = (TwWorld*)twMem_Malloc(sizeof(TwWorld), "pWorld");
+    if (!pWorld) {
+        twLogError(pstrTag, "!malloc : pWorld\n");
+        return 0;
+    }
+    pWorld->iWidth = iWidth;
+    pWorld->iHeight = iHeight;
+    pWorld->bUseVbo = bUseVbo;
+    pWorld->iCurrentVp = pWorld->iCurrentFp = -1;
+    pWorld->iOcSize = OC_SIZE;
+    pWorld->pOcTex = twOgl_CreateTexture("pWorld->pOcTex", OC_SIZE, OC_SIZE, GL_RGBA, 0, 0, 2, GL_RGBA, nullptr);
+    if (!pWorld->pOcTex) {
+        twLogError(pstrTag, "!twOgl_CreateTexture : pOcTex\n");
+        return 0;
+    }
+    pWorld->pFlareTex = LoadFlare("Flare.tga", "pFlareTex");
+    if (!pWorld->pFlareTex)
+        return 0;
+    pWorld->pFlareTex2 = LoadFlare("Flare2.tga", "pFlareTex2");
+    if (!pWorld->pFlareTex2)
+        return 0;
+    pWorld->pExposureTexture = LoadExposure();
+    return pWorld->pExposureTexture != nullptr;
+}
+
+int twWorld_Free(void)
+{
+    const char* pstrTag = "twWorld_Free";
+    if (!pWorld)
+        return 1;
+    if (pWorld->pElementGroups) {
+        twLog(pstrTag, "Freeing element groups\n");
+        FreeElementGroups();
+    }
+    if (pWorld->pElements) {
+        twLog(pstrTag, "Freeing element meshes\n");
+        FreeMeshes();
+        twLog(pstrTag, "Freeing elements\n");
+        twMem_Free(pWorld->pElements);
+        pWorld->pElements = nullptr;
+    }
+    if (pWorld->ppElementGroupItemsFromTree) {
+        twLog(pstrTag, "Freeing pp elementgroups items\n");
+        twMem_Free(pWorld->ppElementGroupItemsFromTree);
+    }
+    if (pWorld->ppElementGroupsInRange) {
+        twLog(pstrTag, "Freeing pp elementgroups in range\n");
+        twMem_Free(pWorld->ppElementGroupsInRange);
+    }
+    if (pWorld->ppTextures) {
+        twLog(pstrTag, "Freeing textures\n");
+        for (int i = 0; i < pWorld->iNumTextures; i++) {
+            TwTexture* pTexture = pWorld->ppTextures[i];
+            // the shared white and default textures belong to the GL layer
+            if (pTexture && pTexture != twOgl_GetWhiteTexture() && pTexture != twOgl_GetDefaultTexture())
+                twOgl_FreeTexture(pTexture);
+        }
+        twMem_Free(pWorld->ppTextures);
+    }
+    FreeBlock(pWorld->pMaterials);
+    FreeBlock(pWorld->ppMeshes);
+    FreeBlock(pWorld->ppMeshesVisible);
+    FreeBlock(pWorld->piMeshesVisible);
+    // counters, boxes, header words and stamps all return to zero together
+    size_t uiStart = offsetof(TwWorld, bLoaded);
+    memset((uint8_t*)pWorld + uiStart, 0, sizeof(TwWorld) - uiStart);
+    twLog(pstrTag, "Done freeing world\n");
+    return 1;
+}
+
+void twWorld_Shutdown(void)
+{
+    if (!pWorld)
+        return;
+    twLog("twWorld_Shutdown", "Freeing world\n");
+    twWorld_Free();
+    FreeTexture(&pWorld->pOcTex);
+    FreeTexture(&pWorld->pFlareTex);
+    FreeTexture(&pWorld->pFlareTex2);
+    FreeTexture(&pWorld->pExposureTexture);
+    twMem_Free(pWorld);
+    pWorld = nullptr;
+}
+
+int twWorld_GetModelLocation(char* pstrPathOut)
+{
+    if (!pWorld)
+        return 0;
+    if (pstrPathOut)
+        snprintf(pstrPathOut, TW_PATH_SIZE, "%s", pWorld->szModelPath);
+    return pWorld->iModelSource;
+}

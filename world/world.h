@@ -1,0 +1,224 @@
+// The loaded building and everything derived from it. One record, pWorld, allocated by
+// twWorld_Init for the life of the program; a model is loaded into it (model_file.cpp),
+// completed by the post-load pipeline (post_load.cpp, element_groups.cpp) and emptied by
+// twWorld_Free. Other modules read the records directly; only the world's own files write.
+#pragma once
+#include <stdint.h>
+#include <stdio.h>
+
+#include "engine/core.h"
+#include "engine/list.h"
+
+struct TwTexture;
+struct TwCamera;
+
+#define TW_MODEL_VERSION_MIN 226
+#define TW_ELEMENT_RECORD_SIZE 400
+#define TW_MATERIAL_RECORD_SIZE 608
+#define TW_TEXTURE_RECORD_SIZE 172
+#define TW_MESH_FIXED_SIZE 60
+#define TW_LAYER_RECORD_SIZE 268
+#define TW_EMPTY_BOX_MIN 999999.0f // the empty box: minimum above every maximum
+#define TW_GROUP_MAX_RADIUS 6.0f   // metres: largest half diagonal of an element group
+#define TW_GROUP_MESH_CAP 6000     // a group with more meshes takes no further element
+#define TW_BATCH_INDEX_CAP 18000   // a mesh joins a batch only while its indices stay below this
+#define TW_BATCH_MAX_VERTS 65535   // u16 indices reach no further
+#define TW_BATCH_INDEX_AREA 0x200000 // bytes: where a batch's indices are gathered in the temp buffer
+
+// Element types the viewer knows
+#define TW_TYPE_DOOR 5
+
+#define TW_LOAD_STEPS 12 // 0 the file's reading, 1 to 11 the post-load steps
+
+// The model's vertex, the same in the file and in GL arrays.
+struct TwVertex {
+    float fU, fV;       // texture coordinates
+    float vNormal[3];
+    float vPos[3];      // metres, world space
+};
+static_assert(sizeof(TwVertex) == 32, "vertex mirrors the file");
+
+// A run of coplanar triangles of a flat mesh, lit together.
+struct TwMeshSurface {
+    uint16_t usFirstIndex; // into the mesh's pusIndices
+    uint16_t usNumIndices;
+    float fSize;           // the exporter's size measure: 6.0 or more may occlude
+};
+static_assert(sizeof(TwMeshSurface) == 8, "surface mirrors the file");
+
+struct TwElement;
+
+// One piece of an element with one material.
+struct TwMesh {
+    int32_t iIndex;             // running number in the whole world, file order
+    uint32_t auiUnused[2];
+    TwVertex* pVerts;           // usNumVerts, owned
+    uint16_t* pusIndices;       // triangle list into pVerts, owned
+    uint16_t* pusEdgeIndices;   // line list of feature edges, owned
+    uint16_t usNumVerts;
+    uint16_t usNumIndices;
+    uint16_t usNumEdgeIndices;
+    uint32_t hVboVerts, hVboIndices, hVboEdgeIndices; // optional GL buffers, 0 when absent
+    int32_t iMaterial;          // into pWorld->pMaterials
+    int32_t bSmooth;            // lit per vertex, no surfaces
+    int32_t bLit;               // lighting state from the file, kept by the light side
+    float vCentre[3];
+    float vHalfSize[3];
+    uint32_t auiKept[3];        // from the file, not interpreted
+    TwElement* pElement;        // owner, set in post-load
+    TwMeshSurface* pSurfaces;   // usNumSurfaces, owned; null for a smooth mesh
+    uint16_t usNumSurfaces;
+    uint8_t* pucVertexLight;    // four bytes a vertex, smooth meshes only
+};
+
+struct TwElementGroup;
+
+// One building element as exported. The file's 400-byte record is copied field by field:
+// its two pointer words have no meaning in the file.
+struct TwElement {
+    uint32_t uiWord0;           // kept
+    TwMesh* pMeshes;            // iNumMeshes, owned
+    int32_t iNumMeshes;
+    int32_t iNumVerts;          // grows by each mesh at load
+    int32_t iNumIndices;
+    float vMin[3], vMax[3];     // box, corner form
+    float vCentre[3], vHalfSize[3]; // box, centre form
+    uint8_t aucExporter1[284];  // kept
+    int32_t iType;              // the CAD host's element type
+    uint8_t aucExporter2[8];    // kept
+    int32_t iLayer;             // into the layer table
+    uint8_t aucExporter3[28];   // kept
+    TwElementGroup* pElementGroup; // grouping mark, never followed after grouping
+};
+
+// A material, as the file has it.
+struct TwMaterial {
+    uint32_t uiWord0;            // kept
+    char szName[512];
+    float vDiffuse[3];           // 0 to 1
+    uint8_t aucRenderer1[52];    // kept for the renderer
+    float fTransparency;
+    uint8_t aucRenderer2[8];     // kept for the renderer
+    int32_t iTexture;            // into ppTextures, or -1
+    uint32_t uiWord1;            // kept
+    int32_t bIsTransparent;      // drawn in the second pass, no occluders
+    int32_t iNumUsers;           // meshes using it, counted at post-load on top of the file's value
+};
+static_assert(sizeof(TwMaterial) == TW_MATERIAL_RECORD_SIZE, "material mirrors the file");
+
+// One drawable piece of a render array: its arrays in GL buffers or in memory, never both.
+struct TwBatch {
+    uint16_t usNumVerts, usNumIndices;
+    uint32_t hVboVerts, hVboIndices; // non-zero hVboVerts: the data is in buffers
+    TwVertex* pVerts;                // owned, when in memory
+    uint16_t* pusIndices;
+};
+
+// The geometry of one material in one element group.
+struct TwRenderArray {
+    int32_t iMaterial;
+    TwElementGroup* pElementGroup;
+    TwList* pMeshListBatch;  // meshes of this material in the group, not owned
+    TwList* pBatchList;      // TwBatch records, owned
+    TwList* pMeshListSmooth; // smooth meshes, built by the light side
+    void* pSurfaceArray2;    // built by the light side
+};
+
+// A spatial cluster of elements: the unit of culling, drawing and occlusion. Its first
+// fields are those of the item tree's items.
+struct TwElementGroup {
+    float vCentre[3], vHalfSize[3]; // box of its elements
+    uint32_t uiVisibleFrame;        // stamp: in view this frame when equal to the world's
+    void* pData;                    // the group's own address, for the item tree
+    uint32_t auiCullState1[4];      // culling state of the sweep
+    float fRadius, fRadiusSq;       // length of vHalfSize, and its square
+    uint32_t auiCullState2[4];
+    TwElement** ppElements;         // iNumElements + a null, owned
+    int32_t iNumElements;
+    int32_t iNumMeshes;
+    uint16_t usNumVisVerts, usNumVisIndices, usNumGroupVisIndices;
+    float* pVisVerts;
+    uint16_t* pusVisIndices;
+    uint32_t hVboVisVerts, hVboVisIndices;
+    uint16_t usNumOccluderVerts;
+    float* pOccluderVerts;          // four floats a vertex
+    uint16_t usNumOccluderIndices;
+    uint16_t* pusOccluderIndices;
+    uint32_t hVboOccluderVerts, hVboOccluderIndices;
+    int32_t bHasHiddenElements;     // an element lies on a hidden layer
+    TwRenderArray* pRenderArrays;   // one per material used, ascending material index
+    int32_t iNumRenderArrays;
+};
+
+struct TwWorld {
+    // kept for the life of the program
+    int32_t iWidth, iHeight;        // the window's pixels
+    int32_t bUseVbo;
+    int32_t iOcSize;                // side of the occlusion target
+    TwTexture* pOcTex;
+    TwTexture* pFlareTex;
+    TwTexture* pFlareTex2;
+    TwTexture* pExposureTexture;    // a 1D table: only its GL name is used
+    int32_t iCurrentVp, iCurrentFp; // program binds remembered by the renderer; -1: none
+    // the model: everything from bLoaded on is cleared when the model is freed
+    int32_t bLoaded;                // a model is completely loaded
+    int32_t bAnyHiddenElements;
+    char szCollisionInfo[128];
+    uint8_t aucHeader1[256], aucHeader2[256]; // the file header's blocks and words, kept
+    uint32_t auiHeaderWords[2];
+    int32_t iModelSource;           // 1 own pack, 2 a named pack, 3 a plain file
+    char szModelPath[TW_PATH_SIZE];
+    int32_t iNumTris;
+    int32_t iNumPhysTris;           // triangles that take part in collision
+    int32_t iNumDoors;              // door elements, for the log
+    char szNumTris[32];
+    void* pBspVolume;               // root of the physics tree
+    TwList* pBspVolumeList;
+    int32_t iNumCollisionTris, iNumCollisionVolumes;
+    float vCollisionBox[3];
+    void* pElementGroupTree;        // the item tree over groups
+    void** ppElementGroupItemsFromTree; // tree query results, null-terminated
+    TwElementGroup** ppElementGroupsInRange; // range query results, null-terminated
+    int32_t iNumElementGroups;
+    TwElementGroup* pElementGroups;
+    uint32_t uiVisibleFrame;
+    float vSunColor[4], vSkyColor[4];
+    TwElement* pElements;
+    int32_t iNumElements;
+    TwMaterial* pMaterials;
+    int32_t iNumMaterials;
+    int32_t iNumMeshes;
+    TwTexture** ppTextures;
+    int32_t iNumTextures;
+    float vMin[3], vMax[3];         // box of all elements
+    float vCentre[3], vHalfSize[3];
+    float fRadius, fRadiusSq;
+    float vBuildingMin[3], vBuildingMax[3]; // box of walls, slabs, roofs and the like
+    float vBuildingCentre[3], vBuildingHalfSize[3];
+    float fBuildingRadius, fBuildingRadiusSq;
+    TwMesh** ppMeshes;              // all meshes in file order, null-terminated
+    TwMesh** ppMeshesVisible;       // work list, iNumMeshes + 1
+    int32_t* piMeshesVisible;       // one per mesh
+    float afLoadSeconds[TW_LOAD_STEPS]; // what the reading and each post-load step took
+};
+
+extern TwWorld* pWorld;
+
+// Progress display of long jobs: a fraction from 0 to 1
+typedef int (*TwProgressFn)(const char* pstrLine1, const char* pstrLine2, float fFraction);
+
+// world.cpp
+int twWorld_Init(int iWidth, int iHeight, int bUseVbo); // the record and the model-independent textures
+int twWorld_Free(void);                                 // empties the model
+void twWorld_Shutdown(void);                            // frees the model and the record
+int twWorld_GetModelLocation(char* pstrPathOut);        // where the model came from: iModelSource
+// model_file.cpp
+int twWorld_LoadModel(TwProgressFn pfnProgress, const char* pszPath, int bPack, TwCamera* pCam, char* pszProjectName,
+                      int* piSunAltitude, int* piSunAzimuth, int bVbo, int* piStatus);
+// post_load.cpp
+int twWorld_PostLoadProcess(TwCamera* pCam, int bVbo);
+// element_groups.cpp
+void twCore_MergeBoxes(const float* pvCentreA, const float* pvHalfA, const float* pvCentreB, const float* pvHalfB,
+                       float* pvCentreOut, float* pvHalfOut); // the smallest box around both
+int twWorld_CreateElementGroups(void);
+int twWorld_CreateElementGroupGeometry(int bVbo);
