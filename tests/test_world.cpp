@@ -2,6 +2,7 @@
 // boxes, the camera and sun taken from the file, element groups and batches, and every
 // kind of damaged file failing cleanly.
 #include <gtest/gtest.h>
+#include <GL/glew.h>
 #include <math.h>
 #include <string.h>
 
@@ -420,4 +421,84 @@ TEST_F(World, EveryCutOfAGoodFileFailsCleanly)
         EXPECT_EQ(LoadBytes(bytes), 0) << pstrTag;
         EXPECT_TRUE(twTest_LogHas(std::string("Failed to find ") + pstrTag + "\n"));
     }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Textures of each format inside the model, progress, and drivers without S3TC
+// ---------------------------------------------------------------------------------------------
+
+static std::vector<float> s_afProgress;
+
+static int RecordProgress(const char* pstrLine1, const char* pstrLine2, float fFraction)
+{
+    EXPECT_EQ(pstrLine1, nullptr);
+    EXPECT_EQ(pstrLine2, nullptr);
+    s_afProgress.push_back(fFraction);
+    return 1;
+}
+
+// A model whose three textures are a TGA, a BMP and a DXT1 DDS, each used by a material
+static TwExportModel ThreeFormats(void)
+{
+    TwExportModel m = twTest_SmallHouse();
+    std::vector<uint8_t> bmp(54, 0);
+    bmp[0] = 'B';
+    bmp[1] = 'M';
+    bmp[10] = 54;
+    bmp[14] = 40;
+    bmp[18] = 4;  // width
+    bmp[22] = 4;  // height
+    bmp[26] = 1;
+    bmp[28] = 24;
+    bmp.resize(54 + 48, 0x40);
+    std::vector<uint8_t> dds(128, 0);
+    memcpy(&dds[0], "DDS ", 4);
+    dds[12] = 4; // height
+    dds[16] = 4; // width
+    dds[28] = 3; // model textures are mip-mapped: a DDS brings its levels, 4, 2 and 1 pixels
+    memcpy(&dds[84], "DXT1", 4);
+    dds.resize(128 + 3 * 8, 0);
+    TwExportTexture t;
+    t.iWidth = t.iHeight = 4;
+    t.name = "plaster.bmp";
+    t.image = bmp;
+    m.textures.push_back(t);
+    t.name = "stone.dds";
+    t.image = dds;
+    m.textures.push_back(t);
+    m.materials[0].iTexture = 1;
+    m.materials[2].iTexture = 2;
+    return m;
+}
+
+TEST_F(World, TexturesOfEachFormatComeStraightFromTheStream)
+{
+    s_afProgress.clear();
+    std::string path = dir + "Export.bin";
+    twExport_WriteFile(ThreeFormats(), path);
+    ASSERT_EQ(twWorld_LoadModel(RecordProgress, path.c_str(), 0, &camera, nullptr, nullptr, nullptr, 0, nullptr), 1);
+    ASSERT_EQ(pWorld->iNumTextures, 3);
+    EXPECT_STREQ(pWorld->ppTextures[1]->szName, "plaster.bmp");
+    EXPECT_STREQ(pWorld->ppTextures[2]->szName, "stone.dds");
+    EXPECT_EQ(pWorld->pMaterials[2].iTexture, 2);
+    // before each texture and element, then the end
+    ASSERT_EQ(s_afProgress.size(), 3u + 5u + 1u);
+    for (size_t i = 1; i < s_afProgress.size(); i++)
+        EXPECT_GT(s_afProgress[i], s_afProgress[i - 1]);
+    EXPECT_GT(s_afProgress[0], 0.0f);
+    EXPECT_EQ(s_afProgress.back(), 1.0f);
+}
+
+TEST_F(World, WithoutS3tcCompressedTexturesLeaveTheirMaterialsPlain)
+{
+    GLboolean bSaved = __GLEW_EXT_texture_compression_s3tc;
+    __GLEW_EXT_texture_compression_s3tc = GL_FALSE; // a driver without it
+    int bLoaded = Load(ThreeFormats());
+    __GLEW_EXT_texture_compression_s3tc = bSaved;
+    ASSERT_EQ(bLoaded, 1);
+    EXPECT_EQ(pWorld->ppTextures[2], twOgl_GetWhiteTexture());
+    EXPECT_STREQ(twOgl_GetWhiteTexture()->szName, "WhiteTexture"); // the shared record stays as it was
+    EXPECT_EQ(pWorld->pMaterials[2].iTexture, -1);
+    EXPECT_EQ(pWorld->pMaterials[0].iTexture, 1);
+    EXPECT_TRUE(twTest_LogHas("  Forced to non-textured since S3TC is not supported\n"));
 }
