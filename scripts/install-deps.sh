@@ -6,7 +6,7 @@
 set -euo pipefail
 
 RUN_PACKAGES=(build-essential cmake pkg-config libsdl2-dev libglew-dev libfreetype-dev libfontconfig-dev
-    libgl-dev libgl1-mesa-dri fonts-liberation zenity)
+    libgl-dev libgl1-mesa-dri fonts-liberation zenity libassimp-dev libstb-dev assimp-testmodels)
 TEST_PACKAGES=(libgtest-dev clang libclang-rt-14-dev xvfb xdotool imagemagick)
 
 packages=("${RUN_PACKAGES[@]}")

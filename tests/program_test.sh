@@ -181,6 +181,18 @@ expect_in_order "$LOG" model "Initializing world" "Project name = 'Test house'" 
     "Done freeing world" "Shutting down core"
 [ -f "$TEMP/Export.bin" ] || fail "model: the host's model was removed"
 
+# --- 7a. The exporter puts the sample house in place and starts the viewer on it -----------
+SAMPLE=/usr/share/assimp/models/IFC/AC14-FZK-Haus.ifc
+if [ -r "$SAMPLE" ]; then
+    LOG=$(make_home sample)
+    (cd "$WORK" && HOME="$WORK/sample" "$BUILD/ambexport" --open --if-none -q "$SAMPLE") &
+    PID=$!
+    run_and_quit "$LOG" sample
+    expect_in_order "$LOG" sample "Project name = 'AC14-FZK-Haus'" "World was successfully loaded" \
+        "---Entering main loop---" "Shutting down core"
+    grep -q "  Number of door elements = [1-9]" "$LOG" || fail "sample: no doors"
+fi
+
 # --- 7. A damaged model is removed at start, and the viewer comes up empty -----------------
 LOG=$(make_home badmodel)
 TEMP="$WORK/badmodel/Documents/Ambulon/Temp"

@@ -114,6 +114,8 @@ static void PutElement(std::vector<uint8_t>* pOut, const TwExportElement& elemen
         memcpy(&record[44 + i * 4], &fCentre, 4);
         memcpy(&record[56 + i * 4], &fHalf, 4);
     }
+    // the name rides in the bytes the viewer keeps without reading
+    memcpy(&record[68], element.name.data(), element.name.size() < 63 ? element.name.size() : 63);
     memcpy(&record[352], &element.iType, 4);
     memcpy(&record[364], &element.iLayer, 4);
     Put(pOut, record.data(), record.size());

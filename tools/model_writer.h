@@ -31,6 +31,7 @@ struct TwExportMesh {
 };
 
 struct TwExportElement {
+    std::string name;                   // kept in the record's exporter bytes
     int32_t iType = 1;
     int32_t iLayer = 0;
     float vMin[3] = {0, 0, 0}, vMax[3] = {0, 0, 0}; // both zero: from the meshes

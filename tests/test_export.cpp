@@ -1,0 +1,276 @@
+// The exporter run as the CAD host would: its files read back by the viewer's loader.
+#include <gtest/gtest.h>
+#include <math.h>
+#include <stb_image_write.h>
+#include <string.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <map>
+#include <set>
+
+#include "engine/memory.h"
+#include "interface/layers.h"
+#include "navigation/camera.h"
+#include "platform/ogl.h"
+#include "tests/support.h"
+#include "tools/model_writer.h"
+#include "world/world.h"
+
+#define SAMPLE_HOUSE "/usr/share/assimp/models/IFC/AC14-FZK-Haus.ifc"
+
+struct Export : ::testing::Test {
+    static std::string dir;
+    static void SetUpTestSuite()
+    {
+        twTest_StartGl(64, 64);
+        dir = twTest_Dir();
+        ASSERT_EQ(twLayers_Init(12), 1);
+        ASSERT_EQ(twWorld_Init(64, 64, 0), 1);
+    }
+    static void TearDownTestSuite()
+    {
+        twWorld_Shutdown();
+        twLayers_Free();
+        twTest_StopGl();
+    }
+    void TearDown() override { twWorld_Free(); }
+
+    // Runs the exporter; its printed "name: value" lines come back in pCounts
+    static int Run(const std::string& args, std::map<std::string, std::string>* pCounts = nullptr)
+    {
+        std::string out = dir + "export.out";
+        std::string command = std::string(AMB_BUILD_DIR) + "/ambexport " + args + " > '" + out + "' 2>&1";
+        int iStatus = system(command.c_str());
+        std::string text = twTest_ReadFile(out);
+        size_t uiStart = 0;
+        while (pCounts && uiStart < text.size()) {
+            size_t uiEnd = text.find('\n', uiStart);
+            std::string line = text.substr(uiStart, uiEnd - uiStart);
+            size_t uiColon = line.find(": ");
+            if (uiColon != std::string::npos)
+                (*pCounts)[line.substr(0, uiColon)] = line.substr(uiColon + 2);
+            uiStart = uiEnd == std::string::npos ? text.size() : uiEnd + 1;
+        }
+        return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
+    }
+
+    static int Load(const std::string& path)
+    {
+        TwCamera camera;
+        twCamera_Init(&camera);
+        return twWorld_LoadModel(nullptr, path.c_str(), 0, &camera, nullptr, nullptr, nullptr, 0, nullptr);
+    }
+};
+std::string Export::dir;
+
+static bool SamePos(const TwVertex& a, const TwVertex& b)
+{
+    return !memcmp(a.vPos, b.vPos, sizeof(a.vPos));
+}
+
+// Every surface: flat within the tolerance of its first triangle's plane, and one piece
+static void ExpectSurfacesPlanarAndConnected(const TwMesh* pMesh)
+{
+    for (int s = 0; s < pMesh->usNumSurfaces; s++) {
+        const TwMeshSurface& surface = pMesh->pSurfaces[s];
+        const uint16_t* pus = pMesh->pusIndices + surface.usFirstIndex;
+        const float* a = pMesh->pVerts[pus[0]].vPos;
+        const float* b = pMesh->pVerts[pus[1]].vPos;
+        const float* c = pMesh->pVerts[pus[2]].vPos;
+        float u[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]}, v[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
+        float n[3] = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
+        float f = sqrtf(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+        ASSERT_GT(f, 0);
+        for (int i = 0; i < surface.usNumIndices; i++) {
+            const float* p = pMesh->pVerts[pus[i]].vPos;
+            float fDist = ((p[0] - a[0]) * n[0] + (p[1] - a[1]) * n[1] + (p[2] - a[2]) * n[2]) / f;
+            ASSERT_LE(fabsf(fDist), 0.0011f) << "mesh " << pMesh->iIndex << " surface " << s;
+        }
+        // triangles joined through shared corners must reach all of the surface
+        int iTris = surface.usNumIndices / 3;
+        std::vector<int> parent(iTris);
+        for (int t = 0; t < iTris; t++)
+            parent[t] = t;
+        auto Find = [&](int x) {
+            while (parent[x] != x)
+                x = parent[x] = parent[parent[x]];
+            return x;
+        };
+        for (int t = 0; t < iTris; t++)
+            for (int o = t + 1; o < iTris; o++) {
+                int iShared = 0;
+                for (int i = 0; i < 3; i++)
+                    for (int k = 0; k < 3; k++)
+                        if (SamePos(pMesh->pVerts[pus[t * 3 + i]], pMesh->pVerts[pus[o * 3 + k]]))
+                            iShared++;
+                if (iShared >= 2)
+                    parent[Find(t)] = Find(o);
+            }
+        std::set<int> roots;
+        for (int t = 0; t < iTris; t++)
+            roots.insert(Find(t));
+        ASSERT_EQ(roots.size(), 1u) << "mesh " << pMesh->iIndex << " surface " << s;
+    }
+}
+
+TEST_F(Export, SampleHouseLoadsWithTheCountsTheExporterPrinted)
+{
+    if (access(SAMPLE_HOUSE, R_OK) != 0)
+        GTEST_SKIP() << "the sample house (assimp-testmodels) isn't installed";
+    std::map<std::string, std::string> counts;
+    ASSERT_EQ(Run("'" SAMPLE_HOUSE "' -o '" + dir + "haus.bin'", &counts), 0);
+    ASSERT_EQ(Load(dir + "haus.bin"), 1);
+    EXPECT_EQ(counts["project"], "AC14-FZK-Haus");
+    EXPECT_EQ(std::to_string(pWorld->iNumElements), counts["elements"]);
+    EXPECT_EQ(std::to_string(pWorld->iNumMeshes), counts["meshes"]);
+    EXPECT_EQ(std::to_string(pWorld->iNumTris), counts["triangles"]);
+    EXPECT_EQ(std::to_string(pWorld->iNumDoors), counts["doors"]);
+    EXPECT_EQ(std::to_string(pWorld->iNumMaterials), counts["materials"]);
+    EXPECT_EQ(std::to_string(pLayers->iNumLayers), counts["layers"]);
+    EXPECT_GT(pWorld->iNumDoors, 0);
+    EXPECT_TRUE(twTest_LogHas("Number of door elements = " + counts["doors"] + "\n"));
+    // the storeys are layers
+    std::set<std::string> layers;
+    for (int i = 0; i < pLayers->iNumLayers; i++)
+        layers.insert((const char*)twLayers_GetLayer(i) + TW_LAYER_NAME_OFFSET);
+    EXPECT_TRUE(layers.count("0.Erdgeschoss"));
+    EXPECT_TRUE(layers.count("1.Dachgeschoss"));
+    // glass is transparent, and the rest isn't
+    int iGlass = 0;
+    for (int i = 0; i < pWorld->iNumMaterials; i++) {
+        const TwMaterial& m = pWorld->pMaterials[i];
+        if (strstr(m.szName, "Glas")) {
+            iGlass++;
+            EXPECT_NE(m.bIsTransparent, 0) << m.szName;
+            EXPECT_GT(m.fTransparency, 0.5f);
+        }
+    }
+    EXPECT_GT(iGlass, 0);
+    // metres with Y up: a two-storey house stands 5 to 10 m high, on the ground
+    EXPECT_GT(pWorld->vBuildingMax[1] - pWorld->vBuildingMin[1], 5.0f);
+    EXPECT_LT(pWorld->vBuildingMax[1] - pWorld->vBuildingMin[1], 10.0f);
+    // every index inside its mesh, every surface flat and in one piece
+    for (int i = 0; pWorld->ppMeshes[i]; i++) {
+        const TwMesh* pMesh = pWorld->ppMeshes[i];
+        for (int k = 0; k < pMesh->usNumIndices; k++)
+            ASSERT_LT(pMesh->pusIndices[k], pMesh->usNumVerts);
+        for (int k = 0; k < pMesh->usNumEdgeIndices; k++)
+            ASSERT_LT(pMesh->pusEdgeIndices[k], pMesh->usNumVerts);
+        if (!pMesh->bSmooth) {
+            EXPECT_GT(pMesh->usNumSurfaces, 0);
+            ExpectSurfacesPlanarAndConnected(pMesh);
+        }
+    }
+}
+
+// A wall as a textured quad and a door, in two objects of an OBJ file
+static void WriteObj(const std::string& dir, bool bZUp)
+{
+    twTest_WriteText(dir + "house.obj",
+                     std::string("mtllib house.mtl\n"
+                                 "o Wall_North\n"
+                                 "v 0 0 0\nv 4 0 0\nv 4 ") +
+                         (bZUp ? "0 3\nv 0 0 3\n" : "3 0\nv 0 3 0\n") +
+                         "vt 0 0\nvt 1 0\nvt 1 1\nvt 0 1\n"
+                         "usemtl brick\nf 1/1 2/2 3/3 4/4\n"
+                         "o Door_1\n"
+                         "v 5 0 0\nv 6 0 0\nv 6 2 0\nv 5 2 0\n"
+                         "usemtl glass\nf 5 6 7 8\n");
+    twTest_WriteText(dir + "house.mtl", "newmtl brick\nKd 0.8 0.3 0.2\nmap_Kd brick.tga\n"
+                                        "newmtl glass\nKd 0.5 0.6 0.7\nd 0.3\n");
+    const uint8_t aucBrick[3] = {200, 80, 60};
+    twTest_WriteFile(dir + "brick.tga", twExport_SolidTga(6, 5, 3, aucBrick));
+}
+
+TEST_F(Export, ObjWithATexture)
+{
+    WriteObj(dir, false);
+    std::map<std::string, std::string> counts;
+    ASSERT_EQ(Run("'" + dir + "house.obj' -o '" + dir + "obj.bin'", &counts), 0);
+    ASSERT_EQ(Load(dir + "obj.bin"), 1);
+    ASSERT_EQ(pWorld->iNumElements, 2);
+    EXPECT_EQ(pWorld->pElements[0].iType, 1); // by name: a wall
+    EXPECT_EQ(pWorld->pElements[1].iType, 5); // a door
+    EXPECT_EQ(pWorld->iNumDoors, 1);
+    ASSERT_EQ(pWorld->iNumTextures, 1);
+    EXPECT_EQ(pWorld->ppTextures[0]->iWidth & (pWorld->ppTextures[0]->iWidth - 1), 0); // a power of two
+    int iBrick = pWorld->pElements[0].pMeshes[0].iMaterial;
+    EXPECT_EQ(pWorld->pMaterials[iBrick].iTexture, 0);
+    int iGlass = pWorld->pElements[1].pMeshes[0].iMaterial;
+    EXPECT_NE(pWorld->pMaterials[iGlass].bIsTransparent, 0);
+    // the wall quad: one surface of two triangles, its four rim edges, a normal along Z
+    const TwMesh& wall = pWorld->pElements[0].pMeshes[0];
+    EXPECT_EQ(wall.usNumSurfaces, 1);
+    EXPECT_EQ(wall.usNumIndices, 6);
+    EXPECT_EQ(wall.usNumEdgeIndices, 8);
+    EXPECT_NEAR(fabsf(wall.pVerts[0].vNormal[2]), 1, 1e-5);
+    EXPECT_FLOAT_EQ(pWorld->vMax[1], 3); // Y up as written
+    EXPECT_EQ(counts["layers"], "2");    // each object under the root is a group
+}
+
+TEST_F(Export, ZUpSourcesAreTurned)
+{
+    WriteObj(dir, true);
+    ASSERT_EQ(Run("--z-up --scale 2 '" + dir + "house.obj' -o '" + dir + "zup.bin'"), 0);
+    ASSERT_EQ(Load(dir + "zup.bin"), 1);
+    EXPECT_FLOAT_EQ(pWorld->pElements[0].vMax[1], 6); // z 3 became y 3, then twice that
+    EXPECT_FLOAT_EQ(pWorld->pElements[0].vMin[2], 0);
+}
+
+TEST_F(Export, GltfWithATexture)
+{
+    // one textured triangle in a node named "Railing", its buffer inline
+    float afData[3 * 3 + 3 * 2] = {0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 1};
+    const char* pstrAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    const uint8_t* p = (const uint8_t*)afData;
+    std::string b64;
+    for (size_t i = 0; i < sizeof(afData); i += 3) {
+        uint32_t v = (uint32_t)p[i] << 16 | (i + 1 < sizeof(afData) ? p[i + 1] << 8 : 0) |
+                     (i + 2 < sizeof(afData) ? p[i + 2] : 0);
+        b64 += pstrAlphabet[(v >> 18) & 63];
+        b64 += pstrAlphabet[(v >> 12) & 63];
+        b64 += i + 1 < sizeof(afData) ? pstrAlphabet[(v >> 6) & 63] : '=';
+        b64 += i + 2 < sizeof(afData) ? pstrAlphabet[v & 63] : '=';
+    }
+    std::string gltf =
+        R"({"asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[0]}],)"
+        R"("nodes":[{"name":"Railing","mesh":0}],)"
+        R"("meshes":[{"primitives":[{"attributes":{"POSITION":0,"TEXCOORD_0":1},"material":0}]}],)"
+        R"("materials":[{"name":"Steel","pbrMetallicRoughness":{"baseColorTexture":{"index":0}}}],)"
+        R"("textures":[{"source":0}],"images":[{"uri":"steel.png"}],)"
+        R"("buffers":[{"byteLength":60,"uri":"data:application/octet-stream;base64,)" + b64 + R"("}],)"
+        R"("bufferViews":[{"buffer":0,"byteOffset":0,"byteLength":36},{"buffer":0,"byteOffset":36,"byteLength":24}],)"
+        R"("accessors":[{"bufferView":0,"componentType":5126,"count":3,"type":"VEC3","min":[0,0,0],"max":[1,1,0]},)"
+        R"({"bufferView":1,"componentType":5126,"count":3,"type":"VEC2"}]})";
+    twTest_WriteText(dir + "rail.gltf", gltf);
+    uint8_t aucPixels[16 * 16 * 4];
+    for (int i = 0; i < 16 * 16; i++) {
+        aucPixels[i * 4] = 90;
+        aucPixels[i * 4 + 1] = 100;
+        aucPixels[i * 4 + 2] = 110;
+        aucPixels[i * 4 + 3] = 255;
+    }
+    ASSERT_NE(stbi_write_png((dir + "steel.png").c_str(), 16, 16, 4, aucPixels, 64), 0);
+    ASSERT_EQ(Run("'" + dir + "rail.gltf' -o '" + dir + "gltf.bin'"), 0);
+    ASSERT_EQ(Load(dir + "gltf.bin"), 1);
+    EXPECT_EQ(pWorld->pElements[0].iType, 8);
+    ASSERT_EQ(pWorld->iNumTextures, 1);
+    EXPECT_EQ(pWorld->ppTextures[0]->iWidth, 16);
+    EXPECT_EQ(pWorld->iNumTris, 1);
+}
+
+TEST_F(Export, BadInputFailsAndKeepsTheOldOutput)
+{
+    twTest_WriteText(dir + "kept.bin", "the model from before");
+    EXPECT_NE(Run("'" + dir + "missing.ifc' -o '" + dir + "kept.bin'"), 0);
+    EXPECT_NE(twTest_ReadFile(dir + "export.out").find("can't read"), std::string::npos);
+    twTest_WriteText(dir + "broken.ifc", "this is no IFC file");
+    EXPECT_NE(Run("'" + dir + "broken.ifc' -o '" + dir + "kept.bin'"), 0);
+    twTest_WriteText(dir + "empty.obj", "# nothing\n");
+    EXPECT_NE(Run("'" + dir + "empty.obj' -o '" + dir + "kept.bin'"), 0);
+    EXPECT_EQ(twTest_ReadFile(dir + "kept.bin"), "the model from before");
+    EXPECT_EQ(Run("--help"), 0);
+    EXPECT_NE(twTest_ReadFile(dir + "export.out").find("Element types written"), std::string::npos);
+    EXPECT_EQ(Run(""), 2);
+}

@@ -1,0 +1,172 @@
+// ambexport: the CAD host's side for Linux. Reads a building model in any format assimp
+// knows and writes the viewer's model file; with --open it puts the model where the viewer
+// looks for it and starts the viewer, as a CAD host does.
+#include <getopt.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "engine/core.h"
+#include "platform/window.h"
+#include "tools/export.h"
+
+static const char* s_pstrHelp =
+    "usage: ambexport [options] <model file> [<output>]\n"
+    "\n"
+    "Writes the model as an Ambulon model file (\"Export.bin\"). Reads what assimp reads:\n"
+    "IFC, OBJ, glTF, FBX, DAE, 3DS and more. Lengths come out in metres with Y up.\n"
+    "\n"
+    "  -o, --output PATH        the file to write (default: <model name>.bin here)\n"
+    "      --open               write it as the viewer's Temp/Export.bin and start the viewer\n"
+    "      --if-none            with --open, keep a model that is already there\n"
+    "      --viewer PATH        the viewer to start (default: Ambulon.exe beside ambexport)\n"
+    "      --scale S            multiply every length by S (after the file's own unit)\n"
+    "      --z-up               the model has Z up (most CAD exports to OBJ do)\n"
+    "      --crease DEG         edges folding more than this are drawn and not smoothed (30)\n"
+    "      --plane-angle DEG    triangles within this angle ... (1)\n"
+    "      --plane-tolerance M  ... and distance in metres make one flat surface (0.001)\n"
+    "      --max-texture N      largest texture side in pixels, a power of two (1024)\n"
+    "      --sun-altitude DEG   the sun's height above the horizon (40)\n"
+    "      --sun-azimuth DEG    the sun's direction, the CAD host's azimuth (135)\n"
+    "  -q, --quiet              print nothing but errors\n"
+    "  -h, --help               this text\n"
+    "\n"
+    "Element types written (IFC class, else words in the object's name):\n"
+    "   1 wall        IfcWall, IfcWallStandardCase, IfcCurtainWall; wall, wand\n"
+    "   2 slab        IfcSlab, IfcPlate; slab, floor, ceiling, decke, boden\n"
+    "   3 roof        IfcRoof, slabs named roof or dach; roof, dach\n"
+    "   4 furnishing  IfcFurnishingElement, IfcFurniture, sanitary terminals; chair, table,\n"
+    "                 sofa, bed, desk, shelf, lamp, plant (no collision)\n"
+    "   5 door        IfcDoor; door, tuer (no collision: the walker passes)\n"
+    "   6 column      IfcColumn; column, pillar\n"
+    "   7 window      IfcWindow; window, fenster, glass\n"
+    "   8 railing     IfcRailing; rail, gelaender\n"
+    "   9 stair       IfcStair, IfcStairFlight, IfcRamp; stair, step, treppe\n"
+    "  10 beam        IfcBeam, IfcMember; beam, balken (no occluders)\n"
+    "  11 covering    IfcCovering\n"
+    "  12 site        IfcSite; terrain, ground, site\n"
+    "   0 other       anything else\n"
+    "IfcSpace, IfcOpeningElement, IfcAnnotation and IfcGrid are left out. Each IFC storey\n"
+    "becomes a layer; in other formats each group under the root does. Materials keep their\n"
+    "colour and opacity; glass and anything less than opaque is transparent.\n";
+
+static int Fail(const char* pstrFormat, const char* pstrArg)
+{
+    fprintf(stderr, "ambexport: ");
+    fprintf(stderr, pstrFormat, pstrArg);
+    fprintf(stderr, "\n");
+    return 1;
+}
+
+// The viewer's Temp folder, made if missing
+static std::string ViewerTempFolder(void)
+{
+    char szDocuments[TW_PATH_SIZE];
+    if (!twWindow_GetDocumentsFolder(szDocuments))
+        return "";
+    std::string temp = std::string(szDocuments) + "/Ambulon/Temp/";
+    twWindow_CreateDirectory(temp.c_str());
+    return temp;
+}
+
+static std::string OwnFolder(void)
+{
+    char szPath[TW_PATH_SIZE];
+    if (!twCore_ParseCommandLine(szPath))
+        return "./";
+    char szDir[TW_PATH_SIZE];
+    return twCore_GetDirectory(szPath, szDir) ? std::string(szDir) : std::string("./");
+}
+
+int main(int argc, char** argv)
+{
+    enum { kOpen = 256, kIfNone, kViewer, kScale, kZUp, kCrease, kPlaneAngle, kPlaneTolerance, kMaxTexture,
+           kSunAltitude, kSunAzimuth };
+    static const struct option aOptions[] = {
+        {"output", required_argument, nullptr, 'o'}, {"open", no_argument, nullptr, kOpen},
+        {"if-none", no_argument, nullptr, kIfNone}, {"viewer", required_argument, nullptr, kViewer},
+        {"scale", required_argument, nullptr, kScale}, {"z-up", no_argument, nullptr, kZUp},
+        {"crease", required_argument, nullptr, kCrease}, {"plane-angle", required_argument, nullptr, kPlaneAngle},
+        {"plane-tolerance", required_argument, nullptr, kPlaneTolerance},
+        {"max-texture", required_argument, nullptr, kMaxTexture},
+        {"sun-altitude", required_argument, nullptr, kSunAltitude},
+        {"sun-azimuth", required_argument, nullptr, kSunAzimuth}, {"quiet", no_argument, nullptr, 'q'},
+        {"help", no_argument, nullptr, 'h'}, {nullptr, 0, nullptr, 0},
+    };
+    TwExportOptions options;
+    std::string output, viewer;
+    int bOpen = 0, bIfNone = 0, bQuiet = 0, iOption;
+    while ((iOption = getopt_long(argc, argv, "o:qh", aOptions, nullptr)) != -1) {
+        switch (iOption) {
+        case 'o': output = optarg; break;
+        case kOpen: bOpen = 1; break;
+        case kIfNone: bIfNone = 1; break;
+        case kViewer: viewer = optarg; break;
+        case kScale: options.fScale = (float)atof(optarg); break;
+        case kZUp: options.bZUp = 1; break;
+        case kCrease: options.fCreaseDegrees = (float)atof(optarg); break;
+        case kPlaneAngle: options.fPlaneDegrees = (float)atof(optarg); break;
+        case kPlaneTolerance: options.fPlaneTolerance = (float)atof(optarg); break;
+        case kMaxTexture: options.iMaxTexture = atoi(optarg); break;
+        case kSunAltitude: options.fSunAltitude = (float)atof(optarg); break;
+        case kSunAzimuth: options.fSunAzimuth = (float)atof(optarg); break;
+        case 'q': bQuiet = 1; break;
+        case 'h': fputs(s_pstrHelp, stdout); return 0;
+        default: fputs(s_pstrHelp, stderr); return 2;
+        }
+    }
+    if (optind >= argc || argc - optind > 2) {
+        fputs(s_pstrHelp, stderr);
+        return 2;
+    }
+    if (options.fScale <= 0 || options.iMaxTexture < 1 || (options.iMaxTexture & (options.iMaxTexture - 1)))
+        return Fail("%s", "--scale must be above 0 and --max-texture a power of two");
+    const char* pstrInput = argv[optind];
+    if (argc - optind == 2)
+        output = argv[optind + 1];
+    if (bOpen) {
+        std::string temp = ViewerTempFolder();
+        if (temp.empty())
+            return Fail("%s", "no home folder for the viewer's model");
+        output = temp + "Export.bin";
+    } else if (output.empty()) {
+        std::string base = strrchr(pstrInput, '/') ? strrchr(pstrInput, '/') + 1 : pstrInput;
+        output = base.substr(0, base.rfind('.')) + ".bin";
+    }
+    struct stat st;
+    bool bKeep = bOpen && bIfNone && stat(output.c_str(), &st) == 0;
+    if (!bKeep) {
+        if (stat(pstrInput, &st) != 0 || !S_ISREG(st.st_mode))
+            return Fail("can't read '%s'", pstrInput);
+        TwExportModel model;
+        TwExportStats stats;
+        std::string error;
+        if (!twExportScene_Convert(pstrInput, options, &model, &stats, &error)) {
+            fprintf(stderr, "ambexport: '%s': %s\n", pstrInput, error.c_str());
+            return 1;
+        }
+        // written beside and renamed: a failed export never destroys the model that was there
+        if (!twExport_WriteFile(model, output))
+            return Fail("can't write '%s'", output.c_str());
+        if (!bQuiet) {
+            printf("wrote %s\n", output.c_str());
+            printf("project: %s\n", model.projectName.c_str());
+            printf("elements: %d\nmeshes: %d\ntriangles: %d\n", stats.iElements, stats.iMeshes, stats.iTriangles);
+            printf("surfaces: %d\nsmooth meshes: %d\nfeature edges: %d\n", stats.iSurfaces, stats.iSmoothMeshes,
+                   stats.iEdges);
+            printf("doors: %d\nmaterials: %d\ntextures: %d\nlayers: %d\nleft out: %d\n", stats.iDoors,
+                   stats.iMaterials, stats.iTextures, stats.iLayers, stats.iSkipped);
+        }
+    } else if (!bQuiet) {
+        printf("kept %s\n", output.c_str());
+    }
+    if (bOpen) {
+        if (viewer.empty())
+            viewer = OwnFolder() + "Ambulon.exe";
+        execl(viewer.c_str(), viewer.c_str(), (char*)nullptr);
+        return Fail("can't start the viewer '%s'", viewer.c_str());
+    }
+    return 0;
+}

@@ -1,0 +1,66 @@
+// The exporter: models that assimp reads (IFC, OBJ, glTF, FBX, DAE, 3DS and more) turned
+// into the viewer's model file. export_scene.cpp walks the scene into elements, materials,
+// textures and layers; export_geometry.cpp makes the meshes (flat meshes with their
+// coplanar surfaces, smooth meshes, feature edges); export_texture.cpp makes the textures.
+#pragma once
+#include <stdint.h>
+
+#include <string>
+#include <vector>
+
+#include "tools/model_writer.h"
+
+// Element type codes written for the viewer; the viewer treats 1, 2, 3, 6 as the
+// building, 4 and 5 as taking no part in collision, 5 as a door and 10 as no occluder.
+enum TwExportType {
+    TW_EXPORT_OTHER = 0,
+    TW_EXPORT_WALL = 1,
+    TW_EXPORT_SLAB = 2,
+    TW_EXPORT_ROOF = 3,
+    TW_EXPORT_FURNISHING = 4,
+    TW_EXPORT_DOOR = 5,
+    TW_EXPORT_COLUMN = 6,
+    TW_EXPORT_WINDOW = 7,
+    TW_EXPORT_RAILING = 8,
+    TW_EXPORT_STAIR = 9,
+    TW_EXPORT_BEAM = 10,
+    TW_EXPORT_COVERING = 11,
+    TW_EXPORT_SITE = 12,
+    TW_EXPORT_LEFT_OUT = -1, // spaces, openings, annotations: not exported
+};
+
+struct TwExportOptions {
+    float fScale = 1.0f;          // multiplies every length after the file's own unit
+    int bZUp = 0;                 // the source has Z up
+    float fCreaseDegrees = 30.0f; // sharper than this: a feature edge, and no smoothing across
+    float fPlaneDegrees = 1.0f;   // triangles within this angle ...
+    float fPlaneTolerance = 0.001f; // ... and this distance in metres lie in one plane
+    int iMaxTexture = 1024;       // largest texture side, pixels
+    float fSunAltitude = 40.0f, fSunAzimuth = 135.0f; // degrees, the CAD host's azimuth
+};
+
+struct TwExportStats {
+    int iElements = 0, iMeshes = 0, iTriangles = 0, iSurfaces = 0, iSmoothMeshes = 0, iEdges = 0;
+    int iDoors = 0, iMaterials = 0, iTextures = 0, iLayers = 0, iSkipped = 0;
+};
+
+// Reads the source and builds the model; 0 with a message in *pError.
+int twExportScene_Convert(const char* pstrInput, const TwExportOptions& options, TwExportModel* pModel,
+                          TwExportStats* pStats, std::string* pError);
+
+// Triangles of one material of one element, in metres with Y up: positions (x, y, z each),
+// texture coordinates (u, v each, or none) and corners (three a triangle). Appends the
+// meshes it makes, none over the 16-bit limits.
+struct TwExportSoup {
+    std::vector<float> positions;
+    std::vector<float> uvs;
+    std::vector<uint32_t> corners;
+};
+void twExportGeometry_BuildMeshes(const TwExportSoup& soup, int iMaterial, int bTextured,
+                                  const TwExportOptions& options, std::vector<TwExportMesh>* pMeshes,
+                                  TwExportStats* pStats);
+
+// An image file (or the bytes of one) as a power-of-two TGA for the model; 0 with a message.
+int twExportTexture_FromFile(const std::string& path, int iMaxSide, TwExportTexture* pTexture, std::string* pError);
+int twExportTexture_FromMemory(const uint8_t* pData, int iSize, int iMaxSide, TwExportTexture* pTexture,
+                               std::string* pError);
