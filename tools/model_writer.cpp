@@ -170,6 +170,9 @@ std::vector<uint8_t> twExport_Write(const TwExportModel& model)
         std::vector<uint8_t> record(MATERIAL_RECORD_SIZE, 0);
         memcpy(&record[4], m.name.data(), m.name.size() < 511 ? m.name.size() : 511);
         memcpy(&record[516], m.vDiffuse, 12);
+        // ambient like the diffuse colour; no specular, emission or shine
+        float afAmbient[4] = {m.vDiffuse[0], m.vDiffuse[1], m.vDiffuse[2], 1.0f};
+        memcpy(&record[528], afAmbient, 16);
         memcpy(&record[580], &m.fTransparency, 4);
         memcpy(&record[592], &m.iTexture, 4);
         memcpy(&record[600], &m.bIsTransparent, 4);

@@ -105,5 +105,11 @@ int twWorld_PostLoadProcess(TwCamera* pCam, int bVbo)
         return 0;
     }
     StepDone(5, &dClock);
+    twLog(TAG, "Creating physics bsp\n");
+    if (!twWorld_CreatePhysBsp()) {
+        twLogError(TAG, "!twWorld_CreatePhysBsp\n");
+        return 0;
+    }
+    StepDone(11, &dClock);
     return 1;
 }

@@ -6,6 +6,7 @@
 
 #include "engine/log.h"
 #include "engine/memory.h"
+#include "interface/layers.h"
 #include "platform/ogl.h"
 
 TwWorld* pWorld = nullptr;
@@ -187,6 +188,24 @@ int twWorld_Free(void)
     const char* pstrTag = "twWorld_Free";
     if (!pWorld)
         return 1;
+    if (pWorld->pBspVolumeList) {
+        twLog(pstrTag, "Freeing phys tree\n");
+        for (TwList* pNode = pWorld->pBspVolumeList->pNext; pNode; pNode = pNode->pNext) {
+            TwBspVolume* pVolume = (TwBspVolume*)pNode->pData;
+            if (pVolume && pVolume->ppPhysTris)
+                twMem_Free(pVolume->ppPhysTris);
+            if (pVolume)
+                twMem_Free(pVolume);
+        }
+        twList_Free(pWorld->pBspVolumeList, 0);
+        twMem_Free(pWorld->pBspVolumeList);
+    }
+    if (pWorld->pBspVolume) {
+        twLog(pstrTag, "Freeing bsp volume\n");
+        if (pWorld->pBspVolume->ppPhysTris)
+            twMem_Free(pWorld->pBspVolume->ppPhysTris);
+        twMem_Free(pWorld->pBspVolume);
+    }
     if (pWorld->pElementGroups) {
         twLog(pstrTag, "Freeing element groups\n");
         FreeElementGroups();
@@ -239,6 +258,22 @@ void twWorld_Shutdown(void)
     FreeTexture(&pWorld->pExposureTexture);
     twMem_Free(pWorld);
     pWorld = nullptr;
+}
+
+void twWorld_UpdateHiddenElements(void)
+{
+    if (!pWorld || !pWorld->bLoaded)
+        return;
+    pWorld->bAnyHiddenElements = 0;
+    for (int g = 0; g < pWorld->iNumElementGroups; g++) {
+        TwElementGroup* pGroup = &pWorld->pElementGroups[g];
+        pGroup->bHasHiddenElements = 0;
+        for (int e = 0; e < pGroup->iNumElements && !pGroup->bHasHiddenElements; e++)
+            if (!twLayers_IsVisible(pGroup->ppElements[e]->iLayer))
+                pGroup->bHasHiddenElements = 1;
+        if (pGroup->bHasHiddenElements)
+            pWorld->bAnyHiddenElements = 1;
+    }
 }
 
 int twWorld_GetModelLocation(char* pstrPathOut)

@@ -28,7 +28,33 @@ struct TwCamera;
 // Element types the viewer knows
 #define TW_TYPE_DOOR 5
 
+#define TW_NUM_VERTEX_PROGRAMS 32
+#define TW_NUM_FRAGMENT_PROGRAMS 2048
+#define TW_PROGRAM_TEXT_SIZE 4096
+
+// Vertex program key bits
+#define TW_VP_TEXTURE 0x01
+#define TW_VP_VERTEX_COLOR 0x02
+#define TW_VP_MAP_COORDS 0x04
+#define TW_VP_SHADOW 0x08
+#define TW_VP_INSTANCE 0x10
+// Fragment program key bits
+#define TW_FP_TEXTURE 0x001
+#define TW_FP_VERTEX_LIGHT 0x002
+#define TW_FP_LIGHT_MAP 0x004
+#define TW_FP_SHADOW 0x008
+#define TW_FP_FILTERED 0x010
+#define TW_FP_SUN_ADDS 0x020
+#define TW_FP_WHITE_SUN 0x040
+#define TW_FP_ALPHA 0x080
+#define TW_FP_GREY 0x100
+#define TW_FP_WHITE 0x200
+
 #define TW_LOAD_STEPS 12 // 0 the file's reading, 1 to 11 the post-load steps
+
+#define TW_BSP_MAX_TRIS_IN_LEAF 2000
+#define TW_BSP_MAX_RECURSE 80000
+#define TW_BSP_MIN_HALF_SIZE 0.2f
 
 // The model's vertex, the same in the file and in GL arrays.
 struct TwVertex {
@@ -96,7 +122,10 @@ struct TwMaterial {
     uint32_t uiWord0;            // kept
     char szName[512];
     float vDiffuse[3];           // 0 to 1
-    uint8_t aucRenderer1[52];    // kept for the renderer
+    float vAmbient[4];           // for the fixed-function sun
+    float vSpecular[4];
+    float vEmission[4];
+    float fShininess;
     float fTransparency;
     uint8_t aucRenderer2[8];     // kept for the renderer
     int32_t iTexture;            // into ppTextures, or -1
@@ -150,6 +179,19 @@ struct TwElementGroup {
     int32_t iNumRenderArrays;
 };
 
+// A node of the physics tree: a box halved across its longest axis. Only leaves hold
+// triangles, as three pointers into a mesh's own vertices each.
+struct TwBspVolume {
+    int32_t iId;
+    float vCentre[3], vHalfSize[3];
+    int32_t bLeaf;
+    float vSplit[3];             // inner nodes: a quarter of the extent along the split axis
+    int32_t iNumPhysTris;        // triangles given to the node
+    TwVertex** ppPhysTris;       // three a triangle; leaves only
+    TwBspVolume* pFront;         // at and above the split
+    TwBspVolume* pBack;
+};
+
 struct TwWorld {
     // kept for the life of the program
     int32_t iWidth, iHeight;        // the window's pixels
@@ -160,6 +202,10 @@ struct TwWorld {
     TwTexture* pFlareTex2;
     TwTexture* pExposureTexture;    // a 1D table: only its GL name is used
     int32_t iCurrentVp, iCurrentFp; // program binds remembered by the renderer; -1: none
+    int32_t iNumVertexPrograms, iNumFragmentPrograms; // 32 and 2048 once built
+    uint32_t ahVertexPrograms[TW_NUM_VERTEX_PROGRAMS];   // by vertex key
+    uint32_t ahFragmentPrograms[TW_NUM_FRAGMENT_PROGRAMS]; // by fragment key
+    uint32_t hVpWriteDepth, hVpSampler, hFpSampler;
     // the model: everything from bLoaded on is cleared when the model is freed
     int32_t bLoaded;                // a model is completely loaded
     int32_t bAnyHiddenElements;
@@ -172,8 +218,12 @@ struct TwWorld {
     int32_t iNumPhysTris;           // triangles that take part in collision
     int32_t iNumDoors;              // door elements, for the log
     char szNumTris[32];
-    void* pBspVolume;               // root of the physics tree
-    TwList* pBspVolumeList;
+    TwBspVolume* pBspVolume;        // root of the physics tree
+    TwList* pBspVolumeList;         // every other node
+    int32_t iNumBspNodes, iNumBspLeaves, iBspRecurseCount, iBspMaxRecurse;
+    float vBspMinHalfSize[3];
+    int32_t iBspMaxTrisInLeaf;
+    uint32_t uiBspRamUsed, uiBspMaxRamUsed; // bytes of triangle lists during the build
     int32_t iNumCollisionTris, iNumCollisionVolumes;
     float vCollisionBox[3];
     void* pElementGroupTree;        // the item tree over groups
@@ -200,6 +250,9 @@ struct TwWorld {
     TwMesh** ppMeshesVisible;       // work list, iNumMeshes + 1
     int32_t* piMeshesVisible;       // one per mesh
     float afLoadSeconds[TW_LOAD_STEPS]; // what the reading and each post-load step took
+    int32_t iNumIndicesDrawn;       // this frame's triangle indices
+    int32_t iNumDrawCalls;          // edge draws, for the developer panel
+    char szDrawInfo[80];            // "%s / %s": triangles drawn and in all
 };
 
 extern TwWorld* pWorld;
@@ -215,8 +268,18 @@ int twWorld_GetModelLocation(char* pstrPathOut);        // where the model came 
 // model_file.cpp
 int twWorld_LoadModel(TwProgressFn pfnProgress, const char* pszPath, int bPack, TwCamera* pCam, char* pszProjectName,
                       int* piSunAltitude, int* piSunAzimuth, int bVbo, int* piStatus);
+// shaders.cpp
+int twWorld_InitShaders(void);                           // builds and compiles every program
+int twWorld_VertexProgramText(int iKey, char* pstrOut);   // the text of a key; its length
+int twWorld_FragmentProgramText(int iKey, char* pstrOut);
 // post_load.cpp
 int twWorld_PostLoadProcess(TwCamera* pCam, int bVbo);
+void twWorld_UpdateHiddenElements(void); // renews the groups' hidden flags from the layers
+// physics.cpp
+int twWorld_CreatePhysBsp(void);
+TwBspVolume* twWorld_CreateNewVolume(void);
+int twWorld_ClassifyTriangle(const float* pCentre, const float* pSplit, const float* pV0, const float* pV1,
+                             const float* pV2); // 1 front, 2 back, 3 both
 // element_groups.cpp
 void twCore_MergeBoxes(const float* pvCentreA, const float* pvHalfA, const float* pvCentreB, const float* pvHalfB,
                        float* pvCentreOut, float* pvHalfOut); // the smallest box around both
