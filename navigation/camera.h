@@ -68,6 +68,7 @@ struct TwCamera {
     int32_t bCrouchKey;
     char szName[16];
     int32_t bSunCamera;           // this is the sun's view
+    float fLastWalkY;             // vPos.y at the last walking step, for the braking
 };
 
 extern TwCamera* pCam;
@@ -86,4 +87,15 @@ int twCamera_BoxInFrustum(const TwCamera* pCamera, const float* pCentre, const f
 void twCamera_TopZoom(TwCamera* pCamera, int iWheel);
 void twCamera_TopPan(TwCamera* pCamera, int iDx, int iDy);
 int twWorld_PlaceSunCamera(TwCamera* pCamera);
+// movement.cpp: one frame's motion, and the inputs that drive it
+void twCamera_Update(TwCamera* pCamera, int bCollide);
+void twCamera_SetForward(TwCamera* pCamera, float fValue);
+void twCamera_SetStrafe(TwCamera* pCamera, float fValue);
+void twCamera_Vertical(TwCamera* pCamera, int bUp); // rising or sinking ends walking
+void twCamera_Jump(TwCamera* pCamera);
+void twCamera_StartFlying(TwCamera* pCamera);
+void twCamera_StartWalking(TwCamera* pCamera);
+// collision.cpp: pushes the walker out of what he touches; pPos points at vPos, which the
+// fall speed and the ground contact follow
+void twWorld_Collide(float* pPos, float fEyeHeight, float fRadius);
 void twWorld_SetCameraRange(TwCamera* pCamera, float* pfNear, float* pfFar);

@@ -375,6 +375,31 @@ static void GrowByElements(const TwExportModel& model, bool bBuildingOnly, float
     }
 }
 
+// The highest surface under a point, or fDefault where nothing is under it
+static float GroundAt(const TwExportModel& model, float x, float z, float fDefault)
+{
+    float fBest = -1e30f;
+    for (const TwExportElement& e : model.elements)
+        for (const TwExportMesh& mesh : e.meshes)
+            for (size_t i = 0; i + 2 < mesh.indices.size(); i += 3) {
+                const float* a = mesh.verts[mesh.indices[i]].vPos;
+                const float* b = mesh.verts[mesh.indices[i + 1]].vPos;
+                const float* c = mesh.verts[mesh.indices[i + 2]].vPos;
+                float fDet = (b[2] - c[2]) * (a[0] - c[0]) + (c[0] - b[0]) * (a[2] - c[2]);
+                if (fabsf(fDet) < 1e-9f)
+                    continue;
+                float l0 = ((b[2] - c[2]) * (x - c[0]) + (c[0] - b[0]) * (z - c[2])) / fDet;
+                float l1 = ((c[2] - a[2]) * (x - c[0]) + (a[0] - c[0]) * (z - c[2])) / fDet;
+                float l2 = 1 - l0 - l1;
+                if (l0 < 0 || l1 < 0 || l2 < 0)
+                    continue;
+                float y = l0 * a[1] + l1 * b[1] + l2 * c[1];
+                if (y > fBest)
+                    fBest = y;
+            }
+    return fBest > -1e29f ? fBest : fDefault;
+}
+
 static void PlaceCamera(TwExportModel* pModel)
 {
     float afMin[3] = {1e30f, 1e30f, 1e30f}, afMax[3] = {-1e30f, -1e30f, -1e30f};
@@ -384,9 +409,11 @@ static void PlaceCamera(TwExportModel* pModel)
     float cx = (afMin[0] + afMax[0]) * 0.5f, cz = (afMin[2] + afMax[2]) * 0.5f;
     float hx = (afMax[0] - afMin[0]) * 0.5f, hz = (afMax[2] - afMin[2]) * 0.5f;
     float fDistance = sqrtf(hx * hx + hz * hz) * VIEW_DISTANCE + 2.0f;
-    float fGround = afMin[1];
-    // from the front left, between the model's -Z and -X sides
-    float ex = cx - fDistance * 0.6f, ez = cz + fDistance * 0.8f, ey = fGround + EYE_HEIGHT;
+    // from the front left, between the model's +Z and -X sides, at eye height over the
+    // ground there (or the building's foot where there is none)
+    float ex = cx - fDistance * 0.6f, ez = cz + fDistance * 0.8f;
+    float fGround = GroundAt(*pModel, ex, ez, afMin[1]);
+    float ey = fGround + EYE_HEIGHT;
     float tx = cx, tz = cz, ty = fGround + EYE_HEIGHT * 0.9f;
     pModel->vCameraPos[0] = ex;
     pModel->vCameraPos[1] = -ez;
