@@ -14,6 +14,7 @@
 #include "platform/input.h"
 #include "platform/ogl.h"
 #include "platform/window.h"
+#include "render/skybox.h"
 #include "world/world.h"
 
 // The product version the platform layer stands in for the program's version record with
@@ -123,6 +124,9 @@ int twEngine_Startup(const char* pstrExePath, char* pstrFailTag)
     twLog(STARTUP_TAG, "Initializing world\n");
     if (!twEngine_InitWorld())
         return Fail(pstrFailTag, "!InitWorld");
+    twLog(STARTUP_TAG, "Initializing skybox\n");
+    if (!twEngine_InitSkybox())
+        return Fail(pstrFailTag, "!InitSkybox");
     twLog(STARTUP_TAG, "Entering level\n");
     twEngine_EnterLevel();
     return 1;
@@ -142,6 +146,8 @@ int twEngine_Run(void)
 
 int twEngine_Shutdown(void)
 {
+    twLog(SHUTDOWN_TAG, "Shutting down skybox\n");
+    twSkybox_Free();
     twLog(SHUTDOWN_TAG, "Shutting down world\n");
     twWorld_Shutdown();
     twLog(STARTUP_TAG, "Shutting down layers\n");
@@ -464,9 +470,14 @@ int twEngine_InitWorld(void)
     TwEngine* e = pEngine;
     if (!twWorld_Init(twWindow_GetWidth(), twWindow_GetHeight(), e->bUseVbo))
         return 0;
-    // the shader path joins when its programs are built; until then the fixed modes serve
-    twEngine_InitAvailableRenderModes(1);
-    e->bNoShaders = 1;
+    int bShaders = twOgl_HasVertexPrograms() && twOgl_HasFragmentPrograms();
+    if (bShaders && !twWorld_InitShaders()) {
+        twLogError("twWorld_Init", "!twWorld_InitShaders\n");
+        bShaders = 0;
+    }
+    // without programs the engine draws in its fixed-function modes
+    twEngine_InitAvailableRenderModes(!bShaders);
+    e->bNoShaders = !bShaders;
     twEngine_ShowProgress(nullptr, nullptr, 0.0f);
     FILE* pModel = twCore_GetResource(TW_MODEL_RESOURCE, nullptr);
     if (pModel) {
@@ -549,6 +560,14 @@ int twEngine_RunPending(const char* pstrPath, int* piStep, int* piKind, float* p
     return 1;
 }
 
+int twEngine_InitSkybox(void)
+{
+    // a missing sky doesn't fail the start: the background stays as it is
+    if (twSkybox_Init())
+        twSkybox_Load(pEngine->bStandAlone || pEngine->bNoShaders);
+    return 1;
+}
+
 int twEngine_InitAvailableRenderModes(int bNoShaders)
 {
     static const int aiShaded[TW_MAX_RENDER_MODES] = {154, 168, 167, 166, 165, 150};
@@ -598,13 +617,36 @@ int twEngine_Update(void)
             twEngine_RunPending(e->szPickedPath, &e->iPendingStep, &e->iPendingKind, &e->fMessageTime,
                                 &e->iMessageKind);
         twWindow_SwapBuffers();
+    } else {
+        // a frame that isn't shown is still handed to the driver, so that unshown frames
+        // can't pile up in it until the first swap
+        glFlush();
     }
+    // walking collides only once the level has settled, and not while the sun moves
+    int bCollide = pCam->bWalk && e->fTimeInLevel > TW_LEVEL_SWAP_DELAY && e->iSunUpdate == 0;
+    twCamera_Update(pCam, bCollide);
+    if (bCollide)
+        twWorld_Collide(pCam->vPos, pCam->fEyeHeight, e->fCollisionSize);
     twWorld_SetCameraRange(pCam, nullptr, nullptr);
     // quad-buffered stereo widens the view for the eye buffers, which are wider than the window
     if (e->iStereoMode == 3 && !pCam->bTopView)
         pCam->fFovAdd = pCam->fFov * 0.04f;
     twCamera_UpdateMatrices(pCam, 1);
     pCam->fFovAdd = 0;
+    // a sun move or a layer change takes effect two frames after it was asked for
+    if (e->iSunUpdate == 2) {
+        twEngine_ApplySettings();
+        twEngine_UpdateSun();
+        e->iSunUpdate = 0;
+    } else if (e->iSunUpdate) {
+        e->iSunUpdate++;
+    }
+    if (e->iLayerUpdate == 2) {
+        twWorld_UpdateHiddenElements();
+        e->iLayerUpdate = 0;
+    } else if (e->iLayerUpdate) {
+        e->iLayerUpdate++;
+    }
     e->fTimeRunning += fDelta;
     e->fTimeInLevel += fDelta;
     return 1;
@@ -660,6 +702,22 @@ int twEngine_ApplySettings(void)
         if (iFromEnd != -1 && iFromEnd != -2)
             e->iSunUpdate = 1;
     }
+    return 1;
+}
+
+int twEngine_UpdateSun(void)
+{
+    TwEngine* e = pEngine;
+    pSunCam->fOrthoPitch = (float)-e->iSunAltitude;
+    pSunCam->fOrthoYaw = (float)e->iSunAzimuth;
+    pSunCam->fOrthoRoll = 0;
+    pSunCam->fPitch = pSunCam->fOrthoPitch;
+    pSunCam->fYaw = pSunCam->fOrthoYaw;
+    pSunCam->fRoll = 0;
+    if (!pWorld || !pWorld->bLoaded)
+        return 1;
+    twWorld_PlaceSunCamera(pSunCam);
+    twCamera_UpdateSunMatrices(pSunCam);
     return 1;
 }
 

@@ -1,29 +1,176 @@
 #include <GL/glew.h>
 
 #include "engine/engine.h"
+#include "engine/timer.h"
+#include "navigation/camera.h"
+#include "platform/ogl.h"
 #include "platform/window.h"
+#include "render/render.h"
+#include "render/skybox.h"
+#include "world/world.h"
 
-void twEngine_Draw(void)
+#define SLIDE_FOV_ADD 14.0f      // degrees the view widens while the panel slides out
+#define NOTE_HALF_WIDTH 300      // the shutter flash, pixels about the window's centre
+#define NOTE_HALF_HEIGHT 200
+#define SHADOW_VALUE_OFF 0.02f   // a shadow value this close to 0 casts nothing
+
+enum TwStereo { STEREO_OFF = 0, STEREO_MASKED = 1, STEREO_SPLIT = 2, STEREO_QUAD = 3 };
+
+// The two eye buffers of quad-buffered stereo, each to its back buffer, shifted apart
+static void PresentStereo(void)
 {
     TwEngine* e = pEngine;
     int iWidth = twWindow_GetWidth(), iHeight = twWindow_GetHeight();
-    if (e->bClearColor)
-        glClearColor(e->vClearColor[0], e->vClearColor[1], e->vClearColor[2], e->vClearColor[3]);
-    int iPanel = (int)(e->iInterfHeight * e->fInterfSlide);
-    if (e->fInterfSlide != 0)
-        glViewport(0, iPanel, iWidth, iHeight - iPanel);
-    GLbitfield uiClear = GL_DEPTH_BUFFER_BIT | (e->bClearColor ? GL_COLOR_BUFFER_BIT : 0);
-    if (twWindow_HasStencil())
-        uiClear |= GL_STENCIL_BUFFER_BIT;
-    glClear(uiClear);
-    if (e->fInterfSlide != 0)
-        glViewport(0, 0, iWidth, iHeight);
-    // everything after this is in window pixels with the origin at the bottom left
-    glDisable(GL_DEPTH_TEST);
+    float fCut = (float)e->iStereoExtraWidth / (float)(iWidth + e->iStereoExtraWidth);
+    glColor4f(1, 1, 1, 1);
+    glEnable(GL_TEXTURE_2D);
+    for (int iEye = 0; iEye < 2; iEye++) {
+        TwFbo* pFbo = iEye ? e->pFboR : e->pFboL;
+        glDrawBuffer(iEye ? GL_BACK_RIGHT : GL_BACK_LEFT);
+        glBindTexture(GL_TEXTURE_2D, pFbo->pTexture->hTexture);
+        float u0 = iEye ? 0 : fCut, u1 = iEye ? 1 - fCut : 1;
+        glBegin(GL_QUADS);
+        glTexCoord2f(u0, 0);
+        glVertex2i(0, 0);
+        glTexCoord2f(u1, 0);
+        glVertex2i(iWidth, 0);
+        glTexCoord2f(u1, 1);
+        glVertex2i(iWidth, iHeight);
+        glTexCoord2f(u0, 1);
+        glVertex2i(0, iHeight);
+        glEnd();
+    }
+    glDisable(GL_TEXTURE_2D);
+    glDrawBuffer(GL_BACK);
+}
+
+static void LoadMatrices(const float* pmProjection, const float* pmView)
+{
+    glMatrixMode(GL_PROJECTION);
+    glLoadMatrixf(pmProjection);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadMatrixf(pmView);
+}
+
+static void WindowPixels(int iWidth, int iHeight)
+{
     glMatrixMode(GL_PROJECTION);
     glLoadIdentity();
     glMatrixMode(GL_MODELVIEW);
     glLoadIdentity();
     glOrtho(0, iWidth, 0, iHeight, 1, -1);
+}
+
+// The building in the applied render mode
+static void DrawModel(void)
+{
+    TwEngine* e = pEngine;
+    int iMode = e->iRenderMode - e->iNumRenderModes + 6;
+    float fShadow = 0;
+    if (e->bSunShadows && (e->fSunShadow < -SHADOW_VALUE_OFF || e->fSunShadow > SHADOW_VALUE_OFF))
+        fShadow = e->fSunShadow;
+    // the lit mode draws with the light solution, which comes with the light job
+    if (iMode == TW_MODE_LIT)
+        return;
+    twWorld_Draw(e->bUseVbo, iMode, e->iSceneOption, pCam, (float)e->iSunAzimuth, (float)e->iSunAltitude, fShadow,
+                 e->fLightLevel, e->fLightGain, e->bDrawEdges, 1, e->bSoftShadows);
+}
+
+void twEngine_Draw(void)
+{
+    TwEngine* e = pEngine;
+    int iWidth = twWindow_GetWidth(), iHeight = twWindow_GetHeight();
+    int bStereo = e->iStereoMode != STEREO_OFF && !pCam->bTopView;
+    if (e->iStereoMode == STEREO_QUAD && !e->bStereoBuffers)
+        bStereo = 0;
+    if (pCam->bTopView || e->bClearColor)
+        glClearColor(e->vClearColor[0], e->vClearColor[1], e->vClearColor[2], e->vClearColor[3]);
+    if (bStereo && e->iStereoMode == STEREO_SPLIT)
+        glEnable(GL_SCISSOR_TEST);
+    // the 3D view shrinks while the panel slides out
+    int iPanel = (int)(e->iInterfHeight * e->fInterfSlide);
+    int iViewY = 0, iViewH = iHeight;
+    if (e->fInterfSlide != 0) {
+        iViewY = iPanel;
+        iViewH = iHeight - iPanel;
+        glViewport(0, iViewY, iWidth, iViewH);
+        pCam->fFovAdd = e->fInterfSlide * SLIDE_FOV_ADD;
+        pCam->fAspect = (float)iWidth / (float)iViewH;
+        pCam->fInvAspect = 1.0f / pCam->fAspect;
+    }
+    GLbitfield uiStencil = twWindow_HasStencil() ? GL_STENCIL_BUFFER_BIT : 0;
+    float fSkyAngle = e->bSkyFollowsSun ? (float)e->iSunAzimuthWanted : 0;
+    for (int iEye = 0; iEye < (bStereo ? 2 : 1); iEye++) {
+        if (bStereo && e->iStereoMode == STEREO_SPLIT) {
+            glViewport(iEye ? iWidth / 2 : 0, iViewY, iWidth / 2, iViewH);
+            glScissor(iEye ? iWidth / 2 : 0, iViewY, iWidth / 2, iViewH);
+        } else if (bStereo && e->iStereoMode == STEREO_QUAD) {
+            glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, (iEye ? e->pFboR : e->pFboL)->hFbo);
+        }
+        int bClearBoth;
+        if (!bStereo)
+            bClearBoth = pCam->bTopView || e->bClearColor;
+        else if (e->iStereoMode == STEREO_MASKED)
+            bClearBoth = iEye == 0 && e->bClearColor;
+        else
+            bClearBoth = e->bClearColor;
+        glClear(GL_DEPTH_BUFFER_BIT | (bClearBoth ? GL_COLOR_BUFFER_BIT : 0) | uiStencil);
+        LoadMatrices(pCam->mProjection, pCam->mView);
+        if (!pCam->bTopView && e->iSkyMode != 0 && !(bStereo && e->iStereoMode == STEREO_MASKED && iEye == 1)) {
+            if (e->iSkyMode == 2) {
+                twOgl_DrawBackground(iWidth, iHeight);
+                LoadMatrices(pCam->mProjection, pCam->mView);
+            } else {
+                twSkybox_Draw(pCam->vPos, fSkyAngle);
+            }
+        }
+        if (bStereo) {
+            if (e->iStereoMode == STEREO_MASKED)
+                glColorMask(iEye == 0, iEye == 1, iEye == 1, GL_TRUE);
+            LoadMatrices(pCam->mProjection, iEye ? pCam->mViewRight : pCam->mViewLeft);
+        }
+        glClear(GL_DEPTH_BUFFER_BIT | (e->bClearColor ? GL_COLOR_BUFFER_BIT : 0));
+        twOgl_DrawAxes();
+        DrawModel();
+    }
+    if (bStereo && e->iStereoMode == STEREO_MASKED)
+        glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+    if (bStereo && e->iStereoMode == STEREO_SPLIT) {
+        glViewport(0, 0, iWidth, iHeight);
+        glDisable(GL_SCISSOR_TEST);
+    }
+    if (e->fInterfSlide != 0)
+        glViewport(0, 0, iWidth, iHeight);
+
+    // everything after this is in window pixels with the origin at the bottom left
+    glDisable(GL_DEPTH_TEST);
+    WindowPixels(iWidth, iHeight);
+    if (bStereo && e->iStereoMode == STEREO_QUAD) {
+        glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);
+        PresentStereo();
+    }
+    // the shutter flash of a screenshot or a kept view
+    if (e->fNoteTime > 0) {
+        glColor3fv(e->vNoteColor);
+        twOgl_DrawRect(iWidth / 2 - NOTE_HALF_WIDTH, iHeight / 2 - NOTE_HALF_HEIGHT, 2 * NOTE_HALF_WIDTH,
+                       2 * NOTE_HALF_HEIGHT, 1);
+    }
+    float fDelta = twTimer_GetDelta();
+    if (e->fMessageTime > 0) {
+        e->fMessageTime -= fDelta;
+        if (e->fMessageTime < 0)
+            e->fMessageTime = 0;
+    } else if (e->fHintTime > 0) {
+        e->fHintTime -= fDelta;
+        if (e->fHintTime < 0)
+            e->fHintTime = 0;
+    }
+    // the flying mark, with a dark shadow under it
+    if (!pCam->bWalk && e->pPlaneTexture) {
+        glColor4f(0, 0, 0, 1);
+        twOgl_DrawImage(iWidth - 39, iHeight - 33, 0, 0, e->pPlaneTexture, 1);
+        glColor4f(1, 1, 1, 1);
+        twOgl_DrawImage(iWidth - 40, iHeight - 32, 0, 0, e->pPlaneTexture, 1);
+    }
     glEnable(GL_DEPTH_TEST);
 }

@@ -10,6 +10,7 @@
 #include "engine/log.h"
 #include "engine/memory.h"
 #include "engine/strings.h"
+#include <GL/glew.h>
 #include "interface/layers.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
@@ -62,7 +63,7 @@ struct Engine : ::testing::Test {
 std::string Engine::dir;
 std::string Engine::path;
 
-TEST_F(Engine, StartsEmptyWithTheFixedModes)
+TEST_F(Engine, StartsEmptyWithEveryMode)
 {
     EXPECT_EQ(pWorld->bLoaded, 0);
     EXPECT_EQ(pEngine->bStandAlone, 0);
@@ -70,8 +71,10 @@ TEST_F(Engine, StartsEmptyWithTheFixedModes)
     EXPECT_STREQ(pEngine->szVersion, "2.1");
     EXPECT_STREQ(pEngine->apszStereoModes[3], "Quad buffered");
     EXPECT_STREQ(pEngine->apszBackgrounds[4], twStrings_Get(183));
-    EXPECT_EQ(pEngine->iNumRenderModes, 2);
-    EXPECT_TRUE(twTest_LogHas("Number of render modes = 2\n"));
+    EXPECT_EQ(pEngine->iNumRenderModes, 6); // programs compiled: the shaded modes and the light
+    EXPECT_EQ(pEngine->bNoShaders, 0);
+    EXPECT_TRUE(twTest_LogHas("Number of render modes = 6\n"));
+    EXPECT_STREQ(pEngine->apszRenderModes[0], twStrings_Get(154));
     EXPECT_TRUE(twTest_LogHas("Launching application only\n"));
     EXPECT_FLOAT_EQ(pCam->vPos[0], -4.0f);
     EXPECT_FLOAT_EQ(pCam->fYaw, 315);
@@ -81,7 +84,8 @@ TEST_F(Engine, StartsEmptyWithTheFixedModes)
 
 TEST_F(Engine, SettingsTakeEffectOnlyWhenApplied)
 {
-    // render mode 3 with two modes on offer is held at the last, 1
+    // render mode 3 with two modes on offer (no programs) is held at the last, 1
+    twEngine_InitAvailableRenderModes(1);
     pEngine->iRenderMode = -1;
     pEngine->iRenderModeWanted = 3;
     twEngine_ApplySettings();
@@ -93,6 +97,7 @@ TEST_F(Engine, SettingsTakeEffectOnlyWhenApplied)
     pEngine->iUnitsWanted = 1;
     pEngine->iBackgroundWanted = 2;
     pEngine->iSunAltitudeWanted = 30;
+    pEngine->iSunUpdate = 0;
     EXPECT_EQ(pEngine->iUnits, 0);
     twEngine_ApplySettings();
     EXPECT_EQ(pEngine->iUnits, 1);
@@ -107,6 +112,7 @@ TEST_F(Engine, SettingsTakeEffectOnlyWhenApplied)
     twEngine_ApplySettings();
     EXPECT_EQ(pEngine->iSkyMode, 2);
     EXPECT_EQ(pEngine->bClearColor, 0);
+    twEngine_InitAvailableRenderModes(0);
 }
 
 TEST_F(Engine, OpensAStandAloneCopy)
@@ -157,4 +163,37 @@ TEST_F(Engine, TheDialogChoosesTheCopy)
     EXPECT_TRUE(twTest_LogHas("!zenity : not found\n"));
     setenv("PATH", path.c_str(), 1);
     EXPECT_EQ(pWorld->bLoaded, 1);
+}
+
+TEST_F(Engine, TheFrameShowsTheAxesAndTheFlyingMark)
+{
+    twWorld_Free();
+    pEngine->iSkyMode = 0;
+    pEngine->bClearColor = 1;
+    pEngine->vClearColor[0] = pEngine->vClearColor[1] = pEngine->vClearColor[2] = 0;
+    pCam->vPos[0] = 0.05f;
+    pCam->vPos[1] = 0.05f;
+    pCam->vPos[2] = 0.5f;
+    pCam->fPitch = pCam->fYaw = pCam->fRoll = 0;
+    pCam->bTopView = 0;
+    twCamera_UpdateMatrices(pCam, 1);
+    auto CountPixels = [](int x0, int y0, int x1, int y1, int r, int g, int b) {
+        std::vector<uint8_t> pixels(320 * 240 * 3);
+        glReadPixels(0, 0, 320, 240, GL_RGB, GL_UNSIGNED_BYTE, pixels.data());
+        int iCount = 0;
+        for (int y = y0; y < y1; y++)
+            for (int x = x0; x < x1; x++) {
+                const uint8_t* p = &pixels[(y * 320 + x) * 3];
+                iCount += p[0] == r && p[1] == g && p[2] == b;
+            }
+        return iCount;
+    };
+    pCam->bWalk = 0;
+    twEngine_Draw();
+    EXPECT_GT(CountPixels(0, 0, 320, 240, 255, 0, 0), 5); // the X axis
+    EXPECT_GT(CountPixels(0, 0, 320, 240, 0, 255, 0), 5); // the Y axis
+    EXPECT_GT(CountPixels(280, 200, 320, 240, 255, 255, 255), 20); // the flying mark, top right
+    pCam->bWalk = 1;
+    twEngine_Draw();
+    EXPECT_EQ(CountPixels(280, 200, 320, 240, 255, 255, 255), 0);
 }

@@ -1,0 +1,27 @@
+// The frame's drawing: the engine's frame (frame.cpp) and the world in render modes 1 to 5
+// (world_draw.cpp). Render modes are counted from the end of the mode list: iMode is
+// iRenderMode - iNumRenderModes + 6.
+#pragma once
+#include <stdint.h>
+
+struct TwCamera;
+struct TwMaterial;
+struct TwMesh;
+
+#define TW_MODE_LIT 0         // light maps and vertex light
+#define TW_MODE_WHITE 1       // pure white, edges forced on
+#define TW_MODE_LAMP_GREY 2   // head lamp in grey
+#define TW_MODE_LAMP 3        // head lamp with material colours
+#define TW_MODE_SUN 4         // fixed-function sun
+#define TW_MODE_PLAIN 5       // plain colours
+#define TW_NEAR_GROUP_SQ 36.0f     // a group this near (squared, less its radius) is drawn unseen
+#define TW_SOFT_SHADOW_RANGE 256.0f
+#define TW_SWEEP_CYCLE 4           // a group seen in the last four sweeps counts as seen
+
+void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam, float fSunAzimuth,
+                  float fSunAltitude, float fShadow, float fLightLevel, float fLightGain, int bDrawEdges,
+                  int bTransparency, int bSoftShadows);
+void twWorld_SetFixedLighting(int bOn, float fSunAzimuth, float fSunAltitude);
+void twWorld_SetMaterial(const TwMaterial* pMaterial, int* piTextured, float fAlpha, int bTextures);
+void twWorld_DrawMeshEdges(const TwMesh* pMesh);
+int twWorld_GroupSeen(uint32_t uiGroupFrame); // seen in the last four sweeps

@@ -1,0 +1,289 @@
+#include <GL/glew.h>
+#include <math.h>
+#include <stddef.h>
+#include <string.h>
+
+#include "interface/layers.h"
+#include "navigation/camera.h"
+#include "platform/ogl.h"
+#include "render/render.h"
+#include "world/world.h"
+
+#define TOP_LAMP_DISTANCE 1.2f // top-view radii behind the view's centre
+#define FIXED_SHININESS 50.0f
+
+static const float s_afWhite[4] = {1, 1, 1, 1};
+
+// Where a batch's or a mesh's arrays are: a GL buffer (base 0) or memory
+struct Source {
+    const uint8_t* pucVerts;
+    const uint16_t* pusIndices;
+    uint16_t usNumVerts, usNumIndices;
+};
+
+static void SetPointers(const Source& src, int bTextured, int bLit)
+{
+    glVertexPointer(3, GL_FLOAT, sizeof(TwVertex), src.pucVerts + offsetof(TwVertex, vPos));
+    if (bTextured)
+        glTexCoordPointer(2, GL_FLOAT, sizeof(TwVertex), src.pucVerts + offsetof(TwVertex, fU));
+    if (bLit)
+        glNormalPointer(GL_FLOAT, sizeof(TwVertex), src.pucVerts + offsetof(TwVertex, vNormal));
+}
+
+static void DrawSource(const Source& src, int bTextured, int bLit)
+{
+    SetPointers(src, bTextured, bLit);
+    glDrawRangeElements(GL_TRIANGLES, 0, src.usNumVerts, src.usNumIndices, GL_UNSIGNED_SHORT, src.pusIndices);
+    pWorld->iNumIndicesDrawn += src.usNumIndices;
+}
+
+// The geometry of one render array: by batch, or mesh by mesh when its group has hidden
+// elements, so that hidden layers stay out
+static void DrawRenderArray(const TwRenderArray* pArray, const TwElementGroup* pGroup, int bUseVbo, int bTextured,
+                            int bLit, int* pbBuffersBound)
+{
+    if (pGroup->bHasHiddenElements) {
+        if (*pbBuffersBound) {
+            glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
+            glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
+            *pbBuffersBound = 0;
+        }
+        for (TwList* p = pArray->pMeshListBatch ? pArray->pMeshListBatch->pNext : nullptr; p; p = p->pNext) {
+            const TwMesh* pMesh = (const TwMesh*)p->pData;
+            if (!pMesh || !twLayers_IsVisible(pMesh->pElement->iLayer))
+                continue;
+            Source src = {(const uint8_t*)pMesh->pVerts, pMesh->pusIndices, pMesh->usNumVerts, pMesh->usNumIndices};
+            DrawSource(src, bTextured, bLit);
+        }
+        return;
+    }
+    for (TwList* p = pArray->pBatchList ? pArray->pBatchList->pNext : nullptr; p; p = p->pNext) {
+        const TwBatch* pBatch = (const TwBatch*)p->pData;
+        if (!pBatch)
+            continue;
+        Source src = {(const uint8_t*)pBatch->pVerts, pBatch->pusIndices, pBatch->usNumVerts, pBatch->usNumIndices};
+        if (bUseVbo && pBatch->hVboVerts) {
+            glBindBufferARB(GL_ARRAY_BUFFER_ARB, pBatch->hVboVerts);
+            glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, pBatch->hVboIndices);
+            *pbBuffersBound = 1;
+            src.pucVerts = nullptr;
+            src.pusIndices = nullptr;
+        } else {
+            if (*pbBuffersBound) {
+                glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
+                glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
+                *pbBuffersBound = 0;
+            }
+            if (!pBatch->pVerts)
+                continue; // in buffers the drawing may not use
+        }
+        DrawSource(src, bTextured, bLit);
+    }
+}
+
+int twWorld_GroupSeen(uint32_t uiGroupFrame)
+{
+    return uiGroupFrame + TW_SWEEP_CYCLE >= pWorld->uiVisibleFrame;
+}
+
+void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam, float fSunAzimuth,
+                  float fSunAltitude, float fShadow, float fLightLevel, float fLightGain, int bDrawEdges,
+                  int bTransparency, int bSoftShadows)
+{
+    TwWorld* w = pWorld;
+    if (!w || !w->bLoaded)
+        return;
+    int bFixed = iMode == TW_MODE_SUN;
+    int bPrograms = iMode >= TW_MODE_WHITE && iMode <= TW_MODE_LAMP && w->iNumFragmentPrograms;
+    int bMaterials = iMode != TW_MODE_WHITE;
+    int bTextures = iMode != TW_MODE_LAMP_GREY;
+    int bLit = bFixed || bPrograms;
+    if (iMode == TW_MODE_WHITE)
+        bDrawEdges = 1;
+    int bShadow = fShadow != 0;
+    w->iNumIndicesDrawn = 0;
+    if (bFixed) {
+        twWorld_SetFixedLighting(1, fSunAzimuth, fSunAltitude);
+        glEnableClientState(GL_NORMAL_ARRAY);
+    }
+    if (bPrograms) {
+        glEnable(GL_VERTEX_PROGRAM_ARB);
+        glEnable(GL_FRAGMENT_PROGRAM_ARB);
+        glActiveTexture(GL_TEXTURE0);
+        glEnable(GL_TEXTURE_CUBE_MAP_ARB);
+        glBindTexture(GL_TEXTURE_CUBE_MAP_ARB, twOgl_GetNormalizationCube());
+        // material textures go to the second unit
+        glActiveTexture(GL_TEXTURE1);
+        glClientActiveTexture(GL_TEXTURE1);
+        glEnableClientState(GL_NORMAL_ARRAY);
+        float afLamp[4];
+        if (pCam->bTopView) {
+            float afDir[3];
+            twCamera_DirFromAngles(pCam->fOrthoPitch, pCam->fOrthoYaw, afDir);
+            for (int i = 0; i < 3; i++)
+                afLamp[i] = pCam->vOrthoCentre[i] - afDir[i] * TOP_LAMP_DISTANCE * pCam->fOrthoHalfWidth;
+        } else {
+            // a lamp near the eye
+            afLamp[0] = pCam->vPos[0] - 1;
+            afLamp[1] = pCam->vPos[1] - 1 + fLightGain;
+            afLamp[2] = pCam->vPos[2] - 1;
+        }
+        afLamp[3] = 1;
+        glProgramEnvParameter4fvARB(GL_VERTEX_PROGRAM_ARB, 0, afLamp);
+    }
+    glEnableClientState(GL_VERTEX_ARRAY);
+    if (bDrawEdges) {
+        glEnable(GL_POLYGON_OFFSET_FILL);
+        glPolygonOffset(1, 1);
+    }
+    int iTextured = 0, bBuffersBound = 0;
+    for (int iPass = 0; iPass < 2; iPass++) {
+        if (iPass == 1) {
+            if (!bTransparency)
+                break;
+            glEnable(GL_BLEND);
+        }
+        for (int g = 0; g < w->iNumElementGroups; g++) {
+            const TwElementGroup* pGroup = &w->pElementGroups[g];
+            float afD[3] = {pCam->vPos[0] - pGroup->vCentre[0], pCam->vPos[1] - pGroup->vCentre[1],
+                            pCam->vPos[2] - pGroup->vCentre[2]};
+            float fDistSq = afD[0] * afD[0] + afD[1] * afD[1] + afD[2] * afD[2] - pGroup->fRadiusSq;
+            if (!twWorld_GroupSeen(pGroup->uiVisibleFrame) && fDistSq > TW_NEAR_GROUP_SQ)
+                continue;
+            int bNear = bShadow && bSoftShadows && fDistSq < TW_SOFT_SHADOW_RANGE;
+            for (int r = 0; r < pGroup->iNumRenderArrays; r++) {
+                const TwRenderArray* pArray = &pGroup->pRenderArrays[r];
+                const TwMaterial* pMaterial = &w->pMaterials[pArray->iMaterial];
+                if ((pMaterial->bIsTransparent != 0) != (iPass == 1))
+                    continue;
+                if (bMaterials)
+                    twWorld_SetMaterial(pMaterial, &iTextured, fLightLevel, bTextures);
+                if (bPrograms) {
+                    int iVp = (iTextured ? TW_VP_TEXTURE : 0) | (bShadow ? TW_VP_SHADOW : 0);
+                    int iFp = (iTextured ? TW_FP_TEXTURE : 0) | (bShadow ? TW_FP_SHADOW : 0) |
+                              (bNear ? TW_FP_FILTERED : 0) | (fShadow > 0 ? TW_FP_SUN_ADDS : 0) |
+                              (iSceneOption ? TW_FP_WHITE_SUN : 0) | (iPass ? TW_FP_ALPHA : 0) |
+                              (iMode == TW_MODE_LAMP_GREY ? TW_FP_GREY : 0) | (iMode == TW_MODE_WHITE ? TW_FP_WHITE : 0);
+                    if (iVp != w->iCurrentVp) {
+                        glBindProgramARB(GL_VERTEX_PROGRAM_ARB, w->ahVertexPrograms[iVp]);
+                        w->iCurrentVp = iVp;
+                    }
+                    if (iFp != w->iCurrentFp) {
+                        glBindProgramARB(GL_FRAGMENT_PROGRAM_ARB, w->ahFragmentPrograms[iFp]);
+                        w->iCurrentFp = iFp;
+                    }
+                }
+                DrawRenderArray(pArray, pGroup, bUseVbo, iTextured, bLit, &bBuffersBound);
+            }
+        }
+    }
+    glDisable(GL_BLEND);
+    glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
+    glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
+    if (iTextured) {
+        glDisableClientState(GL_TEXTURE_COORD_ARRAY);
+        glDisable(GL_TEXTURE_2D);
+    }
+    if (bFixed) {
+        twWorld_SetFixedLighting(0, 0, 0);
+        glDisableClientState(GL_NORMAL_ARRAY);
+    }
+    if (bPrograms) {
+        glDisable(GL_VERTEX_PROGRAM_ARB);
+        glDisable(GL_FRAGMENT_PROGRAM_ARB);
+        glActiveTexture(GL_TEXTURE0);
+        glClientActiveTexture(GL_TEXTURE0);
+        glDisable(GL_TEXTURE_CUBE_MAP_ARB);
+        glDisableClientState(GL_NORMAL_ARRAY);
+    }
+    if (bDrawEdges) {
+        glDisable(GL_POLYGON_OFFSET_FILL);
+        glColor4f(0, 0, 0, 1);
+        for (int g = 0; g < w->iNumElementGroups; g++) {
+            const TwElementGroup* pGroup = &w->pElementGroups[g];
+            if (!twWorld_GroupSeen(pGroup->uiVisibleFrame))
+                continue;
+            for (int e = 0; e < pGroup->iNumElements; e++) {
+                const TwElement* pElement = pGroup->ppElements[e];
+                if (pGroup->bHasHiddenElements && !twLayers_IsVisible(pElement->iLayer))
+                    continue;
+                for (int m = 0; m < pElement->iNumMeshes; m++)
+                    twWorld_DrawMeshEdges(&pElement->pMeshes[m]);
+            }
+        }
+    }
+    glDisableClientState(GL_VERTEX_ARRAY);
+    char szDrawn[32];
+    twCore_FormatThousands((uint32_t)w->iNumIndicesDrawn / 3, szDrawn);
+    snprintf(w->szDrawInfo, sizeof(w->szDrawInfo), "%s / %s", szDrawn, w->szNumTris);
+}
+
+void twWorld_SetFixedLighting(int bOn, float fSunAzimuth, float fSunAltitude)
+{
+    if (!bOn) {
+        glDisable(GL_LIGHT0);
+        glDisable(GL_LIGHTING);
+        return;
+    }
+    glShadeModel(GL_SMOOTH);
+    glMaterialfv(GL_FRONT, GL_SPECULAR, s_afWhite);
+    glMaterialf(GL_FRONT, GL_SHININESS, FIXED_SHININESS);
+    float a = fSunAzimuth * TW_DEG, b = fSunAltitude * TW_DEG;
+    float afDir[4] = {sinf(a), tanf(b), cosf(a), 0};
+    float f = sqrtf(afDir[0] * afDir[0] + afDir[1] * afDir[1] + afDir[2] * afDir[2]);
+    for (int i = 0; i < 3; i++)
+        afDir[i] /= f;
+    glLightfv(GL_LIGHT0, GL_POSITION, afDir);
+    glLightfv(GL_LIGHT0, GL_DIFFUSE, pWorld->vSunColor);
+    glLightfv(GL_LIGHT0, GL_SPECULAR, pWorld->vSunColor);
+    glLightfv(GL_LIGHT0, GL_AMBIENT, pWorld->vSkyColor);
+    const float afNone[4] = {0, 0, 0, 1};
+    glLightModelfv(GL_LIGHT_MODEL_AMBIENT, afNone);
+    glLightModeli(GL_LIGHT_MODEL_LOCAL_VIEWER, 0);
+    glEnable(GL_LIGHT0);
+    glEnable(GL_LIGHTING);
+}
+
+void twWorld_SetMaterial(const TwMaterial* pMaterial, int* piTextured, float fAlpha, int bTextures)
+{
+    const TwTexture* pTexture = nullptr;
+    if (bTextures && pMaterial->iTexture >= 0 && pMaterial->iTexture < pWorld->iNumTextures)
+        pTexture = pWorld->ppTextures[pMaterial->iTexture];
+    if (pTexture) {
+        if (!*piTextured) {
+            glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+            glEnable(GL_TEXTURE_2D);
+            *piTextured = 1;
+        }
+        glBindTexture(GL_TEXTURE_2D, pTexture->hTexture);
+        glColor4f(1, 1, 1, 1);
+        glMaterialfv(GL_FRONT_AND_BACK, GL_DIFFUSE, s_afWhite);
+        glMaterialfv(GL_FRONT_AND_BACK, GL_AMBIENT, s_afWhite);
+    } else {
+        if (*piTextured) {
+            glDisableClientState(GL_TEXTURE_COORD_ARRAY);
+            glDisable(GL_TEXTURE_2D);
+            *piTextured = 0;
+        }
+        // the light level is the opacity of plain transparent materials
+        float afDiffuse[4] = {pMaterial->vDiffuse[0], pMaterial->vDiffuse[1], pMaterial->vDiffuse[2], fAlpha};
+        glColor4fv(afDiffuse);
+        glMaterialfv(GL_FRONT_AND_BACK, GL_DIFFUSE, afDiffuse);
+        glMaterialfv(GL_FRONT_AND_BACK, GL_AMBIENT, pMaterial->vAmbient);
+    }
+    glMaterialfv(GL_FRONT_AND_BACK, GL_EMISSION, pMaterial->vEmission);
+    glMaterialf(GL_FRONT_AND_BACK, GL_SHININESS, pMaterial->fShininess);
+    glMaterialfv(GL_FRONT_AND_BACK, GL_SPECULAR, pMaterial->vSpecular);
+}
+
+void twWorld_DrawMeshEdges(const TwMesh* pMesh)
+{
+    glPushMatrix();
+    glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
+    glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
+    glVertexPointer(3, GL_FLOAT, sizeof(TwVertex), &pMesh->pVerts[0].vPos);
+    glDrawRangeElements(GL_LINES, 0, pMesh->usNumVerts, pMesh->usNumEdgeIndices, GL_UNSIGNED_SHORT,
+                        pMesh->pusEdgeIndices);
+    glPopMatrix();
+    pWorld->iNumDrawCalls++;
+}

@@ -1,0 +1,240 @@
+// Shader programs and the frame renderer, drawn on the test display and read back.
+#include <gtest/gtest.h>
+#include <GL/glew.h>
+#include <string.h>
+
+#include "engine/timer.h"
+#include "interface/layers.h"
+#include "navigation/camera.h"
+#include "platform/ogl.h"
+#include "render/render.h"
+#include "tests/sample_model.h"
+#include "tests/support.h"
+#include "world/world.h"
+
+struct Render : ::testing::Test {
+    static std::string dir;
+    static double dCompileSeconds;
+    static void SetUpTestSuite()
+    {
+        twTest_StartGl(160, 120);
+        dir = twTest_Dir();
+        ASSERT_EQ(twLayers_Init(12), 1);
+        ASSERT_EQ(twWorld_Init(160, 120, 1), 1);
+        double dStart = twTimer_Seconds();
+        ASSERT_EQ(twWorld_InitShaders(), 1);
+        dCompileSeconds = twTimer_Seconds() - dStart;
+    }
+    static void TearDownTestSuite()
+    {
+        twWorld_Shutdown();
+        twLayers_Free();
+        twTest_StopGl();
+    }
+};
+std::string Render::dir;
+double Render::dCompileSeconds;
+
+TEST_F(Render, EveryProgramCompiles)
+{
+    printf("2,083 programs compiled in %.2f s\n", dCompileSeconds);
+    EXPECT_EQ(pWorld->iNumVertexPrograms, 32);
+    EXPECT_EQ(pWorld->iNumFragmentPrograms, 2048);
+    for (int k = 0; k < 32; k++)
+        EXPECT_NE(pWorld->ahVertexPrograms[k], 0u);
+    EXPECT_NE(pWorld->hFpSampler, 0u);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Program texts
+// ---------------------------------------------------------------------------------------------
+
+TEST_F(Render, ProgramTextsFollowTheirKeys)
+{
+    char szText[TW_PROGRAM_TEXT_SIZE], szOther[TW_PROGRAM_TEXT_SIZE];
+    twWorld_VertexProgramText(0, szText);
+    EXPECT_STREQ(szText, "!!ARBvp1.0PARAM instanceMatrix[4]={state.matrix.program[0]};PARAM useful={0.5,0.2,-0.1,1.0};"
+                         "PARAM lightPos=program.env[0];TEMP vertexTransformed;TEMP lightVec;"
+                         "SUB lightVec,lightPos,vertex.position;MAD result.texcoord[0],lightVec,useful.x,useful.x;"
+                         "MOV result.texcoord[2].xyz,vertex.normal;"
+                         "DP4 result.position.x,vertex.position,state.matrix.mvp.row[0];"
+                         "DP4 result.position.y,vertex.position,state.matrix.mvp.row[1];"
+                         "DP4 result.position.z,vertex.position,state.matrix.mvp.row[2];"
+                         "DP4 result.position.w,vertex.position,state.matrix.mvp.row[3];END");
+    twWorld_FragmentProgramText(TW_FP_WHITE, szText);
+    EXPECT_STREQ(szText, "!!ARBfp1.0PARAM useful={0.5,1.0,0.0,0.125};TEMP finalPixel;TEMP lightVec;TEMP dotLight;"
+                         "MOV result.color.rgb,useful.y;END");
+    twWorld_FragmentProgramText(TW_FP_GREY, szText);
+    EXPECT_NE(strstr(szText, "LRP result.color.rgb,dotLight,dotLight,useful.x;END"), nullptr);
+    // bit 10 changes nothing
+    twWorld_FragmentProgramText(0x400 | TW_FP_TEXTURE | TW_FP_ALPHA, szText);
+    twWorld_FragmentProgramText(TW_FP_TEXTURE | TW_FP_ALPHA, szOther);
+    EXPECT_STREQ(szText, szOther);
+    EXPECT_NE(strstr(szText, "TEX baseTex,fragment.texcoord[1],texture[1],2D;"), nullptr);
+    EXPECT_NE(strstr(szText, "MOV result.color.a,baseTex.a;END"), nullptr);
+    // filtered shadows read eight taps
+    twWorld_FragmentProgramText(TW_FP_SHADOW | TW_FP_FILTERED | TW_FP_SUN_ADDS, szText);
+    EXPECT_NE(strstr(szText, "ADD shadowUv7,fragment.texcoord[3],program.env[7];"), nullptr);
+    EXPECT_NE(strstr(szText, "MUL shadowLight,shadowSum,useful.w;"), nullptr);
+    EXPECT_NE(strstr(szText, "MUL shadowLight,shadowLight,sunBri.x;"), nullptr);
+    // light-mapped fragments end in the exposure curve
+    twWorld_FragmentProgramText(TW_FP_LIGHT_MAP, szText);
+    EXPECT_NE(strstr(szText, "TEX result.color.b,finalPixel.b,texture[3],1D;END"), nullptr);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Drawing
+// ---------------------------------------------------------------------------------------------
+
+// A red box at the origin, a blue glass pane in front of it, a green box behind on layer 1
+static TwExportModel Scene(void)
+{
+    TwExportModel m;
+    TwExportMaterial red, glass, green;
+    red.name = "Red";
+    red.vDiffuse[0] = 0.8f;
+    red.vDiffuse[1] = 0.2f;
+    red.vDiffuse[2] = 0.1f;
+    glass.name = "Glass";
+    glass.vDiffuse[0] = glass.vDiffuse[1] = 0;
+    glass.vDiffuse[2] = 1;
+    glass.bIsTransparent = 1;
+    green.name = "Green";
+    green.vDiffuse[0] = green.vDiffuse[2] = 0;
+    green.vDiffuse[1] = 1;
+    m.materials = {red, glass, green};
+    m.layers = {"Ground", "Back"};
+    m.elements.push_back(twTest_Box(-1, -1, -1, 1, 1, 1, 1, 0));
+    m.elements.push_back(twTest_Box(-0.5f, -0.5f, 2, 0.5f, 0.5f, 2.01f, 7, 1));
+    m.elements.push_back(twTest_Box(-3, -3, -6, 3, 3, -5, 1, 2, 1));
+    return m;
+}
+
+struct Draw : Render {
+    TwCamera cam;
+    void SetUp() override
+    {
+        twTest_WriteFile(dir + "scene.bin", twExport_Write(Scene()));
+        ASSERT_EQ(twWorld_LoadModel(nullptr, (dir + "scene.bin").c_str(), 0, nullptr, nullptr, nullptr, nullptr, 1,
+                                    nullptr),
+                  1);
+        twCamera_Init(&cam);
+        twCamera_SetAspectFromWindow(&cam, 160, 120);
+        cam.vPos[0] = 0;
+        cam.vPos[1] = 0;
+        cam.vPos[2] = 5;
+        cam.fFar = 100;
+        twCamera_UpdateMatrices(&cam, 1);
+    }
+    void TearDown() override { twWorld_Free(); }
+
+    // one frame of the model in a mode; the centre pixel and the whole image come back
+    std::vector<uint8_t> Frame(int iMode, int bTransparency = 1, int bVbo = 1, float fAlpha = 0.5f)
+    {
+        glViewport(0, 0, 160, 120);
+        glClearColor(0, 0, 0, 0);
+        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+        glEnable(GL_DEPTH_TEST);
+        glMatrixMode(GL_PROJECTION);
+        glLoadMatrixf(cam.mProjection);
+        glMatrixMode(GL_MODELVIEW);
+        glLoadMatrixf(cam.mView);
+        twWorld_Draw(bVbo, iMode, 0, &cam, 45, 45, 0, fAlpha, 1.0f, 0, bTransparency, 0);
+        std::vector<uint8_t> pixels(160 * 120 * 3);
+        glReadPixels(0, 0, 160, 120, GL_RGB, GL_UNSIGNED_BYTE, pixels.data());
+        return pixels;
+    }
+    static const uint8_t* At(const std::vector<uint8_t>& p, int x, int y) { return &p[(y * 160 + x) * 3]; }
+};
+
+TEST_F(Draw, PlainColoursShowTheMaterial)
+{
+    std::vector<uint8_t> p = Frame(5, 0);
+    const uint8_t* c = At(p, 80, 60);
+    EXPECT_EQ(c[0], 204);
+    EXPECT_EQ(c[1], 51);
+    EXPECT_NEAR(c[2], 25, 1);
+    EXPECT_EQ(pWorld->iNumIndicesDrawn, 2 * 36); // the glass waits for the second pass
+    EXPECT_STREQ(pWorld->szDrawInfo, "24 / 36");
+}
+
+TEST_F(Draw, GlassComesOnlyInTheSecondPass)
+{
+    std::vector<uint8_t> p = Frame(5, 1);
+    const uint8_t* c = At(p, 80, 60);
+    // half the red box, half the blue glass
+    EXPECT_NEAR(c[0], 102, 2);
+    EXPECT_NEAR(c[2], 140, 3);
+    EXPECT_EQ(pWorld->iNumIndicesDrawn, 3 * 36);
+}
+
+TEST_F(Draw, WhiteModeHasBlackEdges)
+{
+    std::vector<uint8_t> p = Frame(1, 0);
+    const uint8_t* c = At(p, 80, 60);
+    EXPECT_EQ(c[0], 255);
+    EXPECT_EQ(c[1], 255);
+    // along the middle row, the box's outline is black between the background and the white
+    int iBlack = 0, iWhite = 0;
+    for (int x = 0; x < 160; x++) {
+        const uint8_t* q = At(p, x, 60);
+        iWhite += q[0] == 255 && q[1] == 255;
+        iBlack += q[0] == 0 && q[1] == 0 && q[2] == 0;
+    }
+    EXPECT_GT(iWhite, 20);
+    EXPECT_GT(pWorld->iNumDrawCalls, 0);
+    // the image's silhouette: the first lit pixel from the left is an edge
+    int x = 0;
+    const uint8_t* q;
+    while (x < 80 && (q = At(p, x, 61))[0] == 0 && q[1] == 0 && q[2] == 0)
+        x++;
+    for (; x < 80; x++) {
+        q = At(p, x, 61);
+        if (q[0] == 255 && q[1] == 255)
+            break;
+    }
+    EXPECT_LT(x, 80);
+    (void)iBlack;
+}
+
+TEST_F(Draw, HeadLampAndSunLightTheMaterial)
+{
+    for (int iMode : {3, 4}) {
+        std::vector<uint8_t> p = Frame(iMode, 0);
+        const uint8_t* c = At(p, 80, 60);
+        EXPECT_GT(c[0], 40) << "mode " << iMode;
+        EXPECT_GT(c[0], c[1]) << "mode " << iMode;
+        EXPECT_GE(c[1], c[2]) << "mode " << iMode;
+    }
+    std::vector<uint8_t> p = Frame(2, 0); // grey: no colour
+    const uint8_t* c = At(p, 80, 60);
+    EXPECT_EQ(c[0], c[1]);
+    EXPECT_EQ(c[1], c[2]);
+    EXPECT_GT(c[0], 60);
+}
+
+TEST_F(Draw, BuffersAndMemoryDrawTheSame)
+{
+    std::vector<uint8_t> fromBuffers = Frame(3, 1, 1);
+    twWorld_Free();
+    ASSERT_EQ(twWorld_LoadModel(nullptr, (dir + "scene.bin").c_str(), 0, nullptr, nullptr, nullptr, nullptr, 0,
+                                nullptr),
+              1);
+    EXPECT_EQ(fromBuffers, Frame(3, 1, 0));
+}
+
+TEST_F(Draw, HiddenLayersAreNotDrawn)
+{
+    // the green box behind shows around the red one
+    std::vector<uint8_t> p = Frame(5, 0);
+    EXPECT_EQ(At(p, 53, 60)[1], 255);
+    int32_t bHidden = 0;
+    memcpy(twLayers_GetLayer(1) + TW_LAYER_VISIBLE_OFFSET, &bHidden, 4);
+    twWorld_UpdateHiddenElements();
+    p = Frame(5, 0);
+    EXPECT_EQ(At(p, 53, 60)[1], 0);
+    EXPECT_EQ(At(p, 80, 60)[0], 204); // the red box, on the visible layer, stays
+    int32_t bShown = 1;
+    memcpy(twLayers_GetLayer(1) + TW_LAYER_VISIBLE_OFFSET, &bShown, 4);
+    twWorld_UpdateHiddenElements();
+}
