@@ -5,9 +5,9 @@
 //
 //   bench_load            (needs a display for the textures)
 #include <stdio.h>
-#include <unistd.h>
 #include <sys/resource.h>
 
+#include "bench/bench_models.h"
 #include "engine/memory.h"
 #include "engine/timer.h"
 #include "interface/layers.h"
@@ -17,30 +17,9 @@
 #include "tools/export.h"
 #include "world/world.h"
 
-#define SAMPLE_HOUSE "/usr/share/assimp/models/IFC/AC14-FZK-Haus.ifc"
-#define TILE_SPACING 30.0f // metres between the houses of the grid
-
 static const char* s_apstrSteps[TW_LOAD_STEPS] = {"file read and parsed", "bounding volumes", "pointer arrays",
                                                    "material counts", "element groups", "group geometry",
-                                                   "", "", "", "", "", ""};
-
-// The house's elements repeated on a grid of n by n
-static TwExportModel Tiled(const TwExportModel& house, int n)
-{
-    TwExportModel model = house;
-    model.elements.clear();
-    for (int x = 0; x < n; x++)
-        for (int z = 0; z < n; z++)
-            for (TwExportElement e : house.elements) {
-                for (TwExportMesh& m : e.meshes)
-                    for (TwExportVertex& v : m.verts) {
-                        v.vPos[0] += x * TILE_SPACING;
-                        v.vPos[2] += z * TILE_SPACING;
-                    }
-                model.elements.push_back(e);
-            }
-    return model;
-}
+                                                   "", "", "", "", "", "physics tree"};
 
 static void Bench(const char* pstrName, const TwExportModel& model, int bVbo, const std::string& dir)
 {
@@ -74,16 +53,9 @@ int main(void)
     std::string dir = twTest_Dir();
     twLayers_Init(12);
     twWorld_Init(64, 64, 1);
-    TwExportModel house;
-    TwExportStats stats;
-    std::string error;
-    TwExportOptions options;
-    if (access(SAMPLE_HOUSE, R_OK) != 0 || !twExportScene_Convert(SAMPLE_HOUSE, options, &house, &stats, &error)) {
-        printf("(no sample house: a generated one stands in)\n");
-        house = twTest_GridHouses(1, 1);
-    }
+    TwExportModel house = twBench_SampleHouse();
     Bench("house", house, 1, dir);
-    TwExportModel tiled = Tiled(house, 4);
+    TwExportModel tiled = twBench_Tiled(house, 4);
     Bench("16 houses", tiled, 1, dir);
     Bench("16 houses", tiled, 0, dir);
     twWorld_Shutdown();

@@ -61,6 +61,20 @@ expect_in_order() {
     done
 }
 
+# Keys are read once a frame: a key goes down, stays a moment as under a finger, and comes up.
+press() {
+    press_for 0.3 "$@"
+}
+
+press_for() {
+    local hold=$1
+    shift
+    xdotool keydown "$@"
+    sleep "$hold"
+    local keys=("$@")
+    for ((i = ${#keys[@]} - 1; i >= 0; i--)); do xdotool keyup "${keys[i]}"; done
+}
+
 # Runs the viewer in the background with the given home and environment.
 start_viewer() {
     local home=$1 exe=$2
@@ -81,7 +95,7 @@ run_and_quit() {
     if wait_for_text "$log" "---Entering main loop---"; then
         sleep 0.6
         import -window root "$BUILD/e2e-$scenario.png"
-        xdotool keydown z key Escape keyup z
+        press z Escape
     else
         fail "$scenario: the main loop never started"
     fi
@@ -93,8 +107,8 @@ run_and_quit() {
 # --- 1. A full run: progress screen, main loop, Z with Escape, clean shutdown ------------
 LOG=$(make_home normal)
 start_viewer "$WORK/normal" "$BUILD/Ambulon.exe"
-if wait_for_text "$LOG" "Version is"; then
-    sleep 0.8 # well into the fade-in
+if wait_for_text "$LOG" "Number of render modes"; then
+    sleep 0.8 # well into the fade-in of the progress screen, which follows
     import -window root "$BUILD/e2e-progress.png"
     # the title and version stand at a third of the width less 400, above the middle
     bright=$(convert "$BUILD/e2e-progress.png" -crop 600x120+0+400 -format "%[fx:maxima.r]" info: 2>/dev/null)
@@ -108,10 +122,9 @@ if wait_for_text "$LOG" "---Entering main loop---"; then
     sleep 0.6
     import -window root "$BUILD/e2e-running.png"
     # Escape alone opens the panel and doesn't quit
-    xdotool key Escape
-    sleep 0.3
+    press Escape
     kill -0 "$PID" 2>/dev/null || fail "normal: Escape alone ended the viewer"
-    xdotool keydown z key Escape keyup z
+    press z Escape
 fi
 wait_exit normal
 [ "$STATUS" = 0 ] || fail "normal: exit status $STATUS"
@@ -187,7 +200,24 @@ if [ -r "$SAMPLE" ]; then
     LOG=$(make_home sample)
     (cd "$WORK" && HOME="$WORK/sample" "$BUILD/ambexport" --open --if-none -q "$SAMPLE") &
     PID=$!
-    run_and_quit "$LOG" sample
+    if wait_for_text "$LOG" "---Entering main loop---"; then
+        # the first frame waits for the driver to build its programs; then the sky is over the house
+        for _ in $(seq 1 100); do
+            import -window root "$BUILD/e2e-sample.png"
+            blue=$(convert "$BUILD/e2e-sample.png" -crop 400x100+440+20 -format "%[fx:mean.b-mean.r]" info: 2>/dev/null)
+            awk -v b="${blue:-0}" 'BEGIN { exit !(b > 0.2) }' && break
+            sleep 0.2
+        done
+        awk -v b="${blue:-0}" 'BEGIN { exit !(b > 0.2) }' || fail "sample: no sky above the house"
+        # a held W walks the viewer towards the house
+        press_for 1.5 w
+        sleep 0.3
+        import -window root "$BUILD/e2e-sample-walked.png"
+        moved=$(compare -metric RMSE "$BUILD/e2e-sample.png" "$BUILD/e2e-sample-walked.png" null: 2>&1 |
+            sed 's/.*(\(.*\))/\1/')
+        awk -v m="${moved:-0}" 'BEGIN { exit !(m > 0.05) }' || fail "sample: W held didn't move the view ($moved)"
+    fi
+    run_and_quit "$LOG" sample-end
     expect_in_order "$LOG" sample "Project name = 'AC14-FZK-Haus'" "World was successfully loaded" \
         "---Entering main loop---" "Shutting down core"
     grep -q "  Number of door elements = [1-9]" "$LOG" || fail "sample: no doors"
