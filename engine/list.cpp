@@ -81,3 +81,39 @@ int twList_Free(TwList* pList, int iMode)
     pList->pLast = nullptr;
     return 1;
 }
+
+void twStack_Init(TwStack* pStack)
+{
+    pStack->ppItems = pStack->apLocal;
+    pStack->iDepth = 0;
+    pStack->iCapacity = TW_STACK_LOCAL;
+}
+
+int twStack_Push(TwStack* pStack, void* pItem)
+{
+    if (pStack->iDepth == pStack->iCapacity) {
+        int iCapacity = pStack->iCapacity * 2;
+        void** ppBigger = (void**)malloc((size_t)iCapacity * sizeof(void*));
+        if (!ppBigger)
+            return 0;
+        memcpy(ppBigger, pStack->ppItems, (size_t)pStack->iDepth * sizeof(void*));
+        if (pStack->ppItems != pStack->apLocal)
+            free(pStack->ppItems);
+        pStack->ppItems = ppBigger;
+        pStack->iCapacity = iCapacity;
+    }
+    pStack->ppItems[pStack->iDepth++] = pItem;
+    return 1;
+}
+
+void* twStack_Pop(TwStack* pStack)
+{
+    return pStack->iDepth > 0 ? pStack->ppItems[--pStack->iDepth] : nullptr;
+}
+
+void twStack_Free(TwStack* pStack)
+{
+    if (pStack->ppItems != pStack->apLocal)
+        free(pStack->ppItems);
+    twStack_Init(pStack);
+}

@@ -1,5 +1,5 @@
-// A singly linked list of pointers. The head has the shape of a node; nodes come from
-// the plain allocator.
+// A singly linked list of pointers, and a stack of pointers for walking trees without
+// recursion. The list's head has the shape of a node; nodes come from the plain allocator.
 #pragma once
 #include <stdint.h>
 
@@ -14,3 +14,18 @@ int twList_Init(TwList* pList);                   // zeroes the head
 int twList_AddPointer(TwList* pList, void* pData); // the new item's index, or -1
 int twList_Count(TwList* pList);                  // nodes whose item isn't null
 int twList_Free(TwList* pList, int iMode);        // frees the nodes; items: 0 kept, 1 twMem_Free, 2 free
+
+// A stack of pointers: the first entries live in the record, deeper ones on the heap, so
+// that a tree of any depth is walked without the call stack.
+#define TW_STACK_LOCAL 64
+struct TwStack {
+    void** ppItems;  // apLocal, or a heap block once deeper
+    int32_t iDepth;
+    int32_t iCapacity;
+    void* apLocal[TW_STACK_LOCAL];
+};
+
+void twStack_Init(TwStack* pStack);
+int twStack_Push(TwStack* pStack, void* pItem); // 0 when out of memory
+void* twStack_Pop(TwStack* pStack);            // null when empty
+void twStack_Free(TwStack* pStack);

@@ -2,6 +2,7 @@
 
 #include "engine/log.h"
 #include "engine/memory.h"
+#include "world/tree.h"
 #include "world/world.h"
 
 #define BUILD_TAG "twWorld_CreatePhysBsp"
@@ -54,15 +55,8 @@ static int SplitVolume(TwBspVolume* pVolume)
         twLogError(RECURSE_TAG, "!twWorld_CreateNewVolume : pBack\n");
         return 0;
     }
-    float afAxis[3] = {pVolume->vHalfSize[0], 0, 0};
-    if (pVolume->vHalfSize[1] > afAxis[0] + afAxis[1] + afAxis[2]) {
-        afAxis[0] = 0;
-        afAxis[1] = pVolume->vHalfSize[1];
-    }
-    if (pVolume->vHalfSize[2] > afAxis[0] + afAxis[1] + afAxis[2]) {
-        afAxis[0] = afAxis[1] = 0;
-        afAxis[2] = pVolume->vHalfSize[2];
-    }
+    float afAxis[3];
+    twTree_ChooseAxis(pVolume->vHalfSize, afAxis);
     TwBspVolume* pFront = pVolume->pFront;
     TwBspVolume* pBack = pVolume->pBack;
     for (int t = 0; t < pVolume->iNumPhysTris; t++) {
@@ -117,31 +111,17 @@ static int SplitVolume(TwBspVolume* pVolume)
 // a stack of our own, since stacked triangles can split 80,000 levels deep.
 static void CreatePhysBspTree(TwBspVolume* pRoot)
 {
-    int iCapacity = 64, iDepth = 0;
-    TwBspVolume** ppStack = (TwBspVolume**)twMem_PlainMalloc(iCapacity * sizeof(TwBspVolume*));
-    if (!ppStack) {
-        twLogError(RECURSE_TAG, "!malloc : ppStack\n");
-        return;
-    }
-    ppStack[iDepth++] = pRoot;
-    while (iDepth > 0) {
-        TwBspVolume* pVolume = ppStack[--iDepth];
-        if (!SplitVolume(pVolume))
-            continue;
-        if (iDepth + 2 > iCapacity) {
-            TwBspVolume** ppBigger =
-                (TwBspVolume**)twMem_PlainRealloc(ppStack, (uint64_t)iCapacity * 2 * sizeof(TwBspVolume*));
-            if (!ppBigger) {
-                twLogError(RECURSE_TAG, "!malloc : ppStack\n");
-                break;
-            }
-            ppStack = ppBigger;
-            iCapacity *= 2;
+    TwStack stack;
+    twStack_Init(&stack);
+    TwBspVolume* pVolume = pRoot;
+    while (pVolume) {
+        if (SplitVolume(pVolume) && !(twStack_Push(&stack, pVolume->pBack) && twStack_Push(&stack, pVolume->pFront))) {
+            twLogError(RECURSE_TAG, "!malloc : ppStack\n");
+            break;
         }
-        ppStack[iDepth++] = pVolume->pBack;
-        ppStack[iDepth++] = pVolume->pFront;
+        pVolume = (TwBspVolume*)twStack_Pop(&stack);
     }
-    twMem_PlainFree(ppStack);
+    twStack_Free(&stack);
 }
 
 TwBspVolume* twWorld_CreateNewVolume(void)
