@@ -5,6 +5,7 @@
 #include "engine/memory.h"
 #include "engine/timer.h"
 #include "navigation/camera.h"
+#include "world/tree.h"
 #include "world/world.h"
 
 #define TAG "twWorld_PostLoadProcess"
@@ -105,6 +106,41 @@ int twWorld_PostLoadProcess(TwCamera* pCam, int bVbo)
         return 0;
     }
     StepDone(5, &dClock);
+    twLog(TAG, "Creating visibility arrays\n");
+    if (!twWorld_CreateVisibilityArrays()) {
+        twLogError(TAG, "!twWorld_CreateVisibilityArrays\n");
+        return 0;
+    }
+    StepDone(6, &dClock);
+    twLog(TAG, "Creating visibility occluders\n");
+    if (!twWorld_CreateVisibilityOccluders()) {
+        twLogError(TAG, "!twWorld_CreateVisibilityOccluders\n");
+        return 0;
+    }
+    StepDone(7, &dClock);
+    uint32_t uiGroupSlots = (uint32_t)w->iNumElementGroups + 1;
+    twLog(TAG, "Creating item pointer arrays for bsp intersect\n");
+    w->ppElementGroupItemsFromTree =
+        (TwTreeItem**)twMem_Malloc(uiGroupSlots * TW_TREE_ITEM_BYTES, "ppElementGroupItemsFromTree");
+    if (!w->ppElementGroupItemsFromTree) {
+        twLogError(TAG, "!malloc : ppElementGroupItemsFromTree\n");
+        return 0;
+    }
+    StepDone(8, &dClock);
+    twLog(TAG, "Creating element group pointer arrays\n");
+    w->ppElementGroupsInRange =
+        (TwElementGroup**)twMem_Malloc(uiGroupSlots * sizeof(TwElementGroup*), "ppElementGroupsInRange");
+    if (!w->ppElementGroupsInRange) {
+        twLogError(TAG, "!malloc : ppElementGroupsInRange\n");
+        return 0;
+    }
+    StepDone(9, &dClock);
+    twLog(TAG, "Creating element group bsp\n");
+    if (!twWorld_CreateElementGroupBsp()) {
+        twLogError(TAG, "!twWorld_CreateElementGroupBsp\n");
+        return 0;
+    }
+    StepDone(10, &dClock);
     twLog(TAG, "Creating physics bsp\n");
     if (!twWorld_CreatePhysBsp()) {
         twLogError(TAG, "!twWorld_CreatePhysBsp\n");

@@ -8,6 +8,7 @@
 #include "engine/memory.h"
 #include "interface/layers.h"
 #include "platform/ogl.h"
+#include "world/tree.h"
 
 TwWorld* pWorld = nullptr;
 
@@ -205,6 +206,10 @@ int twWorld_Free(void)
         if (pWorld->pBspVolume->ppPhysTris)
             twMem_Free(pWorld->pBspVolume->ppPhysTris);
         twMem_Free(pWorld->pBspVolume);
+    }
+    if (pWorld->pElementGroupTree) {
+        twLog(pstrTag, "Freeing element group item tree bsp\n");
+        twTree_Free(pWorld->pElementGroupTree);
     }
     if (pWorld->pElementGroups) {
         twLog(pstrTag, "Freeing element groups\n");

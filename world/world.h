@@ -11,6 +11,8 @@
 
 struct TwTexture;
 struct TwCamera;
+struct TwTree;
+struct TwTreeItem;
 
 #define TW_MODEL_VERSION_MIN 226
 #define TW_ELEMENT_RECORD_SIZE 400
@@ -27,6 +29,7 @@ struct TwCamera;
 
 // Element types the viewer knows
 #define TW_TYPE_DOOR 5
+#define TW_TYPE_NO_OCCLUDER 10 // drawn and collided with, but never hides what lies behind
 
 #define TW_NUM_VERTEX_PROGRAMS 32
 #define TW_NUM_FRAGMENT_PROGRAMS 2048
@@ -226,12 +229,16 @@ struct TwWorld {
     uint32_t uiBspRamUsed, uiBspMaxRamUsed; // bytes of triangle lists during the build
     int32_t iNumCollisionTris, iNumCollisionVolumes;
     float vCollisionBox[3];
-    void* pElementGroupTree;        // the item tree over groups
-    void** ppElementGroupItemsFromTree; // tree query results, null-terminated
+    TwTree* pElementGroupTree;      // the item tree over groups
+    TwTreeItem** ppElementGroupItemsFromTree; // tree query results, null-terminated
     TwElementGroup** ppElementGroupsInRange; // range query results, null-terminated
     int32_t iNumElementGroups;
     TwElementGroup* pElementGroups;
-    uint32_t uiVisibleFrame;
+    uint32_t uiVisibleFrame;        // frame of the last visibility sweep
+    int32_t iOcQuadrant;            // quarter of the ID picture the next sweep draws, 0 to 3
+    uint32_t uiSkySeenFrame;        // frame in which the sun disc was last seen
+    int32_t iSkyPixelsCounting;     // sun disc pixels of the sweeps of this cycle
+    int32_t iSkyPixels;             // those of the last full cycle
     float vSunColor[4], vSkyColor[4];
     TwElement* pElements;
     int32_t iNumElements;
@@ -280,6 +287,13 @@ int twWorld_CreatePhysBsp(void);
 TwBspVolume* twWorld_CreateNewVolume(void);
 int twWorld_ClassifyTriangle(const float* pCentre, const float* pSplit, const float* pV0, const float* pV1,
                              const float* pV2); // 1 front, 2 back, 3 both
+// visibility.cpp
+int twWorld_CreateVisibilityArrays(void);
+int twWorld_CreateVisibilityOccluders(void);
+void twWorld_GetBoxCorner(const float* pvCentre, const float* pvHalfSize, int iCorner, float* pvOut);
+const uint16_t* twWorld_GetBoxLines(void); // the 15 line pairs of a visibility box
+// tree.cpp
+int twWorld_CreateElementGroupBsp(void);
 // element_groups.cpp
 void twCore_MergeBoxes(const float* pvCentreA, const float* pvHalfA, const float* pvCentreB, const float* pvHalfB,
                        float* pvCentreOut, float* pvHalfOut); // the smallest box around both
