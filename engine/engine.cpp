@@ -14,6 +14,7 @@
 #include "platform/input.h"
 #include "platform/ogl.h"
 #include "platform/window.h"
+#include "render/render.h"
 #include "render/skybox.h"
 #include "world/world.h"
 
@@ -137,6 +138,9 @@ int twEngine_Run(void)
     twLog("twEngine_Run", "---Entering main loop---\n");
     while (!pEngine->bQuit) {
         twEngine_Update();
+        // the developer panel's occluder view joins with the panel
+        twWorld_VisibilitySweep(pEngine->bDrawFlare, pCam,
+                                pEngine->bSkyFollowsSun ? (float)pEngine->iSunAzimuthWanted : 0, pEngine->bUseVbo, 0);
         twEngine_Draw();
         twEngine_HandleInput();
     }

@@ -1,5 +1,6 @@
-// The frame's drawing: the engine's frame (frame.cpp) and the world in render modes 1 to 5
-// (world_draw.cpp). Render modes are counted from the end of the mode list: iMode is
+// The frame's drawing: the engine's frame (frame.cpp), the world in render modes 1 to 5
+// (world_draw.cpp) and the visibility sweep that decides which groups are drawn
+// (sweep.cpp). Render modes are counted from the end of the mode list: iMode is
 // iRenderMode - iNumRenderModes + 6.
 #pragma once
 #include <stdint.h>
@@ -25,3 +26,7 @@ void twWorld_SetFixedLighting(int bOn, float fSunAzimuth, float fSunAltitude);
 void twWorld_SetMaterial(const TwMaterial* pMaterial, int* piTextured, float fAlpha, int bTextures);
 void twWorld_DrawMeshEdges(const TwMesh* pMesh);
 int twWorld_GroupSeen(uint32_t uiGroupFrame); // seen in the last four sweeps
+// sweep.cpp
+void twWorld_VisibilitySweep(int bSun, const TwCamera* pCam, float fSkyAngle, int bUseVbo, int bDebugCopy);
+void twWorld_DrawSunDisc(const float* pvPos, float fSkyAngle);
+void twWorld_DrawGroupIds(void);
