@@ -1,10 +1,13 @@
 // Frame speed: a fixed flight through the sample house and through the same house 16
 // times on a grid, at the display's size (1280 by 1024 under the test display), in each
-// render mode. Prints frames per second, the mean and worst milliseconds of a frame and
-// the triangles drawn; then the cost of a walker's collision along the same path, on the
-// tree and on the hidden-layer path.
+// render mode, each frame swept as the viewer does. Prints frames per second, the mean and
+// worst milliseconds of a frame and the triangles drawn; then the cost of a walker's
+// collision along the same path, on the tree and on the hidden-layer path. On the grid,
+// two views in the head-lamp mode (along a row of houses, turning round inside one) are
+// timed with the sweep against drawing every group, with the sweep's own cost.
 //
-//   bench_frame           (needs a display; the window takes the display's size)
+//   bench_frame [shots folder]   (needs a display; the window takes the display's size;
+//                                 with a folder, the first frame of each view goes there)
 #include <stdio.h>
 #include <string.h>
 
@@ -15,6 +18,7 @@
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "platform/window.h"
+#include "render/render.h"
 #include "render/skybox.h"
 #include "tests/support.h"
 #include "tools/export.h"
@@ -23,8 +27,10 @@
 #define PATH_KEYS 4
 #define FRAMES_PER_LEG 80
 #define WARMUP_FRAMES 20 // the driver builds its programs on their first use
+#define VIEW_FRAMES 120
 
 static float s_avKeys[PATH_KEYS][3];
+static const char* s_pstrShots; // where the views' first frames go, or null
 
 // Keys of the flight, from the exported view into the middle of the first house, through
 // one of its rooms and out beyond its far corner, at the view's height
@@ -63,34 +69,96 @@ static void PlaceOnPath(int i)
     twCamera_LookAt(pCam, vTarget);
 }
 
+// Turning round in one place: the yaw of frame i of n
+static void PlaceTurning(int i, int n, const float* pvPos, float fYawFrom, float fYawTo)
+{
+    memcpy(pCam->vPos, pvPos, sizeof(pCam->vPos));
+    pCam->fYaw = fYawFrom + (fYawTo - fYawFrom) * (float)i / (float)n;
+    pCam->fPitch = 0;
+}
+
+struct Timing {
+    double dTotal, dWorst, dSweep;
+    long lIndices;
+};
+
+// One frame as the main loop has it: the sweep (unless every group is to be drawn), the
+// draw, the swap
+static void Frame(int bSweep, Timing* pTiming)
+{
+    double dFrame = twTimer_Seconds();
+    twWorld_SetCameraRange(pCam, nullptr, nullptr);
+    twCamera_UpdateMatrices(pCam, 1);
+    twTimer_Update();
+    if (bSweep) {
+        twWorld_VisibilitySweep(pEngine->bDrawFlare, pCam, 0, pEngine->bUseVbo, 0);
+        pTiming->dSweep += twTimer_Seconds() - dFrame;
+    } else {
+        // stamps never renewed: the world's frame stays behind every group's
+        pWorld->uiVisibleFrame = 0;
+    }
+    twEngine_Draw();
+    twWindow_SwapBuffers();
+    pTiming->lIndices += pWorld->iNumIndicesDrawn;
+    double d = twTimer_Seconds() - dFrame;
+    pTiming->dTotal += d;
+    if (d > pTiming->dWorst)
+        pTiming->dWorst = d;
+}
+
+static void PrintTiming(const char* pstrName, const Timing* t, int iFrames, int bSweep)
+{
+    printf("  %-26s %6.1f fps %8.1f ms mean %8.1f ms worst %9ld triangles", pstrName, iFrames / t->dTotal,
+           t->dTotal * 1000 / iFrames, t->dWorst * 1000, t->lIndices / 3 / iFrames);
+    if (bSweep)
+        printf("  sweep %5.2f ms", t->dSweep * 1000 / iFrames);
+    printf("\n");
+}
+
 static void Flight(int iMode)
 {
     pEngine->iRenderModeWanted = iMode;
     twEngine_ApplySettings();
+    Timing t = {};
     for (int i = 0; i < WARMUP_FRAMES; i++) {
         PlaceOnPath(i);
-        twCamera_UpdateMatrices(pCam, 1);
-        twEngine_Draw();
-        twWindow_SwapBuffers();
+        Frame(1, &t);
     }
-    double dWorst = 0, dStart = twTimer_Seconds();
-    long lIndices = 0;
+    t = {};
     int iFrames = PathFrames();
     for (int i = 0; i < iFrames; i++) {
-        double dFrame = twTimer_Seconds();
         PlaceOnPath(i);
-        twWorld_SetCameraRange(pCam, nullptr, nullptr);
-        twCamera_UpdateMatrices(pCam, 1);
-        twEngine_Draw();
-        twWindow_SwapBuffers();
-        lIndices += pWorld->iNumIndicesDrawn;
-        double d = twTimer_Seconds() - dFrame;
-        if (d > dWorst)
-            dWorst = d;
+        Frame(1, &t);
     }
-    double dTotal = twTimer_Seconds() - dStart;
-    printf("  %-18s %6.1f fps %8.1f ms mean %8.1f ms worst %9ld triangles\n", pEngine->apszRenderModes[iMode],
-           iFrames / dTotal, dTotal * 1000 / iFrames, dWorst * 1000, lIndices / 3 / iFrames);
+    PrintTiming(pEngine->apszRenderModes[iMode], &t, iFrames, 1);
+}
+
+// A view turning from one yaw to another, with the sweep and with every group drawn
+static void View(const char* pstrName, const float* pvPos, float fYawFrom, float fYawTo)
+{
+    pEngine->iRenderModeWanted = pEngine->iNumRenderModes - 3; // the head lamp
+    twEngine_ApplySettings();
+    for (int bSweep = 1; bSweep >= 0; bSweep--) {
+        Timing t = {};
+        for (int i = 0; i < WARMUP_FRAMES; i++) {
+            PlaceTurning(0, VIEW_FRAMES, pvPos, fYawFrom, fYawTo);
+            Frame(bSweep, &t);
+        }
+        if (s_pstrShots && bSweep) {
+            char szPath[512];
+            snprintf(szPath, sizeof(szPath), "%s/%s.bmp", s_pstrShots, pstrName);
+            twEngine_Draw();
+            twOgl_Screenshot(szPath, nullptr);
+        }
+        t = {};
+        for (int i = 0; i < VIEW_FRAMES; i++) {
+            PlaceTurning(i, VIEW_FRAMES, pvPos, fYawFrom, fYawTo);
+            Frame(bSweep, &t);
+        }
+        char szName[64];
+        snprintf(szName, sizeof(szName), "%s, %s", pstrName, bSweep ? "swept" : "all groups");
+        PrintTiming(szName, &t, VIEW_FRAMES, bSweep);
+    }
 }
 
 static void Collisions(int bHiddenPath)
@@ -109,14 +177,14 @@ static void Collisions(int bHiddenPath)
     pWorld->bAnyHiddenElements = 0;
 }
 
-static void Bench(const char* pstrName, const TwExportModel& model, const std::string& path, const float* pHouseMin,
-                  const float* pHouseMax)
+static int Bench(const char* pstrName, const TwExportModel& model, const std::string& path, const float* pHouseMin,
+                 const float* pHouseMax)
 {
     twExport_WriteFile(model, path);
     if (!twWorld_LoadModel(nullptr, path.c_str(), 0, pCam, pEngine->szModelInfo, &pEngine->iSunAltitudeWanted,
                            &pEngine->iSunAzimuthWanted, pEngine->bUseVbo, nullptr)) {
         printf("%s: FAILED to load\n", pstrName);
-        return;
+        return 0;
     }
     twEngine_ApplySettings();
     twEngine_UpdateSun();
@@ -130,10 +198,12 @@ static void Bench(const char* pstrName, const TwExportModel& model, const std::s
         Flight(iMode);
     Collisions(0);
     Collisions(1);
+    return 1;
 }
 
-int main(void)
+int main(int argc, char** argv)
 {
+    s_pstrShots = argc > 1 ? argv[1] : nullptr;
     twTest_StartGl(1280, 1024);
     std::string dir = twTest_Dir();
     twStrings_Init();
@@ -142,6 +212,8 @@ int main(void)
         printf("the engine didn't start\n");
         return 1;
     }
+    // the scratch data folder has no sky: the program's pack has
+    twSkybox_Load(1);
     pEngine->fTimeInLevel = pEngine->fTimeRunning = 100;
     pCam->bWalk = 0;
     TwExportModel house = twBench_SampleHouse();
@@ -149,7 +221,15 @@ int main(void)
     float vMin[3], vMax[3];
     memcpy(vMin, pWorld->vMin, sizeof(vMin));
     memcpy(vMax, pWorld->vMax, sizeof(vMax));
-    Bench("16 houses", twBench_Tiled(house, 4), dir + "bench.bin", vMin, vMax);
+    float vEye[3];
+    memcpy(vEye, pCam->vPos, sizeof(vEye));
+    if (Bench("16 houses", twBench_Tiled(house, 4), dir + "bench.bin", vMin, vMax)) {
+        // along the first row from before its first house, and inside that house
+        float vRow[3] = {vMin[0] - 10, vEye[1], (vMin[2] + vMax[2]) * 0.5f};
+        View("along a row", vRow, -110, -70);
+        float vInside[3] = {(vMin[0] + vMax[0]) * 0.5f, vEye[1], (vMin[2] + vMax[2]) * 0.5f};
+        View("inside a house", vInside, 0, 360);
+    }
     twEngine_Shutdown();
     return 0;
 }

@@ -19,7 +19,8 @@
 
 static const char* s_apstrSteps[TW_LOAD_STEPS] = {"file read and parsed", "bounding volumes", "pointer arrays",
                                                    "material counts", "element groups", "group geometry",
-                                                   "", "", "", "", "", "physics tree"};
+                                                   "visibility boxes", "occluders", "tree result arrays",
+                                                   "range arrays", "item tree", "physics tree"};
 
 static void Bench(const char* pstrName, const TwExportModel& model, int bVbo, const std::string& dir)
 {

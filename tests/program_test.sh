@@ -251,7 +251,7 @@ if [ ! -e "/Enable AMB logging" ] && touch "/Enable AMB logging" 2>/dev/null; th
     [ -d "$WORK/copyhome/Documents" ] && fail "copy: a stand-alone copy made a user folder"
 fi
 
-rm -rf "$WORK"
+[ -n "${KEEP_E2E:-}" ] && echo "kept $WORK" || rm -rf "$WORK"
 if [ "$FAILURES" != 0 ]; then
     echo "$FAILURES failure(s)"
     exit 1
