@@ -97,6 +97,7 @@ static void Frame(int bSweep, Timing* pTiming)
         // stamps never renewed: the world's frame stays behind every group's
         pWorld->uiVisibleFrame = 0;
     }
+    pWorld->iNumIndicesDrawn = 0;
     twEngine_Draw();
     twWindow_SwapBuffers();
     pTiming->lIndices += pWorld->iNumIndicesDrawn;
@@ -133,12 +134,18 @@ static void Flight(int iMode)
     PrintTiming(pEngine->apszRenderModes[iMode], &t, iFrames, 1);
 }
 
-// A view turning from one yaw to another, with the sweep and with every group drawn
+// A view turning from one yaw to another: with the sweep, with every group drawn, and with
+// no model at all (the sky, the overlay and the swap that every frame pays)
+enum ViewRun { VIEW_SWEPT, VIEW_ALL, VIEW_EMPTY };
+
 static void View(const char* pstrName, const float* pvPos, float fYawFrom, float fYawTo)
 {
+    static const char* s_apstrRuns[3] = {"swept", "all groups", "no model"};
     pEngine->iRenderModeWanted = pEngine->iNumRenderModes - 3; // the head lamp
     twEngine_ApplySettings();
-    for (int bSweep = 1; bSweep >= 0; bSweep--) {
+    for (int iRun = VIEW_SWEPT; iRun <= VIEW_EMPTY; iRun++) {
+        int bSweep = iRun == VIEW_SWEPT;
+        pWorld->bLoaded = iRun != VIEW_EMPTY;
         Timing t = {};
         for (int i = 0; i < WARMUP_FRAMES; i++) {
             PlaceTurning(0, VIEW_FRAMES, pvPos, fYawFrom, fYawTo);
@@ -156,9 +163,10 @@ static void View(const char* pstrName, const float* pvPos, float fYawFrom, float
             Frame(bSweep, &t);
         }
         char szName[64];
-        snprintf(szName, sizeof(szName), "%s, %s", pstrName, bSweep ? "swept" : "all groups");
+        snprintf(szName, sizeof(szName), "%s, %s", pstrName, s_apstrRuns[iRun]);
         PrintTiming(szName, &t, VIEW_FRAMES, bSweep);
     }
+    pWorld->bLoaded = 1;
 }
 
 static void Collisions(int bHiddenPath)
