@@ -1,9 +1,9 @@
 // The models the benchmarks measure: the sample house as the exporter makes it, and the
 // same house tiled on a grid.
 #pragma once
+#include "tests/sample_model.h"
 #include "tools/model_writer.h"
 
-#define SAMPLE_HOUSE "/usr/share/assimp/models/IFC/AC14-FZK-Haus.ifc"
 #define TILE_SPACING 30.0f // metres between the houses of the grid
 
 // The sample house, or without it a generated house (with a line saying so)

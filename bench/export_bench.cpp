@@ -12,7 +12,6 @@
 #include "engine/timer.h"
 #include "tests/sample_model.h"
 
-#define SAMPLE_HOUSE "/usr/share/assimp/models/IFC/AC14-FZK-Haus.ifc"
 
 static void WriteObj(const TwExportModel& model, const std::string& path)
 {

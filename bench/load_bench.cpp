@@ -50,17 +50,16 @@ static void Bench(const char* pstrName, const TwExportModel& model, int bVbo, co
 
 int main(void)
 {
-    twTest_StartGl(64, 64);
+    if (!twTest_StartWorld(64, 64, 1)) {
+        printf("the world didn't start\n");
+        return 1;
+    }
     std::string dir = twTest_Dir();
-    twLayers_Init(12);
-    twWorld_Init(64, 64, 1);
     TwExportModel house = twBench_SampleHouse();
     Bench("house", house, 1, dir);
     TwExportModel tiled = twBench_Tiled(house, 4);
     Bench("16 houses", tiled, 1, dir);
     Bench("16 houses", tiled, 0, dir);
-    twWorld_Shutdown();
-    twLayers_Free();
-    twTest_StopGl();
+    twTest_StopWorld();
     return 0;
 }

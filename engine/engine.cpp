@@ -51,29 +51,6 @@ static void CopyText(char* pstrOut, const char* pstrIn)
 
 // Loads one of the engine's images from the own pack; the texts name the resource and
 // the field it goes to.
-static TwTexture* LoadPackTexture(const char* pstrResource, const char* pstrField)
-{
-    const char* pstrTag = "twEngine_InitEngine";
-    int iSize = 0;
-    FILE* pFile = twCore_GetResource(pstrResource, &iSize);
-    if (!pFile) {
-        twLogError(pstrTag, "!twCore_GetResource : '%s'\n", pstrResource);
-        return nullptr;
-    }
-    TwTexture* pTexture = twOgl_LoadTexture(pstrResource, pFile, GL_RGBA, 1, 0, 2);
-    fclose(pFile);
-    if (!pTexture)
-        twLogError(pstrTag, "!twOgl_LoadTexture : %s\n", pstrField);
-    return pTexture;
-}
-
-static void FreeTexture(TwTexture** ppTexture)
-{
-    if (*ppTexture)
-        twOgl_FreeTexture(*ppTexture);
-    *ppTexture = nullptr;
-}
-
 static void FreeCamera(TwCamera** ppCamera)
 {
     if (*ppCamera)
@@ -157,10 +134,10 @@ int twEngine_Shutdown(void)
     twLog(STARTUP_TAG, "Shutting down layers\n");
     twLayers_Free();
     if (pEngine) {
-        FreeTexture(&pEngine->pPlaneTexture);
-        FreeTexture(&pEngine->pFbTex);
-        FreeTexture(&pEngine->pRecTexture);
-        FreeTexture(&pEngine->pPauseTexture);
+        twOgl_ReleaseTexture(&pEngine->pPlaneTexture);
+        twOgl_ReleaseTexture(&pEngine->pFbTex);
+        twOgl_ReleaseTexture(&pEngine->pRecTexture);
+        twOgl_ReleaseTexture(&pEngine->pPauseTexture);
     }
     twLog(STARTUP_TAG, "Shutting down camera\n");
     FreeCamera(&pCam);
@@ -168,7 +145,7 @@ int twEngine_Shutdown(void)
     FreeCamera(&pSunCam);
     twLog(SHUTDOWN_TAG, "Shutting down engine\n");
     if (pEngine) {
-        FreeTexture(&pEngine->pGalleryTexture);
+        twOgl_ReleaseTexture(&pEngine->pGalleryTexture);
         // the eye buffers go with the engine that made them
         if (pEngine->pFboL)
             twOgl_FreeFbo(pEngine->pFboL);
@@ -395,13 +372,13 @@ int twEngine_InitEngine(void)
         twLogError(pstrTag, "!twOgl_CreateTexture : pFbTex\n");
         return 0;
     }
-    e->pPlaneTexture = LoadPackTexture("Plane.tga", "pPlaneTexture");
+    e->pPlaneTexture = twOgl_LoadResourceTexture("Plane.tga", "'Plane.tga'", "pPlaneTexture", pstrTag);
     if (!e->pPlaneTexture)
         return 0;
-    e->pRecTexture = LoadPackTexture("Rec.tga", "pRecTexture");
+    e->pRecTexture = twOgl_LoadResourceTexture("Rec.tga", "'Rec.tga'", "pRecTexture", pstrTag);
     if (!e->pRecTexture)
         return 0;
-    e->pPauseTexture = LoadPackTexture("Pause.tga", "pPauseTexture");
+    e->pPauseTexture = twOgl_LoadResourceTexture("Pause.tga", "'Pause.tga'", "pPauseTexture", pstrTag);
     if (!e->pPauseTexture)
         return 0;
 

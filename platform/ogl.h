@@ -113,6 +113,11 @@ TwTexture* twOgl_CreateDxtTexture(const char* pstrName, int iWidth, int iHeight,
 TwTexture* twOgl_LoadTexture(const char* pstrName, FILE* pFile, int iInternalFormat, int bLinear, int bMipmap,
                              int iWrap); // the format by the name's extension; the caller closes the file
 int twOgl_FreeTexture(TwTexture* pTexture); // never the shared default or white texture
+void twOgl_ReleaseTexture(TwTexture** ppTexture); // frees one that is set, and clears the pointer
+// An RGBA texture from the program's pack; failures are logged under the caller's tag, the
+// missing resource as pstrShownName and the failed load as pstrField
+TwTexture* twOgl_LoadResourceTexture(const char* pstrResource, const char* pstrShownName, const char* pstrField,
+                                     const char* pstrTag);
 TwFbo* twOgl_CreateFbo(const char* pstrName, int iWidth, int iHeight, int bDepth, int bLinear);
 int twOgl_FreeFbo(TwFbo* pFbo);
 int twOgl_CreateDefaultTexture(void);

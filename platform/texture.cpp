@@ -23,6 +23,26 @@ static void CountTextureBytes(int64_t iBytes)
     twOgl_AddTextureMemory((int)iBytes);
 }
 
+// The record of a texture just made and bound; without memory for it the GL name goes too
+static TwTexture* NewTextureRecord(const char* pstrTag, const char* pstrName, GLuint hTexture, int iWidth,
+                                   int iHeight, int iCreatedFormat, int64_t iBytes)
+{
+    TwTexture* pTexture = (TwTexture*)twMem_Malloc(sizeof(TwTexture), "pTexture");
+    if (!pTexture) {
+        twLogError(pstrTag, "!malloc : pTexture\n");
+        glDeleteTextures(1, &hTexture);
+        return nullptr;
+    }
+    snprintf(pTexture->szName, sizeof(pTexture->szName), "%s", pstrName ? pstrName : "");
+    pTexture->iWidth = iWidth;
+    pTexture->iHeight = iHeight;
+    pTexture->iInternalFormat = iCreatedFormat;
+    pTexture->uiNumBytes = (uint32_t)iBytes;
+    pTexture->hTexture = hTexture;
+    CountTextureBytes(iBytes);
+    return pTexture;
+}
+
 // twOgl_CreateTexture with the type of the data as a parameter: the built-in default
 // texture comes as signed bytes.
 static TwTexture* CreateTextureOfType(const char* pstrName, int iWidth, int iHeight, int iInternalFormat, int bLinear,
@@ -63,20 +83,7 @@ static TwTexture* CreateTextureOfType(const char* pstrName, int iWidth, int iHei
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, WrapMode(iWrap));
     GLint iCreated = 0;
     glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_INTERNAL_FORMAT, &iCreated);
-    TwTexture* pTexture = (TwTexture*)twMem_Malloc(sizeof(TwTexture), "pTexture");
-    if (!pTexture) {
-        twLogError(pstrTag, "!malloc : pTexture\n");
-        glDeleteTextures(1, &hTexture);
-        return nullptr;
-    }
-    snprintf(pTexture->szName, sizeof(pTexture->szName), "%s", pstrName ? pstrName : "");
-    pTexture->iWidth = iWidth;
-    pTexture->iHeight = iHeight;
-    pTexture->iInternalFormat = iCreated;
-    pTexture->uiNumBytes = (uint32_t)iWidth * iHeight * 4;
-    pTexture->hTexture = hTexture;
-    CountTextureBytes(pTexture->uiNumBytes);
-    return pTexture;
+    return NewTextureRecord(pstrTag, pstrName, hTexture, iWidth, iHeight, iCreated, (int64_t)iWidth * iHeight * 4);
 }
 
 TwTexture* twOgl_CreateTexture(const char* pstrName, int iWidth, int iHeight, int iInternalFormat, int bLinear,
@@ -138,20 +145,7 @@ TwTexture* twOgl_CreateDxtTexture(const char* pstrName, int iWidth, int iHeight,
     twLog(pstrTag, "  Height = %d\n", iHeight);
     twLog(pstrTag, "  Requested format = %s\n", twOgl_GetFormatName(iFormat));
     twLog(pstrTag, "  Created format = %s\n", twOgl_GetFormatName(iCreated));
-    TwTexture* pTexture = (TwTexture*)twMem_Malloc(sizeof(TwTexture), "pTexture");
-    if (!pTexture) {
-        twLogError(pstrTag, "!malloc : pTexture\n");
-        glDeleteTextures(1, &hTexture);
-        return nullptr;
-    }
-    snprintf(pTexture->szName, sizeof(pTexture->szName), "%s", pstrName ? pstrName : "");
-    pTexture->iWidth = iWidth;
-    pTexture->iHeight = iHeight;
-    pTexture->iInternalFormat = iCreated;
-    pTexture->uiNumBytes = (uint32_t)iTotal;
-    pTexture->hTexture = hTexture;
-    CountTextureBytes(iTotal);
-    return pTexture;
+    return NewTextureRecord(pstrTag, pstrName, hTexture, iWidth, iHeight, iCreated, iTotal);
 }
 
 // The target size of one side: a power-of-two side stays, any other is reduced.
@@ -264,6 +258,28 @@ int twOgl_FreeTexture(TwTexture* pTexture)
     }
     twMem_Free(pTexture);
     return 1;
+}
+
+TwTexture* twOgl_LoadResourceTexture(const char* pstrResource, const char* pstrShownName, const char* pstrField,
+                                     const char* pstrTag)
+{
+    FILE* pFile = twCore_GetResource(pstrResource, nullptr);
+    if (!pFile) {
+        twLogError(pstrTag, "!twCore_GetResource : %s\n", pstrShownName);
+        return nullptr;
+    }
+    TwTexture* pTexture = twOgl_LoadTexture(pstrResource, pFile, GL_RGBA, 1, 0, 2);
+    fclose(pFile);
+    if (!pTexture)
+        twLogError(pstrTag, "!twOgl_LoadTexture : %s\n", pstrField);
+    return pTexture;
+}
+
+void twOgl_ReleaseTexture(TwTexture** ppTexture)
+{
+    if (*ppTexture)
+        twOgl_FreeTexture(*ppTexture);
+    *ppTexture = nullptr;
 }
 
 TwFbo* twOgl_CreateFbo(const char* pstrName, int iWidth, int iHeight, int bDepth, int bLinear)

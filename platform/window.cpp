@@ -244,6 +244,7 @@ int twWindow_GetHalfHeight(void) { return pWindow ? pWindow->iHalfHeight : 0; }
 uint32_t twWindow_GetVideoMemorySize(void) { return pWindow ? pWindow->uiVideoMemory : 0; }
 int twWindow_IsQuadBuffered(void) { return pWindow ? pWindow->bQuadBuffer : 0; }
 int twWindow_HasStencil(void) { return pWindow && pWindow->iStencilBits > 0; }
+int twWindow_HasAlpha(void) { return pWindow && pWindow->iColorBits == 32; } // 24-bit visuals ask for none
 
 int twWindow_SetDialogMode(int bDialog)
 {

@@ -51,6 +51,7 @@ int twWindow_GetHalfHeight(void);
 uint32_t twWindow_GetVideoMemorySize(void);
 int twWindow_IsQuadBuffered(void);
 int twWindow_HasStencil(void);
+int twWindow_HasAlpha(void);   // the colour buffer keeps an alpha byte
 int twWindow_SetDialogMode(int bDialog); // brackets every file dialog: 1 before, 0 after
 int twWindow_GetFileFromDialog(int iMode, char* pstrPath, const char* pstrExtension, const char* pstrDescription,
                                int iUnused); // mode 1 open, 2 save; 1 when a file was chosen

@@ -8,13 +8,13 @@
 #include "engine/timer.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
+#include "platform/window.h"
 #include "render/render.h"
 #include "world/world.h"
 
 #define SWEEP_QUARTER 256      // side of the quarter drawn each frame
 #define SUN_DISC_DISTANCE 10.0f
 #define SUN_DISC_HALF 10.0f
-#define VIS_VERTEX_BYTES 16
 
 // An id as the colour that the frame buffer keeps exactly: its four bytes
 static void IdColour(uint32_t uiId)
@@ -59,7 +59,7 @@ void twWorld_DrawGroupIds(void)
         if (!pGroup->usNumOccluderIndices || pGroup->bHasHiddenElements)
             continue;
         IdColour((uint32_t)g + 1);
-        glVertexPointer(3, GL_FLOAT, VIS_VERTEX_BYTES, pGroup->pOccluderVerts);
+        glVertexPointer(3, GL_FLOAT, TW_VIS_VERTEX_BYTES, pGroup->pOccluderVerts);
         glDrawRangeElements(GL_TRIANGLES, 0, pGroup->usNumOccluderVerts, pGroup->usNumOccluderIndices,
                             GL_UNSIGNED_SHORT, pGroup->pusOccluderIndices);
     }
@@ -74,7 +74,7 @@ void twWorld_DrawGroupIds(void)
             glBindBufferARB(GL_ARRAY_BUFFER_ARB, pGroup->hVboVisVerts);
             glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, pGroup->hVboVisIndices);
             bBound = 1;
-            glVertexPointer(3, GL_FLOAT, VIS_VERTEX_BYTES, nullptr);
+            glVertexPointer(3, GL_FLOAT, TW_VIS_VERTEX_BYTES, nullptr);
             glDrawRangeElements(GL_LINES, 0, pGroup->usNumVisVerts, pGroup->usNumVisIndices, GL_UNSIGNED_SHORT,
                                 nullptr);
         } else {
@@ -83,7 +83,7 @@ void twWorld_DrawGroupIds(void)
                 glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
                 bBound = 0;
             }
-            glVertexPointer(3, GL_FLOAT, VIS_VERTEX_BYTES, pGroup->pVisVerts);
+            glVertexPointer(3, GL_FLOAT, TW_VIS_VERTEX_BYTES, pGroup->pVisVerts);
             glDrawElements(GL_LINES, pGroup->usNumVisIndices, GL_UNSIGNED_SHORT, pGroup->pusVisIndices);
         }
     }
@@ -136,9 +136,7 @@ void twWorld_VisibilitySweep(int bSun, const TwCamera* pCam, float fSkyAngle, in
         glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, w->iOcSize, w->iOcSize, GL_RGBA, GL_UNSIGNED_BYTE, puiPixels);
     }
     // without alpha bits the frame buffer reads alpha as full, which no id has
-    GLint iAlphaBits = 0;
-    glGetIntegerv(GL_ALPHA_BITS, &iAlphaBits);
-    uint32_t uiMask = iAlphaBits ? 0xFFFFFFFFu : 0x00FFFFFFu;
+    uint32_t uiMask = twWindow_HasAlpha() ? 0xFFFFFFFFu : 0x00FFFFFFu;
     uint32_t uiGroups = (uint32_t)w->iNumElementGroups;
     for (int i = 0; i < SWEEP_QUARTER * SWEEP_QUARTER; i++) {
         uint32_t uiPixel = puiPixels[i] & uiMask;

@@ -2,6 +2,9 @@
 #pragma once
 #include "tools/model_writer.h"
 
+// The sample house from Debian's assimp-testmodels
+#define SAMPLE_HOUSE "/usr/share/assimp/models/IFC/AC14-FZK-Haus.ifc"
+
 // An element of one box mesh
 TwExportElement twTest_Box(float x0, float y0, float z0, float x1, float y1, float z1, int iType, int iMaterial,
                            int iLayer = 0);

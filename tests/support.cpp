@@ -10,8 +10,10 @@
 #include "engine/log.h"
 #include "engine/memory.h"
 #include "engine/timer.h"
+#include "interface/layers.h"
 #include "platform/ogl.h"
 #include "platform/window.h"
+#include "world/world.h"
 
 static std::string s_dir;
 
@@ -144,4 +146,17 @@ void twTest_StopGl(void)
     twOgl_Free();
     twWindow_Free();
     twTest_StopServices();
+}
+
+int twTest_StartWorld(int iWidth, int iHeight, int bUseVbo)
+{
+    twTest_StartGl(iWidth, iHeight);
+    return twLayers_Init(12) && twWorld_Init(iWidth, iHeight, bUseVbo);
+}
+
+void twTest_StopWorld(void)
+{
+    twWorld_Shutdown();
+    twLayers_Free();
+    twTest_StopGl();
 }

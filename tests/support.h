@@ -28,5 +28,8 @@ void twTest_PutBytes(std::vector<uint8_t>* pOut, const void* p, size_t n);
 // the program's own file is the built Ambulon.exe, so its resources are found.
 void twTest_StartGl(int iWidth, int iHeight);
 void twTest_StopGl(void);
+// The GL services, the layer table and the world record, for tests that load models; 1 or 0
+int twTest_StartWorld(int iWidth, int iHeight, int bUseVbo);
+void twTest_StopWorld(void);
 // Runs the pack tool: output = bare + resources, with a Master entry. Returns its exit code.
 int twTest_MakePack(const std::string& output, const std::string& bare, const std::vector<std::string>& resources);

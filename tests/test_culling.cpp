@@ -21,16 +21,12 @@ struct Culling : ::testing::Test {
     static std::string dir;
     static void SetUpTestSuite()
     {
-        twTest_StartGl(SIDE, SIDE);
+        ASSERT_EQ(twTest_StartWorld(SIDE, SIDE, 1), 1);
         dir = twTest_Dir();
-        ASSERT_EQ(twLayers_Init(12), 1);
-        ASSERT_EQ(twWorld_Init(SIDE, SIDE, 1), 1);
     }
     static void TearDownTestSuite()
     {
-        twWorld_Shutdown();
-        twLayers_Free();
-        twTest_StopGl();
+        twTest_StopWorld();
     }
     void TearDown() override { twWorld_Free(); }
     void Load(const TwExportModel& m)

@@ -14,25 +14,21 @@
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "tests/support.h"
+#include "tests/sample_model.h"
 #include "tools/model_writer.h"
 #include "world/world.h"
 
-#define SAMPLE_HOUSE "/usr/share/assimp/models/IFC/AC14-FZK-Haus.ifc"
 
 struct Export : ::testing::Test {
     static std::string dir;
     static void SetUpTestSuite()
     {
-        twTest_StartGl(64, 64);
+        ASSERT_EQ(twTest_StartWorld(64, 64, 0), 1);
         dir = twTest_Dir();
-        ASSERT_EQ(twLayers_Init(12), 1);
-        ASSERT_EQ(twWorld_Init(64, 64, 0), 1);
     }
     static void TearDownTestSuite()
     {
-        twWorld_Shutdown();
-        twLayers_Free();
-        twTest_StopGl();
+        twTest_StopWorld();
     }
     void TearDown() override { twWorld_Free(); }
 

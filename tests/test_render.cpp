@@ -17,19 +17,15 @@ struct Render : ::testing::Test {
     static double dCompileSeconds;
     static void SetUpTestSuite()
     {
-        twTest_StartGl(160, 120);
+        ASSERT_EQ(twTest_StartWorld(160, 120, 1), 1);
         dir = twTest_Dir();
-        ASSERT_EQ(twLayers_Init(12), 1);
-        ASSERT_EQ(twWorld_Init(160, 120, 1), 1);
         double dStart = twTimer_Seconds();
         ASSERT_EQ(twWorld_InitShaders(), 1);
         dCompileSeconds = twTimer_Seconds() - dStart;
     }
     static void TearDownTestSuite()
     {
-        twWorld_Shutdown();
-        twLayers_Free();
-        twTest_StopGl();
+        twTest_StopWorld();
     }
 };
 std::string Render::dir;

@@ -25,16 +25,12 @@ struct World : ::testing::Test {
 
     static void SetUpTestSuite()
     {
-        twTest_StartGl(64, 64);
+        ASSERT_EQ(twTest_StartWorld(64, 64, 0), 1);
         dir = twTest_Dir();
-        ASSERT_EQ(twLayers_Init(12), 1);
-        ASSERT_EQ(twWorld_Init(64, 64, 0), 1);
     }
     static void TearDownTestSuite()
     {
-        twWorld_Shutdown();
-        twLayers_Free();
-        twTest_StopGl();
+        twTest_StopWorld();
     }
     void SetUp() override
     {

@@ -11,7 +11,6 @@
 
 #define VIS_TAG "twWorld_CreateVisibilityArrays"
 #define OCC_TAG "twWorld_CreateVisibilityOccluders"
-#define VIS_VERTEX_BYTES 16    // position and the group's id
 #define BOX_CORNERS 8
 #define BOX_INDICES 30         // twelve edges and three space diagonals
 #define U16_LIMIT 65535
@@ -26,11 +25,6 @@ static const uint16_t s_ausBoxLines[BOX_INDICES] = {3, 0, 2, 1, 6, 5, 7, 4, 0, 1
 static const float s_afJitter[9][3] = {{0.1f, 0.1f, 0},  {0, 0.1f, 0}, {0, 0, 0.1f},
                                        {0.1f, -0.1f, 0}, {0, 0.1f, 0}, {0, 0, -0.1f},
                                        {0.1f, -0.1f, 0}, {0, -0.1f, 0}, {0, 0, 0.1f}};
-
-const uint16_t* twWorld_GetBoxLines(void)
-{
-    return s_ausBoxLines;
-}
 
 void twWorld_GetBoxCorner(const float* pvCentre, const float* pvHalfSize, int iCorner, float* pvOut)
 {
@@ -55,8 +49,8 @@ static void AddBox(const float* pvCentre, const float* pvHalfSize, int bJitter, 
             for (int i = 0; i < 3; i++)
                 afPos[i] += pJ[i];
         }
-        memcpy(pucVerts + c * VIS_VERTEX_BYTES, afPos, sizeof(afPos));
-        memcpy(pucVerts + c * VIS_VERTEX_BYTES + 12, &uiId, 4);
+        memcpy(pucVerts + c * TW_VIS_VERTEX_BYTES, afPos, sizeof(afPos));
+        memcpy(pucVerts + c * TW_VIS_VERTEX_BYTES + 12, &uiId, 4);
     }
     for (int i = 0; i < BOX_INDICES; i++)
         pusIndices[i] = (uint16_t)(s_ausBoxLines[i] + iFirst);
@@ -81,7 +75,7 @@ int twWorld_CreateVisibilityArrays(void)
         pGroup->usNumGroupVisIndices = BOX_INDICES;
         iTotal += pGroup->usNumVisIndices;
         pGroup->pVisVerts =
-            (float*)twMem_Malloc((uint32_t)pGroup->usNumVisVerts * VIS_VERTEX_BYTES, "pElementGroup->pVisVerts");
+            (float*)twMem_Malloc((uint32_t)pGroup->usNumVisVerts * TW_VIS_VERTEX_BYTES, "pElementGroup->pVisVerts");
         if (!pGroup->pVisVerts) {
             twLogError(VIS_TAG, "!malloc : pElementGroup->pVisVerts\n");
             return 0;
@@ -96,10 +90,10 @@ int twWorld_CreateVisibilityArrays(void)
         AddBox(pGroup->vCentre, pGroup->vHalfSize, 1, uiId, pucVerts, pGroup->pusVisIndices, 0);
         for (int b = 1; b < iBoxes; b++) {
             const TwElement* pElement = pGroup->ppElements[b - 1];
-            AddBox(pElement->vCentre, pElement->vHalfSize, 0, uiId, pucVerts + b * BOX_CORNERS * VIS_VERTEX_BYTES,
+            AddBox(pElement->vCentre, pElement->vHalfSize, 0, uiId, pucVerts + b * BOX_CORNERS * TW_VIS_VERTEX_BYTES,
                    pGroup->pusVisIndices + b * BOX_INDICES, b * BOX_CORNERS);
         }
-        pGroup->hVboVisVerts = twOgl_CreateVbo(0, 0, pGroup->usNumVisVerts * VIS_VERTEX_BYTES, pGroup->pVisVerts);
+        pGroup->hVboVisVerts = twOgl_CreateVbo(0, 0, pGroup->usNumVisVerts * TW_VIS_VERTEX_BYTES, pGroup->pVisVerts);
         if (pGroup->hVboVisVerts) {
             pGroup->hVboVisIndices = twOgl_CreateVbo(0, 1, pGroup->usNumVisIndices * 2, pGroup->pusVisIndices);
             if (!pGroup->hVboVisIndices) {
@@ -193,7 +187,7 @@ int twWorld_CreateVisibilityOccluders(void)
     }
     if (iMaxVerts > U16_LIMIT)
         iMaxVerts = U16_LIMIT;
-    int iWorkBytes = (iMaxVerts + 1) * VIS_VERTEX_BYTES;
+    int iWorkBytes = (iMaxVerts + 1) * TW_VIS_VERTEX_BYTES;
     float* pfWork = (float*)twMem_GetTempBuffer(iWorkBytes, 1);
     int bOwnWork = !pfWork;
     if (bOwnWork) {
@@ -230,13 +224,13 @@ int twWorld_CreateVisibilityOccluders(void)
             break;
         }
         pGroup->pOccluderVerts =
-            (float*)twMem_Malloc((uint32_t)pGroup->usNumOccluderVerts * VIS_VERTEX_BYTES, "pElementGroup->pOccluderVerts");
+            (float*)twMem_Malloc((uint32_t)pGroup->usNumOccluderVerts * TW_VIS_VERTEX_BYTES, "pElementGroup->pOccluderVerts");
         if (!pGroup->pOccluderVerts) {
             twLogError(OCC_TAG, "!malloc : pOccluderVerts\n");
             bOk = 0;
             break;
         }
-        memcpy(pGroup->pOccluderVerts, pfWork, (size_t)pGroup->usNumOccluderVerts * VIS_VERTEX_BYTES);
+        memcpy(pGroup->pOccluderVerts, pfWork, (size_t)pGroup->usNumOccluderVerts * TW_VIS_VERTEX_BYTES);
         uiIndices += (uint32_t)iCount;
         uiVerts += pGroup->usNumOccluderVerts;
         uiReused += build.uiReused;

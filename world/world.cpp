@@ -15,21 +15,6 @@ TwWorld* pWorld = nullptr;
 #define OC_SIZE 512
 #define EXPOSURE_SIZE 256
 
-static TwTexture* LoadFlare(const char* pstrResource, const char* pstrField)
-{
-    const char* pstrTag = "twWorld_Init";
-    FILE* pFile = twCore_GetResource(pstrResource, nullptr);
-    if (!pFile) {
-        twLogError(pstrTag, "!twCore_GetResource : %s\n", pstrResource);
-        return nullptr;
-    }
-    TwTexture* pTexture = twOgl_LoadTexture(pstrResource, pFile, GL_RGBA, 1, 0, 2);
-    fclose(pFile);
-    if (!pTexture)
-        twLogError(pstrTag, "!twOgl_LoadTexture : %s\n", pstrField);
-    return pTexture;
-}
-
 // The exposure curve: 256 luminance bytes as a 1D texture
 static TwTexture* LoadExposure(void)
 {
@@ -71,13 +56,6 @@ static void FreeBlock(void* pBlock)
 {
     if (pBlock)
         twMem_Free(pBlock);
-}
-
-static void FreeTexture(TwTexture** ppTexture)
-{
-    if (*ppTexture)
-        twOgl_FreeTexture(*ppTexture);
-    *ppTexture = nullptr;
 }
 
 static void FreeBatches(TwList* pBatchList)
@@ -174,10 +152,10 @@ int twWorld_Init(int iWidth, int iHeight, int bUseVbo)
         twLogError(pstrTag, "!twOgl_CreateTexture : pOcTex\n");
         return 0;
     }
-    pWorld->pFlareTex = LoadFlare("Flare.tga", "pFlareTex");
+    pWorld->pFlareTex = twOgl_LoadResourceTexture("Flare.tga", "Flare.tga", "pFlareTex", pstrTag);
     if (!pWorld->pFlareTex)
         return 0;
-    pWorld->pFlareTex2 = LoadFlare("Flare2.tga", "pFlareTex2");
+    pWorld->pFlareTex2 = twOgl_LoadResourceTexture("Flare2.tga", "Flare2.tga", "pFlareTex2", pstrTag);
     if (!pWorld->pFlareTex2)
         return 0;
     pWorld->pExposureTexture = LoadExposure();
@@ -257,10 +235,10 @@ void twWorld_Shutdown(void)
         return;
     twLog("twWorld_Shutdown", "Freeing world\n");
     twWorld_Free();
-    FreeTexture(&pWorld->pOcTex);
-    FreeTexture(&pWorld->pFlareTex);
-    FreeTexture(&pWorld->pFlareTex2);
-    FreeTexture(&pWorld->pExposureTexture);
+    twOgl_ReleaseTexture(&pWorld->pOcTex);
+    twOgl_ReleaseTexture(&pWorld->pFlareTex);
+    twOgl_ReleaseTexture(&pWorld->pFlareTex2);
+    twOgl_ReleaseTexture(&pWorld->pExposureTexture);
     twMem_Free(pWorld);
     pWorld = nullptr;
 }

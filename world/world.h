@@ -53,6 +53,7 @@ struct TwTreeItem;
 #define TW_FP_GREY 0x100
 #define TW_FP_WHITE 0x200
 
+#define TW_VIS_VERTEX_BYTES 16 // visibility and occluder vertices: position and a 32-bit word
 #define TW_LOAD_STEPS 12 // 0 the file's reading, 1 to 11 the post-load steps
 
 #define TW_BSP_MAX_TRIS_IN_LEAF 2000
@@ -291,7 +292,6 @@ int twWorld_ClassifyTriangle(const float* pCentre, const float* pSplit, const fl
 int twWorld_CreateVisibilityArrays(void);
 int twWorld_CreateVisibilityOccluders(void);
 void twWorld_GetBoxCorner(const float* pvCentre, const float* pvHalfSize, int iCorner, float* pvOut);
-const uint16_t* twWorld_GetBoxLines(void); // the 15 line pairs of a visibility box
 // tree.cpp
 int twWorld_CreateElementGroupBsp(void);
 // element_groups.cpp
