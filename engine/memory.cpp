@@ -179,5 +179,4 @@ int twMem_Shutdown(void)
 }
 
 void* twMem_PlainMalloc(uint64_t uiSize) { return malloc(uiSize); }
-void* twMem_PlainRealloc(void* pBlock, uint64_t uiSize) { return realloc(pBlock, uiSize); }
 void twMem_PlainFree(void* pBlock) { free(pBlock); }

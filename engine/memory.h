@@ -32,5 +32,4 @@ int twMem_Shutdown(void);                                  // frees the temp buf
 uint32_t twMem_GetUsed(void);
 // Thin forwarders to the plain allocator, for blocks that want no chunk header
 void* twMem_PlainMalloc(uint64_t uiSize);
-void* twMem_PlainRealloc(void* pBlock, uint64_t uiSize);
 void twMem_PlainFree(void* pBlock);

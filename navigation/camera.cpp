@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "engine/log.h"
+#include "engine/vector.h"
 #include "world/world.h"
 
 TwCamera* pCam = nullptr;
@@ -18,34 +19,6 @@ TwCamera* pSunCam = nullptr;
 #define ZOOM_OUT 1.25f
 #define ZOOM_IN 0.8f
 #define PAN_STEP 0.25f             // metres a mouse count
-
-static float Length(const float* v)
-{
-    return sqrtf(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
-}
-
-static void Normalize(float* v)
-{
-    float f = Length(v);
-    if (f > 0) {
-        v[0] /= f;
-        v[1] /= f;
-        v[2] /= f;
-    }
-}
-
-static void Cross(const float* a, const float* b, float* pOut)
-{
-    float x = a[1] * b[2] - a[2] * b[1], y = a[2] * b[0] - a[0] * b[2], z = a[0] * b[1] - a[1] * b[0];
-    pOut[0] = x;
-    pOut[1] = y;
-    pOut[2] = z;
-}
-
-static float Dot(const float* a, const float* b)
-{
-    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
 
 // Column-major 4 x 4 matrices, as GL takes them
 static void Identity(float* m)
@@ -93,41 +66,29 @@ static void ViewMatrix(float fPitch, float fYaw, float fRoll, const float* pvPos
     Multiply(r, t, pOut);
 }
 
+// The determinant of the 3 x 3 matrix left when a row and a column are struck out
+static float Minor(const float* m, int iRow, int iCol)
+{
+    float a[9];
+    int n = 0;
+    for (int c = 0; c < 4; c++)
+        for (int r = 0; r < 4 && c != iCol; r++)
+            if (r != iRow)
+                a[n++] = m[c * 4 + r];
+    return a[0] * (a[4] * a[8] - a[7] * a[5]) - a[3] * (a[1] * a[8] - a[7] * a[2]) +
+           a[6] * (a[1] * a[5] - a[4] * a[2]);
+}
+
+// The inverse by cofactors: its entry at row r, column c is the cofactor of row c, column r
+// over the determinant. A singular matrix gives the identity.
 static int Invert(const float* m, float* pOut)
 {
     float inv[16];
-    inv[0] = m[5] * m[10] * m[15] - m[5] * m[11] * m[14] - m[9] * m[6] * m[15] + m[9] * m[7] * m[14] +
-             m[13] * m[6] * m[11] - m[13] * m[7] * m[10];
-    inv[4] = -m[4] * m[10] * m[15] + m[4] * m[11] * m[14] + m[8] * m[6] * m[15] - m[8] * m[7] * m[14] -
-             m[12] * m[6] * m[11] + m[12] * m[7] * m[10];
-    inv[8] = m[4] * m[9] * m[15] - m[4] * m[11] * m[13] - m[8] * m[5] * m[15] + m[8] * m[7] * m[13] +
-             m[12] * m[5] * m[11] - m[12] * m[7] * m[9];
-    inv[12] = -m[4] * m[9] * m[14] + m[4] * m[10] * m[13] + m[8] * m[5] * m[14] - m[8] * m[6] * m[13] -
-              m[12] * m[5] * m[10] + m[12] * m[6] * m[9];
-    inv[1] = -m[1] * m[10] * m[15] + m[1] * m[11] * m[14] + m[9] * m[2] * m[15] - m[9] * m[3] * m[14] -
-             m[13] * m[2] * m[11] + m[13] * m[3] * m[10];
-    inv[5] = m[0] * m[10] * m[15] - m[0] * m[11] * m[14] - m[8] * m[2] * m[15] + m[8] * m[3] * m[14] +
-             m[12] * m[2] * m[11] - m[12] * m[3] * m[10];
-    inv[9] = -m[0] * m[9] * m[15] + m[0] * m[11] * m[13] + m[8] * m[1] * m[15] - m[8] * m[3] * m[13] -
-             m[12] * m[1] * m[11] + m[12] * m[3] * m[9];
-    inv[13] = m[0] * m[9] * m[14] - m[0] * m[10] * m[13] - m[8] * m[1] * m[14] + m[8] * m[2] * m[13] +
-              m[12] * m[1] * m[10] - m[12] * m[2] * m[9];
-    inv[2] = m[1] * m[6] * m[15] - m[1] * m[7] * m[14] - m[5] * m[2] * m[15] + m[5] * m[3] * m[14] +
-             m[13] * m[2] * m[7] - m[13] * m[3] * m[6];
-    inv[6] = -m[0] * m[6] * m[15] + m[0] * m[7] * m[14] + m[4] * m[2] * m[15] - m[4] * m[3] * m[14] -
-             m[12] * m[2] * m[7] + m[12] * m[3] * m[6];
-    inv[10] = m[0] * m[5] * m[15] - m[0] * m[7] * m[13] - m[4] * m[1] * m[15] + m[4] * m[3] * m[13] +
-              m[12] * m[1] * m[7] - m[12] * m[3] * m[5];
-    inv[14] = -m[0] * m[5] * m[14] + m[0] * m[6] * m[13] + m[4] * m[1] * m[14] - m[4] * m[2] * m[13] -
-              m[12] * m[1] * m[6] + m[12] * m[2] * m[5];
-    inv[3] = -m[1] * m[6] * m[11] + m[1] * m[7] * m[10] + m[5] * m[2] * m[11] - m[5] * m[3] * m[10] -
-             m[9] * m[2] * m[7] + m[9] * m[3] * m[6];
-    inv[7] = m[0] * m[6] * m[11] - m[0] * m[7] * m[10] - m[4] * m[2] * m[11] + m[4] * m[3] * m[10] +
-             m[8] * m[2] * m[7] - m[8] * m[3] * m[6];
-    inv[11] = -m[0] * m[5] * m[11] + m[0] * m[7] * m[9] + m[4] * m[1] * m[11] - m[4] * m[3] * m[9] -
-              m[8] * m[1] * m[7] + m[8] * m[3] * m[5];
-    inv[15] = m[0] * m[5] * m[10] - m[0] * m[6] * m[9] - m[4] * m[1] * m[10] + m[4] * m[2] * m[9] +
-              m[8] * m[1] * m[6] - m[8] * m[2] * m[5];
+    for (int c = 0; c < 4; c++)
+        for (int r = 0; r < 4; r++) {
+            float f = Minor(m, c, r);
+            inv[c * 4 + r] = (r + c) % 2 ? -f : f;
+        }
     float fDet = m[0] * inv[0] + m[1] * inv[4] + m[2] * inv[8] + m[3] * inv[12];
     if (fDet == 0) {
         Identity(pOut);
@@ -148,7 +109,7 @@ static void FrustumPlanes(TwCamera* c)
         float* v = c->vFrustum[p];
         for (int k = 0; k < 4; k++)
             v[k] = m[3 + k * 4] + afSign[p] * m[aiRow[p] + k * 4];
-        float f = Length(v);
+        float f = twVec_Length(v);
         if (f > 0)
             for (int k = 0; k < 4; k++)
                 v[k] /= f;
@@ -217,11 +178,11 @@ int twCamera_LookAt(TwCamera* c, const float* pTarget)
 {
     float v[3] = {pTarget[0] - c->vPos[0], pTarget[1] - c->vPos[1], pTarget[2] - c->vPos[2]};
     // a target at the eye has no direction: the camera keeps its own
-    if (Length(v) == 0) {
+    if (twVec_Length(v) == 0) {
         twLogError("twCamera_LookAt", "!target at the eye\n");
         return 0;
     }
-    Normalize(v);
+    twVec_Normalize(v);
     memcpy(c->vDir, v, sizeof(v));
     c->fPitch = asinf(v[1]) * TW_RAD;
     c->fYaw = atan2f(v[0], v[2]) * TW_RAD + 180.0f;
@@ -248,7 +209,7 @@ void twCamera_DirFromAngles(float fPitch, float fYaw, float* pDirOut)
     pDirOut[0] = -sinf(fYaw * TW_DEG);
     pDirOut[1] = tanf(fPitch * TW_DEG);
     pDirOut[2] = -cosf(fYaw * TW_DEG);
-    Normalize(pDirOut);
+    twVec_Normalize(pDirOut);
 }
 
 void twCamera_GetUp(const float* pDir, float* pUp)
@@ -268,9 +229,9 @@ void twCamera_GetUp(const float* pDir, float* pUp)
 void twCamera_UpdateMatrices(TwCamera* c, int bFrustum)
 {
     if (c->bTopView) {
-        float afDelta[3] = {c->vOrthoCentre[0] - c->vOrthoEye[0], c->vOrthoCentre[1] - c->vOrthoEye[1],
-                            c->vOrthoCentre[2] - c->vOrthoEye[2]};
-        c->fOrthoDist = Length(afDelta);
+        float afDelta[3];
+        twVec_Sub(c->vOrthoCentre, c->vOrthoEye, afDelta);
+        c->fOrthoDist = twVec_Length(afDelta);
         float d = c->fOrthoDist + c->fOrthoDepth;
         OrthoProjection(c, 1.0f / c->fOrthoHalfWidth, 1.0f / (c->fInvAspect * c->fOrthoHalfWidth), -1.0f / d);
         ViewMatrix(c->fOrthoPitch, c->fOrthoYaw, c->fOrthoRoll, c->vOrthoCentre, c->mView);
@@ -307,11 +268,10 @@ int twCamera_BoxInFrustum(const TwCamera* c, const float* pCentre, const float* 
     for (int p = 0; p < 4; p++) {
         const float* v = c->vFrustum[p];
         int bAnyInside = 0;
-        for (int k = 0; k < 8 && !bAnyInside; k++) {
-            float x = pCentre[0] + ((k & 1) ^ ((k >> 1) & 1) ? pHalfSize[0] : -pHalfSize[0]);
-            float y = pCentre[1] + (k & 2 ? pHalfSize[1] : -pHalfSize[1]);
-            float z = pCentre[2] + (k & 4 ? pHalfSize[2] : -pHalfSize[2]);
-            if (v[0] * x + v[1] * y + v[2] * z + v[3] > 0)
+        for (int k = 0; k < TW_BOX_CORNERS && !bAnyInside; k++) {
+            float afCorner[3];
+            twBox_Corner(pCentre, pHalfSize, k, afCorner);
+            if (twVec_Dot(v, afCorner) + v[3] > 0)
                 bAnyInside = 1;
         }
         if (!bAnyInside)
@@ -351,16 +311,15 @@ int twWorld_PlaceSunCamera(TwCamera* c)
     twCamera_DirFromAngles(c->fOrthoPitch, c->fOrthoYaw, c->vOrthoDir);
     for (int i = 0; i < 3; i++)
         c->vOrthoEyePos[i] = c->vOrthoCentre[i] - c->vOrthoDir[i] * pWorld->fBuildingRadius;
-    c->fOrthoD = -Dot(c->vOrthoEyePos, c->vOrthoDir);
+    c->fOrthoD = -twVec_Dot(c->vOrthoEyePos, c->vOrthoDir);
     float afUp[3], afSide[3];
     twCamera_GetUp(c->vOrthoDir, afUp);
-    Cross(c->vOrthoDir, afUp, afSide);
+    twVec_Cross(c->vOrthoDir, afUp, afSide);
     float fHalfWidth = -999999.0f, fHalfHeight = -999999.0f;
-    for (int k = 0; k < 8; k++) {
-        float afOffset[3] = {(k & 1) ^ ((k >> 1) & 1) ? pWorld->vBuildingHalfSize[0] : -pWorld->vBuildingHalfSize[0],
-                             k & 2 ? pWorld->vBuildingHalfSize[1] : -pWorld->vBuildingHalfSize[1],
-                             k & 4 ? pWorld->vBuildingHalfSize[2] : -pWorld->vBuildingHalfSize[2]};
-        float fSide = fabsf(Dot(afOffset, afSide)), fUp = fabsf(Dot(afOffset, afUp));
+    for (int k = 0; k < TW_BOX_CORNERS; k++) {
+        float afOffset[3];
+        twBox_Corner(nullptr, pWorld->vBuildingHalfSize, k, afOffset);
+        float fSide = fabsf(twVec_Dot(afOffset, afSide)), fUp = fabsf(twVec_Dot(afOffset, afUp));
         if (fSide > fHalfWidth)
             fHalfWidth = fSide;
         if (fUp > fHalfHeight)
@@ -389,9 +348,7 @@ void twWorld_SetCameraRange(TwCamera* c, float* pfNear, float* pfFar)
         fNear = NEAR_CLOSE;
     if (bInside)
         fNear = NEAR_INSIDE;
-    float afDelta[3] = {c->vPos[0] - pWorld->vCentre[0], c->vPos[1] - pWorld->vCentre[1],
-                        c->vPos[2] - pWorld->vCentre[2]};
-    float fFar = Length(afDelta) + pWorld->fRadius;
+    float fFar = sqrtf(twVec_DistanceSq(c->vPos, pWorld->vCentre)) + pWorld->fRadius;
     if (fFar < MIN_FAR)
         fFar = MIN_FAR;
     c->fNear = fNear;

@@ -1,7 +1,7 @@
-#include <math.h>
 #include <string.h>
 
 #include "engine/timer.h"
+#include "engine/vector.h"
 #include "navigation/camera.h"
 
 #define MAX_STEP_SECONDS 0.4f    // a slower frame moves nothing: no tunnelling after a stall
@@ -16,14 +16,6 @@
 #define RISE_RATE 4.0f           // rising a quarter
 #define ROLL_RATE 20.0f          // degrees a second
 
-static void Cross(const float* a, const float* b, float* pOut)
-{
-    float x = a[1] * b[2] - a[2] * b[1], y = a[2] * b[0] - a[0] * b[2], z = a[0] * b[1] - a[1] * b[0];
-    pOut[0] = x;
-    pOut[1] = y;
-    pOut[2] = z;
-}
-
 void twCamera_Update(TwCamera* c, int bCollide)
 {
     float dt = twTimer_GetDelta();
@@ -36,12 +28,12 @@ void twCamera_Update(TwCamera* c, int bCollide)
     if (c->bResetPitch)
         c->fPitch = 0;
     twCamera_DirFromAngles(c->fPitch, c->fYaw, c->vDir);
-    c->fDirD = -(c->vPos[0] * c->vDir[0] + c->vPos[1] * c->vDir[1] + c->vPos[2] * c->vDir[2]);
+    c->fDirD = -twVec_Dot(c->vPos, c->vDir);
     twCamera_GetUp(c->vDir, c->vUp);
     if (c->vDir[1] < -0.1f)
-        Cross(c->vUp, c->vDir, c->vRight);
+        twVec_Cross(c->vUp, c->vDir, c->vRight);
     else
-        Cross(c->vDir, c->vUp, c->vRight);
+        twVec_Cross(c->vDir, c->vUp, c->vRight);
     if (c->fVertical != 0) {
         c->vPos[1] += c->fVertical * c->fVerticalMul * c->fSpeedMul * dt;
         c->fVertical = 0;
@@ -67,8 +59,9 @@ void twCamera_Update(TwCamera* c, int bCollide)
     c->vPos[2] += c->vDir[2] * c->fForward * c->fStep;
     c->vPos[0] += c->vRight[0] * c->fStrafe * c->fStep;
     c->vPos[2] += c->vRight[2] * c->fStrafe * c->fStep;
-    float afMoved[3] = {c->vPos[0] - c->vPrevPos[0], c->vPos[1] - c->vPrevPos[1], c->vPos[2] - c->vPrevPos[2]};
-    c->fMoved = sqrtf(afMoved[0] * afMoved[0] + afMoved[1] * afMoved[1] + afMoved[2] * afMoved[2]);
+    float afMoved[3];
+    twVec_Sub(c->vPos, c->vPrevPos, afMoved);
+    c->fMoved = twVec_Length(afMoved);
     for (int i = 0; i < 3; i++)
         c->vMoved[i] = c->fMoved > 0 ? afMoved[i] / c->fMoved : 0;
     c->fSpeedMul = 1.0f;

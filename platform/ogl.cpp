@@ -9,6 +9,7 @@
 #include "engine/core.h"
 #include "engine/log.h"
 #include "engine/memory.h"
+#include "engine/vector.h"
 
 TwOgl* pOgl = nullptr;
 
@@ -64,23 +65,6 @@ static const struct {
 static const char* YesNo(int bFlag)
 {
     return bFlag ? "Yes" : "No";
-}
-
-static void Normalize(float* v)
-{
-    float fLen = sqrtf(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
-    if (fLen > 0.0f) {
-        v[0] /= fLen;
-        v[1] /= fLen;
-        v[2] /= fLen;
-    }
-}
-
-static void Cross(const float* a, const float* b, float* pOut)
-{
-    pOut[0] = a[1] * b[2] - a[2] * b[1];
-    pOut[1] = a[2] * b[0] - a[0] * b[2];
-    pOut[2] = a[0] * b[1] - a[1] * b[0];
 }
 
 // Compiles one ARB program; a syntax error is reported with its position and text.
@@ -299,7 +283,7 @@ int twOgl_CreateNormalizationCubeTexture(void)
                 case 4: v[0] = s; v[1] = -t; v[2] = fHalf; break;
                 default: v[0] = -s; v[1] = -t; v[2] = -fHalf; break;
                 }
-                Normalize(v);
+                twVec_Normalize(v);
                 for (int k = 0; k < 3; k++)
                     *p++ = (uint8_t)(int)(127.0f * v[k] + 127.0f);
             }
@@ -449,6 +433,20 @@ void twOgl_DrawRect(int iX, int iY, int iW, int iH, int bOutline)
     glEnd();
 }
 
+void twOgl_DrawFacingSquare(float fHalf, float fDistance)
+{
+    glBegin(GL_QUADS);
+    glTexCoord2f(0, 0);
+    glVertex3f(-fHalf, -fHalf, -fDistance);
+    glTexCoord2f(1, 0);
+    glVertex3f(fHalf, -fHalf, -fDistance);
+    glTexCoord2f(1, 1);
+    glVertex3f(fHalf, fHalf, -fDistance);
+    glTexCoord2f(0, 1);
+    glVertex3f(-fHalf, fHalf, -fDistance);
+    glEnd();
+}
+
 void twOgl_DrawImage(int iX, int iY, int iW, int iH, const TwTexture* pTexture, int bBlend)
 {
     if (!pTexture)
@@ -536,12 +534,12 @@ void twOgl_DrawCrossHair(void)
 void twOgl_LookAlong(const float* pvEye, const float* pvDir, const float* pvUp)
 {
     float afBack[3] = {-pvDir[0], -pvDir[1], -pvDir[2]};
-    Normalize(afBack);
+    twVec_Normalize(afBack);
     float afSide[3], afUp[3];
-    Cross(pvUp, afBack, afSide);
-    Normalize(afSide);
-    Cross(afBack, afSide, afUp);
-    Normalize(afUp);
+    twVec_Cross(pvUp, afBack, afSide);
+    twVec_Normalize(afSide);
+    twVec_Cross(afBack, afSide, afUp);
+    twVec_Normalize(afUp);
     float afMatrix[16] = {afSide[0], afUp[0], afBack[0], 0, afSide[1], afUp[1], afBack[1], 0,
                           afSide[2], afUp[2], afBack[2], 0, 0,         0,      0,         1};
     glMultMatrixf(afMatrix);

@@ -99,6 +99,7 @@ int twOgl_FreeVbo(uint32_t hVbo);
 void twOgl_DrawBox(const float* pvPos, const float* pvScale, int bLines); // scale is a half size
 void twOgl_DrawRotatedBox(const float* pvPos, const float* pvHalfSize, float fAngle);
 void twOgl_DrawRect(int iX, int iY, int iW, int iH, int bOutline);
+void twOgl_DrawFacingSquare(float fHalf, float fDistance); // textured, across -Z at that distance
 void twOgl_DrawImage(int iX, int iY, int iW, int iH, const TwTexture* pTexture, int bBlend); // 0 sizes: the texture's
 void twOgl_DrawBackground(int iW, int iH);  // vertical gradient behind everything
 void twOgl_DrawAxes(void);

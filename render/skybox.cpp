@@ -102,16 +102,7 @@ void twSkybox_Draw(const float* pvPos, float fAngle)
     glEnable(GL_TEXTURE_2D);
     for (int i = 0; i < TW_SKYBOX_SIDES; i++) {
         glBindTexture(GL_TEXTURE_2D, pSkybox->apSides[i]->hTexture);
-        glBegin(GL_QUADS);
-        glTexCoord2f(0, 0);
-        glVertex3f(-e, -e, -e);
-        glTexCoord2f(1, 0);
-        glVertex3f(e, -e, -e);
-        glTexCoord2f(1, 1);
-        glVertex3f(e, e, -e);
-        glTexCoord2f(0, 1);
-        glVertex3f(-e, e, -e);
-        glEnd();
+        twOgl_DrawFacingSquare(e, e);
         // the frame turns on after each side, so that the same quad makes the next one
         if (i == 3) {
             glRotatef(-90, 0, 1, 0);

@@ -34,16 +34,7 @@ void twWorld_DrawSunDisc(const float* pvPos, float fSkyAngle)
     glRotatef(fSkyAngle + 180.0f, 0, 1, 0);
     glEnable(GL_TEXTURE_2D);
     glBindTexture(GL_TEXTURE_2D, pWorld->pFlareTex ? pWorld->pFlareTex->hTexture : 0);
-    glBegin(GL_QUADS);
-    glTexCoord2f(0, 0);
-    glVertex3f(-SUN_DISC_HALF, -SUN_DISC_HALF, -SUN_DISC_DISTANCE);
-    glTexCoord2f(1, 0);
-    glVertex3f(SUN_DISC_HALF, -SUN_DISC_HALF, -SUN_DISC_DISTANCE);
-    glTexCoord2f(1, 1);
-    glVertex3f(SUN_DISC_HALF, SUN_DISC_HALF, -SUN_DISC_DISTANCE);
-    glTexCoord2f(0, 1);
-    glVertex3f(-SUN_DISC_HALF, SUN_DISC_HALF, -SUN_DISC_DISTANCE);
-    glEnd();
+    twOgl_DrawFacingSquare(SUN_DISC_HALF, SUN_DISC_DISTANCE);
     glDisable(GL_TEXTURE_2D);
     glPopMatrix();
     glDepthRange(0, 1);

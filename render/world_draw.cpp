@@ -3,6 +3,7 @@
 #include <stddef.h>
 #include <string.h>
 
+#include "engine/vector.h"
 #include "interface/layers.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
@@ -145,9 +146,7 @@ void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam
         }
         for (int g = 0; g < w->iNumElementGroups; g++) {
             const TwElementGroup* pGroup = &w->pElementGroups[g];
-            float afD[3] = {pCam->vPos[0] - pGroup->vCentre[0], pCam->vPos[1] - pGroup->vCentre[1],
-                            pCam->vPos[2] - pGroup->vCentre[2]};
-            float fDistSq = afD[0] * afD[0] + afD[1] * afD[1] + afD[2] * afD[2] - pGroup->fRadiusSq;
+            float fDistSq = twVec_DistanceSq(pCam->vPos, pGroup->vCentre) - pGroup->fRadiusSq;
             if (!twWorld_GroupSeen(pGroup->uiVisibleFrame) && fDistSq > TW_NEAR_GROUP_SQ)
                 continue;
             int bNear = bShadow && bSoftShadows && fDistSq < TW_SOFT_SHADOW_RANGE;
@@ -230,9 +229,7 @@ void twWorld_SetFixedLighting(int bOn, float fSunAzimuth, float fSunAltitude)
     glMaterialf(GL_FRONT, GL_SHININESS, FIXED_SHININESS);
     float a = fSunAzimuth * TW_DEG, b = fSunAltitude * TW_DEG;
     float afDir[4] = {sinf(a), tanf(b), cosf(a), 0};
-    float f = sqrtf(afDir[0] * afDir[0] + afDir[1] * afDir[1] + afDir[2] * afDir[2]);
-    for (int i = 0; i < 3; i++)
-        afDir[i] /= f;
+    twVec_Normalize(afDir);
     glLightfv(GL_LIGHT0, GL_POSITION, afDir);
     glLightfv(GL_LIGHT0, GL_DIFFUSE, pWorld->vSunColor);
     glLightfv(GL_LIGHT0, GL_SPECULAR, pWorld->vSunColor);

@@ -1,8 +1,8 @@
-#include <math.h>
 #include <string.h>
 
 #include "engine/log.h"
 #include "engine/memory.h"
+#include "engine/vector.h"
 #include "platform/ogl.h"
 #include "world/world.h"
 
@@ -16,29 +16,6 @@ struct Gather {
     uint16_t* pusIndices;
     TwBatch* pBatch;
 };
-
-static float HalfDiagonal(const float* pvHalfSize)
-{
-    return sqrtf(pvHalfSize[0] * pvHalfSize[0] + pvHalfSize[1] * pvHalfSize[1] + pvHalfSize[2] * pvHalfSize[2]);
-}
-
-void twCore_MergeBoxes(const float* pvCentreA, const float* pvHalfA, const float* pvCentreB, const float* pvHalfB,
-                       float* pvCentreOut, float* pvHalfOut)
-{
-    for (int i = 0; i < 3; i++) {
-        float fLow = TW_EMPTY_BOX_MIN, fHigh = -TW_EMPTY_BOX_MIN;
-        float afLow[2] = {pvCentreA[i] - pvHalfA[i], pvCentreB[i] - pvHalfB[i]};
-        float afHigh[2] = {pvCentreA[i] + pvHalfA[i], pvCentreB[i] + pvHalfB[i]};
-        for (int k = 0; k < 2; k++) {
-            if (afLow[k] < fLow)
-                fLow = afLow[k];
-            if (afHigh[k] > fHigh)
-                fHigh = afHigh[k];
-        }
-        pvCentreOut[i] = (fLow + fHigh) * 0.5f;
-        pvHalfOut[i] = (fHigh - fLow) * 0.5f;
-    }
-}
 
 // Puts an element into the group being built; its pointer goes to the scratch list.
 static void Join(TwElementGroup* pGroup, TwElement** ppScratch, TwElement* pElement)
@@ -71,7 +48,7 @@ int twWorld_CreateElementGroups(void)
         Join(pGroup, ppScratch, pFirst);
         memcpy(pGroup->vCentre, pFirst->vCentre, sizeof(pGroup->vCentre));
         memcpy(pGroup->vHalfSize, pFirst->vHalfSize, sizeof(pGroup->vHalfSize));
-        pGroup->fRadius = HalfDiagonal(pGroup->vHalfSize);
+        pGroup->fRadius = twVec_Length(pGroup->vHalfSize);
         pGroup->fRadiusSq = pGroup->fRadius * pGroup->fRadius;
         // one greedy pass: the merged box grows as elements join, and an element left
         // out is not looked at again
@@ -82,7 +59,7 @@ int twWorld_CreateElementGroups(void)
             float afCentre[3], afHalf[3];
             twCore_MergeBoxes(pGroup->vCentre, pGroup->vHalfSize, pElement->vCentre, pElement->vHalfSize, afCentre,
                               afHalf);
-            float fRadius = HalfDiagonal(afHalf);
+            float fRadius = twVec_Length(afHalf);
             if (fRadius > TW_GROUP_MAX_RADIUS)
                 continue;
             Join(pGroup, ppScratch, pElement);

@@ -2,18 +2,13 @@
 
 #include "engine/log.h"
 #include "engine/memory.h"
-#include "world/tree.h"
+#include "engine/vector.h"
 #include "world/world.h"
 
 #define BUILD_TAG "twWorld_CreatePhysBsp"
 #define RECURSE_TAG "twWorld_CreatePhysBspRecursive"
 #define TRI_BYTES (3 * sizeof(TwVertex*))
 #define NEARLY_ZERO 1e-30f // the Y extent never lets the size stop pass
-
-static int CollidesByType(int iType)
-{
-    return iType != 4 && iType != TW_TYPE_DOOR && !(iType >= 37 && iType <= 42);
-}
 
 static void MakeLeaf(TwBspVolume* pVolume)
 {
@@ -56,7 +51,7 @@ static int SplitVolume(TwBspVolume* pVolume)
         return 0;
     }
     float afAxis[3];
-    twTree_ChooseAxis(pVolume->vHalfSize, afAxis);
+    twBox_LongestAxis(pVolume->vHalfSize, afAxis);
     TwBspVolume* pFront = pVolume->pFront;
     TwBspVolume* pBack = pVolume->pBack;
     for (int t = 0; t < pVolume->iNumPhysTris; t++) {
@@ -84,12 +79,8 @@ static int SplitVolume(TwBspVolume* pVolume)
     w->uiBspRamUsed += (uint32_t)((pFront->iNumPhysTris + pBack->iNumPhysTris) * TRI_BYTES);
     if (w->uiBspRamUsed > w->uiBspMaxRamUsed)
         w->uiBspMaxRamUsed = w->uiBspRamUsed;
-    float afSplit[3] = {afAxis[0] * 0.5f, afAxis[1] * 0.5f, afAxis[2] * 0.5f};
-    for (int i = 0; i < 3; i++) {
-        pFront->vHalfSize[i] = pBack->vHalfSize[i] = pVolume->vHalfSize[i] - afSplit[i];
-        pFront->vCentre[i] = pVolume->vCentre[i] + afSplit[i];
-        pBack->vCentre[i] = pVolume->vCentre[i] - afSplit[i];
-    }
+    twBox_Halve(pVolume->vCentre, pVolume->vHalfSize, afAxis, pVolume->vSplit, pFront->vCentre, pFront->vHalfSize,
+                pBack->vCentre, pBack->vHalfSize);
     int iFront = 0, iBack = 0;
     for (int t = 0; t < pVolume->iNumPhysTris; t++) {
         TwVertex** pp = &pVolume->ppPhysTris[t * 3];
@@ -103,7 +94,6 @@ static int SplitVolume(TwBspVolume* pVolume)
     twMem_Free(pVolume->ppPhysTris);
     pVolume->ppPhysTris = nullptr;
     w->uiBspRamUsed -= (uint32_t)(pVolume->iNumPhysTris * TRI_BYTES);
-    memcpy(pVolume->vSplit, afSplit, sizeof(afSplit));
     return 1;
 }
 
@@ -141,7 +131,7 @@ TwBspVolume* twWorld_CreateNewVolume(void)
 int twWorld_ClassifyTriangle(const float* pCentre, const float* pSplit, const float* pV0, const float* pV1,
                              const float* pV2)
 {
-    int iAxis = pSplit[0] != 0 ? 0 : (pSplit[1] != 0 ? 1 : 2);
+    int iAxis = twBox_AxisOf(pSplit);
     int iFront = (pV0[iAxis] >= pCentre[iAxis]) + (pV1[iAxis] >= pCentre[iAxis]) + (pV2[iAxis] >= pCentre[iAxis]);
     if (iFront == 3)
         return 1;
@@ -174,7 +164,7 @@ int twWorld_CreatePhysBsp(void)
     int iNext = 0;
     for (int e = 0; e < w->iNumElements; e++) {
         const TwElement* pElement = &w->pElements[e];
-        if (!CollidesByType(pElement->iType))
+        if (!twWorld_CollidesByType(pElement->iType))
             continue;
         for (int m = 0; m < pElement->iNumMeshes; m++) {
             TwMesh* pMesh = &pElement->pMeshes[m];

@@ -1,9 +1,9 @@
-#include <math.h>
 #include <string.h>
 
 #include "engine/log.h"
 #include "engine/memory.h"
 #include "engine/timer.h"
+#include "engine/vector.h"
 #include "navigation/camera.h"
 #include "world/tree.h"
 #include "world/world.h"
@@ -12,25 +12,11 @@
 #define TOP_VIEW_PITCH -45.0f
 #define TOP_VIEW_YAW 45.0f
 
-// Centre form and radius of a box in corner form
-static void CentreForm(const float* pvMin, const float* pvMax, float* pvCentre, float* pvHalfSize, float* pfRadius,
-                       float* pfRadiusSq)
-{
-    float afDiagonal[3];
-    for (int i = 0; i < 3; i++) {
-        pvCentre[i] = (pvMin[i] + pvMax[i]) * 0.5f;
-        pvHalfSize[i] = (pvMax[i] - pvMin[i]) * 0.5f;
-        afDiagonal[i] = pvMax[i] - pvMin[i];
-    }
-    *pfRadius = 0.5f * sqrtf(afDiagonal[0] * afDiagonal[0] + afDiagonal[1] * afDiagonal[1] +
-                             afDiagonal[2] * afDiagonal[2]);
-    *pfRadiusSq = *pfRadius * *pfRadius;
-}
-
 static void FinalizeBoundingVolumes(TwCamera* pCam)
 {
     TwWorld* w = pWorld;
-    CentreForm(w->vMin, w->vMax, w->vCentre, w->vHalfSize, &w->fRadius, &w->fRadiusSq);
+    w->fRadius = twBox_CentreForm(w->vMin, w->vMax, w->vCentre, w->vHalfSize);
+    w->fRadiusSq = w->fRadius * w->fRadius;
     if (pCam) {
         // the lowest point of the model is a floor nobody falls below
         pCam->fGroundY = w->vCentre[1] - w->vHalfSize[1];
@@ -42,8 +28,8 @@ static void FinalizeBoundingVolumes(TwCamera* pCam)
         memcpy(pCam->vOrthoEye, w->vCentre, sizeof(w->vCentre));
         pCam->fOrthoDepth = pCam->fOrthoHalfWidth = pCam->fOrthoHalfHeight = w->fRadius;
     }
-    CentreForm(w->vBuildingMin, w->vBuildingMax, w->vBuildingCentre, w->vBuildingHalfSize, &w->fBuildingRadius,
-               &w->fBuildingRadiusSq);
+    w->fBuildingRadius = twBox_CentreForm(w->vBuildingMin, w->vBuildingMax, w->vBuildingCentre, w->vBuildingHalfSize);
+    w->fBuildingRadiusSq = w->fBuildingRadius * w->fBuildingRadius;
 }
 
 // Notes the seconds a step took and starts the next one's clock

@@ -5,6 +5,7 @@
 
 #include "engine/log.h"
 #include "engine/memory.h"
+#include "engine/vector.h"
 #include "world/world.h"
 
 #define BUILD_TAG "twTree_Build"
@@ -20,21 +21,6 @@ static_assert(offsetof(TwElementGroup, vCentre) == offsetof(TwTreeItem, vCentre)
 static_assert(offsetof(TwElementGroup, vHalfSize) == offsetof(TwTreeItem, vHalfSize), "group opens with an item");
 static_assert(offsetof(TwElementGroup, uiVisibleFrame) == offsetof(TwTreeItem, uiStamp), "group opens with an item");
 static_assert(offsetof(TwElementGroup, pData) == offsetof(TwTreeItem, pData), "group opens with an item");
-
-void twTree_ChooseAxis(const float* pHalfSize, float* pAxisOut)
-{
-    // X, then Y if strictly longer, then Z if strictly longer than the best
-    pAxisOut[0] = pHalfSize[0];
-    pAxisOut[1] = pAxisOut[2] = 0;
-    if (pHalfSize[1] > pAxisOut[0]) {
-        pAxisOut[0] = 0;
-        pAxisOut[1] = pHalfSize[1];
-    }
-    if (pHalfSize[2] > pAxisOut[0] + pAxisOut[1]) {
-        pAxisOut[0] = pAxisOut[1] = 0;
-        pAxisOut[2] = pHalfSize[2];
-    }
-}
 
 TwTree* twTree_InitNewTree(void)
 {
@@ -85,7 +71,7 @@ static void MakeLeaf(TwTree* pTree, TwBox* pBox)
 
 int twTree_ClassifyItem(const TwBox* pBox, const float* pSplit, const TwTreeItem* pItem)
 {
-    int iAxis = pSplit[0] != 0 ? 0 : (pSplit[1] != 0 ? 1 : 2);
+    int iAxis = twBox_AxisOf(pSplit);
     // the eight corners take two values on the axis
     float fLow = pItem->vCentre[iAxis] - pItem->vHalfSize[iAxis];
     float fHigh = pItem->vCentre[iAxis] + pItem->vHalfSize[iAxis];
@@ -141,7 +127,7 @@ static int SplitBox(TwTree* pTree, TwBox* pBox, int* pbSplit)
         return 0;
     }
     float afAxis[3];
-    twTree_ChooseAxis(pBox->vHalfSize, afAxis);
+    twBox_LongestAxis(pBox->vHalfSize, afAxis);
     for (int i = 0; i < pBox->iNumItems; i++) {
         int iSide = twTree_ClassifyItem(pBox, afAxis, pBox->ppItems[i]);
         if (!iSide) {
@@ -164,12 +150,8 @@ static int SplitBox(TwTree* pTree, TwBox* pBox, int* pbSplit)
         MakeLeaf(pTree, pBox);
         return 0;
     }
-    float afSplit[3] = {afAxis[0] * 0.5f, afAxis[1] * 0.5f, afAxis[2] * 0.5f};
-    for (int i = 0; i < 3; i++) {
-        pFront->vHalfSize[i] = pBack->vHalfSize[i] = pBox->vHalfSize[i] - afSplit[i];
-        pFront->vCentre[i] = pBox->vCentre[i] + afSplit[i];
-        pBack->vCentre[i] = pBox->vCentre[i] - afSplit[i];
-    }
+    twBox_Halve(pBox->vCentre, pBox->vHalfSize, afAxis, pBox->vSplit, pFront->vCentre, pFront->vHalfSize,
+                pBack->vCentre, pBack->vHalfSize);
     int iFront = 0, iBack = 0;
     for (int i = 0; i < pBox->iNumItems; i++) {
         int iSide = twTree_ClassifyItem(pBox, afAxis, pBox->ppItems[i]);
@@ -181,7 +163,6 @@ static int SplitBox(TwTree* pTree, TwBox* pBox, int* pbSplit)
     twMem_Free(pBox->ppItems);
     pBox->ppItems = nullptr;
     pTree->uiMemory -= (uint32_t)pBox->iNumItems * TW_TREE_ITEM_BYTES;
-    memcpy(pBox->vSplit, afSplit, sizeof(afSplit));
     pBox->pFront = pFront;
     pBox->pBack = pBack;
     *pbSplit = 1;
@@ -229,24 +210,12 @@ int twTree_Build(TwTree* pTree, const TwBox* pRootTemplate)
     return iResult;
 }
 
-static int BoxesOverlap(const float* pCentreA, const float* pHalfA, const float* pCentreB, const float* pHalfB)
-{
-    for (int i = 0; i < 3; i++) {
-        float fD = pCentreA[i] - pCentreB[i];
-        if (fD < 0)
-            fD = -fD;
-        if (!(fD <= pHalfA[i] + pHalfB[i]))
-            return 0;
-    }
-    return 1;
-}
-
 int twTree_GetItemsInBox(TwTree* pTree, const float* pCentre, const float* pHalfSize, TwTreeItem** ppOut)
 {
     pTree->ppOut = ppOut;
     int iCount = 0;
     TwBox* pRoot = pTree->pBoxList->pNext ? (TwBox*)pTree->pBoxList->pNext->pData : nullptr;
-    TwBox* pBox = pRoot && BoxesOverlap(pRoot->vCentre, pRoot->vHalfSize, pCentre, pHalfSize) ? pRoot : nullptr;
+    TwBox* pBox = pRoot && twBox_Overlap(pRoot->vCentre, pRoot->vHalfSize, pCentre, pHalfSize) ? pRoot : nullptr;
     TwStack stack;
     twStack_Init(&stack);
     while (pBox) {
@@ -260,7 +229,7 @@ int twTree_GetItemsInBox(TwTree* pTree, const float* pCentre, const float* pHalf
                 }
             }
         } else {
-            int iAxis = pBox->vSplit[0] != 0 ? 0 : (pBox->vSplit[1] != 0 ? 1 : 2);
+            int iAxis = twBox_AxisOf(pBox->vSplit);
             float fPlane = pBox->vCentre[iAxis];
             int bFront = fPlane < pCentre[iAxis] + pHalfSize[iAxis];
             int bBack = fPlane > pCentre[iAxis] - pHalfSize[iAxis];

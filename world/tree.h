@@ -45,5 +45,4 @@ TwBox* twTree_AllocateNewBox(TwTree* pTree);
 int twTree_Build(TwTree* pTree, const TwBox* pRootTemplate);
 int twTree_GetItemsInBox(TwTree* pTree, const float* pCentre, const float* pHalfSize, TwTreeItem** ppOut);
 void twTree_Free(TwTree* pTree);
-void twTree_ChooseAxis(const float* pHalfSize, float* pAxisOut); // the longest half extent, alone
 int twTree_ClassifyItem(const TwBox* pBox, const float* pSplit, const TwTreeItem* pItem); // 1 front, 2 back, 3 both

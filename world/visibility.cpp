@@ -6,12 +6,12 @@
 
 #include "engine/log.h"
 #include "engine/memory.h"
+#include "engine/vector.h"
 #include "platform/ogl.h"
 #include "world/world.h"
 
 #define VIS_TAG "twWorld_CreateVisibilityArrays"
 #define OCC_TAG "twWorld_CreateVisibilityOccluders"
-#define BOX_CORNERS 8
 #define BOX_INDICES 30         // twelve edges and three space diagonals
 #define U16_LIMIT 65535
 #define MAX_VIS_BOXES (U16_LIMIT / BOX_INDICES) // the indices' u16 count bounds the boxes
@@ -26,24 +26,13 @@ static const float s_afJitter[9][3] = {{0.1f, 0.1f, 0},  {0, 0.1f, 0}, {0, 0, 0.
                                        {0.1f, -0.1f, 0}, {0, 0.1f, 0}, {0, 0, -0.1f},
                                        {0.1f, -0.1f, 0}, {0, -0.1f, 0}, {0, 0, 0.1f}};
 
-void twWorld_GetBoxCorner(const float* pvCentre, const float* pvHalfSize, int iCorner, float* pvOut)
-{
-    // 0 - - -, 1 + - -, 2 + + -, 3 - + -, then the same at + Z
-    int iX = (iCorner & 3) == 1 || (iCorner & 3) == 2;
-    int iY = (iCorner & 3) >= 2;
-    int iZ = iCorner >= 4;
-    pvOut[0] = pvCentre[0] + (iX ? pvHalfSize[0] : -pvHalfSize[0]);
-    pvOut[1] = pvCentre[1] + (iY ? pvHalfSize[1] : -pvHalfSize[1]);
-    pvOut[2] = pvCentre[2] + (iZ ? pvHalfSize[2] : -pvHalfSize[2]);
-}
-
 // One box: eight corners with the id, the thirty line indices after iFirst
 static void AddBox(const float* pvCentre, const float* pvHalfSize, int bJitter, uint32_t uiId, uint8_t* pucVerts,
                    uint16_t* pusIndices, int iFirst)
 {
-    for (int c = 0; c < BOX_CORNERS; c++) {
+    for (int c = 0; c < TW_BOX_CORNERS; c++) {
         float afPos[3];
-        twWorld_GetBoxCorner(pvCentre, pvHalfSize, c, afPos);
+        twBox_Corner(pvCentre, pvHalfSize, c, afPos);
         if (bJitter) {
             const float* pJ = s_afJitter[rand() % 9];
             for (int i = 0; i < 3; i++)
@@ -70,7 +59,7 @@ int twWorld_CreateVisibilityArrays(void)
                   MAX_VIS_BOXES - 1);
             iBoxes = MAX_VIS_BOXES;
         }
-        pGroup->usNumVisVerts = (uint16_t)(iBoxes * BOX_CORNERS);
+        pGroup->usNumVisVerts = (uint16_t)(iBoxes * TW_BOX_CORNERS);
         pGroup->usNumVisIndices = (uint16_t)(iBoxes * BOX_INDICES);
         pGroup->usNumGroupVisIndices = BOX_INDICES;
         iTotal += pGroup->usNumVisIndices;
@@ -90,8 +79,8 @@ int twWorld_CreateVisibilityArrays(void)
         AddBox(pGroup->vCentre, pGroup->vHalfSize, 1, uiId, pucVerts, pGroup->pusVisIndices, 0);
         for (int b = 1; b < iBoxes; b++) {
             const TwElement* pElement = pGroup->ppElements[b - 1];
-            AddBox(pElement->vCentre, pElement->vHalfSize, 0, uiId, pucVerts + b * BOX_CORNERS * TW_VIS_VERTEX_BYTES,
-                   pGroup->pusVisIndices + b * BOX_INDICES, b * BOX_CORNERS);
+            AddBox(pElement->vCentre, pElement->vHalfSize, 0, uiId, pucVerts + b * TW_BOX_CORNERS * TW_VIS_VERTEX_BYTES,
+                   pGroup->pusVisIndices + b * BOX_INDICES, b * TW_BOX_CORNERS);
         }
         pGroup->hVboVisVerts = twOgl_CreateVbo(0, 0, pGroup->usNumVisVerts * TW_VIS_VERTEX_BYTES, pGroup->pVisVerts);
         if (pGroup->hVboVisVerts) {
@@ -148,7 +137,7 @@ static int GatherOccluders(OccluderBuild* b)
     const TwElementGroup* pGroup = b->pGroup;
     for (int e = 0; e < pGroup->iNumElements; e++) {
         const TwElement* pElement = pGroup->ppElements[e];
-        if (pElement->iType == TW_TYPE_DOOR || pElement->iType == TW_TYPE_NO_OCCLUDER)
+        if (!twWorld_OccludesByType(pElement->iType))
             continue;
         for (int m = 0; m < pElement->iNumMeshes; m++) {
             const TwMesh* pMesh = &pElement->pMeshes[m];

@@ -267,3 +267,19 @@ int twWorld_GetModelLocation(char* pstrPathOut)
         snprintf(pstrPathOut, TW_PATH_SIZE, "%s", pWorld->szModelPath);
     return pWorld->iModelSource;
 }
+
+int twWorld_CollidesByType(int iType)
+{
+    return iType != TW_TYPE_FURNISHING && iType != TW_TYPE_DOOR &&
+           !(iType >= TW_TYPE_PASSABLE_FIRST && iType <= TW_TYPE_PASSABLE_LAST);
+}
+
+int twWorld_GrowsBuildingByType(int iType)
+{
+    return iType == TW_TYPE_WALL || iType == TW_TYPE_SLAB || iType == TW_TYPE_ROOF || iType == TW_TYPE_COLUMN;
+}
+
+int twWorld_OccludesByType(int iType)
+{
+    return iType != TW_TYPE_DOOR && iType != TW_TYPE_NO_OCCLUDER;
+}

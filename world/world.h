@@ -1,7 +1,11 @@
 // The loaded building and everything derived from it. One record, pWorld, allocated by
 // twWorld_Init for the life of the program; a model is loaded into it (model_file.cpp),
 // completed by the post-load pipeline (post_load.cpp, element_groups.cpp) and emptied by
-// twWorld_Free. Other modules read the records directly; only the world's own files write.
+// twWorld_Free. Other modules read the records directly. Outside the world's own files,
+// three write into it, each to its own fields: the visibility sweep (render/sweep.cpp:
+// the groups' and the world's frame stamps and the sun disc's count), the world's drawing
+// (render/world_draw.cpp: what a frame drew, the program binds it remembers) and the
+// collision (navigation/collision.cpp: its counters and szCollisionInfo).
 #pragma once
 #include <stdint.h>
 #include <stdio.h>
@@ -19,17 +23,23 @@ struct TwTreeItem;
 #define TW_MATERIAL_RECORD_SIZE 608
 #define TW_TEXTURE_RECORD_SIZE 172
 #define TW_MESH_FIXED_SIZE 60
-#define TW_LAYER_RECORD_SIZE 268
-#define TW_EMPTY_BOX_MIN 999999.0f // the empty box: minimum above every maximum
 #define TW_GROUP_MAX_RADIUS 6.0f   // metres: largest half diagonal of an element group
 #define TW_GROUP_MESH_CAP 6000     // a group with more meshes takes no further element
 #define TW_BATCH_INDEX_CAP 18000   // a mesh joins a batch only while its indices stay below this
 #define TW_BATCH_MAX_VERTS 65535   // u16 indices reach no further
 #define TW_BATCH_INDEX_AREA 0x200000 // bytes: where a batch's indices are gathered in the temp buffer
 
-// Element types the viewer knows
-#define TW_TYPE_DOOR 5
-#define TW_TYPE_NO_OCCLUDER 10 // drawn and collided with, but never hides what lies behind
+// Element types: the CAD host's codes that the viewer treats in its own way. All others
+// are drawn, collided with and may occlude.
+#define TW_TYPE_WALL 1            // 1, 2, 3 and 6 make the building's box
+#define TW_TYPE_SLAB 2
+#define TW_TYPE_ROOF 3
+#define TW_TYPE_FURNISHING 4      // walked through
+#define TW_TYPE_DOOR 5            // counted, walked through, never occludes
+#define TW_TYPE_COLUMN 6
+#define TW_TYPE_NO_OCCLUDER 10    // drawn and collided with, but never hides what lies behind
+#define TW_TYPE_PASSABLE_FIRST 37 // 37 to 42: walked through
+#define TW_TYPE_PASSABLE_LAST 42
 
 #define TW_NUM_VERTEX_PROGRAMS 32
 #define TW_NUM_FRAGMENT_PROGRAMS 2048
@@ -273,13 +283,12 @@ int twWorld_Init(int iWidth, int iHeight, int bUseVbo); // the record and the mo
 int twWorld_Free(void);                                 // empties the model
 void twWorld_Shutdown(void);                            // frees the model and the record
 int twWorld_GetModelLocation(char* pstrPathOut);        // where the model came from: iModelSource
+int twWorld_CollidesByType(int iType);       // its triangles go to the physics tree and stop the walker
+int twWorld_GrowsBuildingByType(int iType);  // its box is part of the building's
+int twWorld_OccludesByType(int iType);       // its big surfaces may hide what lies behind
 // model_file.cpp
 int twWorld_LoadModel(TwProgressFn pfnProgress, const char* pszPath, int bPack, TwCamera* pCam, char* pszProjectName,
                       int* piSunAltitude, int* piSunAzimuth, int bVbo, int* piStatus);
-// shaders.cpp
-int twWorld_InitShaders(void);                           // builds and compiles every program
-int twWorld_VertexProgramText(int iKey, char* pstrOut);   // the text of a key; its length
-int twWorld_FragmentProgramText(int iKey, char* pstrOut);
 // post_load.cpp
 int twWorld_PostLoadProcess(TwCamera* pCam, int bVbo);
 void twWorld_UpdateHiddenElements(void); // renews the groups' hidden flags from the layers
@@ -291,11 +300,8 @@ int twWorld_ClassifyTriangle(const float* pCentre, const float* pSplit, const fl
 // visibility.cpp
 int twWorld_CreateVisibilityArrays(void);
 int twWorld_CreateVisibilityOccluders(void);
-void twWorld_GetBoxCorner(const float* pvCentre, const float* pvHalfSize, int iCorner, float* pvOut);
 // tree.cpp
 int twWorld_CreateElementGroupBsp(void);
 // element_groups.cpp
-void twCore_MergeBoxes(const float* pvCentreA, const float* pvHalfA, const float* pvCentreB, const float* pvHalfB,
-                       float* pvCentreOut, float* pvHalfOut); // the smallest box around both
 int twWorld_CreateElementGroups(void);
 int twWorld_CreateElementGroupGeometry(int bVbo);

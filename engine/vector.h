@@ -1,0 +1,153 @@
+// Vectors of three floats and axis-aligned boxes, for every module that measures space.
+// The functions are inline: the collision test calls them for every triangle it meets.
+// Lengths divide rather than multiply by an inverse, so that a result is the same to the
+// bit wherever it is worked out.
+#pragma once
+#include <math.h>
+
+#define TW_BOX_CORNERS 8
+#define TW_EMPTY_BOX_MIN 999999.0f // the empty box: minimum above every maximum
+
+static inline float twVec_Dot(const float* a, const float* b)
+{
+    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
+
+static inline float twVec_Length(const float* v)
+{
+    return sqrtf(twVec_Dot(v, v));
+}
+
+// pOut may be a or b
+static inline void twVec_Cross(const float* a, const float* b, float* pOut)
+{
+    float x = a[1] * b[2] - a[2] * b[1], y = a[2] * b[0] - a[0] * b[2], z = a[0] * b[1] - a[1] * b[0];
+    pOut[0] = x;
+    pOut[1] = y;
+    pOut[2] = z;
+}
+
+// A zero vector stays zero. Returns the length it had.
+static inline float twVec_Normalize(float* v)
+{
+    float f = twVec_Length(v);
+    if (f > 0) {
+        v[0] /= f;
+        v[1] /= f;
+        v[2] /= f;
+    }
+    return f;
+}
+
+static inline void twVec_Sub(const float* a, const float* b, float* pOut)
+{
+    pOut[0] = a[0] - b[0];
+    pOut[1] = a[1] - b[1];
+    pOut[2] = a[2] - b[2];
+}
+
+static inline float twVec_DistanceSq(const float* a, const float* b)
+{
+    float d[3];
+    twVec_Sub(a, b, d);
+    return twVec_Dot(d, d);
+}
+
+// Corner 0 is - - -, 1 + - -, 2 + + -, 3 - + -, 4 to 7 the same at + Z: the order the
+// visibility boxes' line pairs rely on. A null centre gives the corner's offset alone.
+static inline void twBox_Corner(const float* pvCentre, const float* pvHalfSize, int iCorner, float* pvOut)
+{
+    int iLow = iCorner & 3;
+    float afSign[3] = {iLow == 1 || iLow == 2 ? 1.0f : -1.0f, iLow >= 2 ? 1.0f : -1.0f, iCorner >= 4 ? 1.0f : -1.0f};
+    for (int i = 0; i < 3; i++) {
+        float fOffset = afSign[i] > 0 ? pvHalfSize[i] : -pvHalfSize[i];
+        pvOut[i] = pvCentre ? pvCentre[i] + fOffset : fOffset;
+    }
+}
+
+// Boxes in centre form overlap when on every axis their centres lie no further apart than
+// their half sizes together; a NaN overlaps nothing
+static inline int twBox_Overlap(const float* pvCentreA, const float* pvHalfA, const float* pvCentreB,
+                                const float* pvHalfB)
+{
+    for (int i = 0; i < 3; i++)
+        if (!(fabsf(pvCentreA[i] - pvCentreB[i]) <= pvHalfA[i] + pvHalfB[i]))
+            return 0;
+    return 1;
+}
+
+// Grows a box in corner form to take in another
+static inline void twBox_Grow(float* pvMin, float* pvMax, const float* pvBoxMin, const float* pvBoxMax)
+{
+    for (int i = 0; i < 3; i++) {
+        if (pvBoxMin[i] < pvMin[i])
+            pvMin[i] = pvBoxMin[i];
+        if (pvBoxMax[i] > pvMax[i])
+            pvMax[i] = pvBoxMax[i];
+    }
+}
+
+// Centre form of a box in corner form; returns its radius, half the diagonal
+static inline float twBox_CentreForm(const float* pvMin, const float* pvMax, float* pvCentre, float* pvHalfSize)
+{
+    for (int i = 0; i < 3; i++) {
+        pvCentre[i] = (pvMin[i] + pvMax[i]) * 0.5f;
+        pvHalfSize[i] = (pvMax[i] - pvMin[i]) * 0.5f;
+    }
+    return twVec_Length(pvHalfSize);
+}
+
+// The smallest box around two boxes in centre form, from the sentinels of the empty box:
+// coordinates beyond them are clamped
+static inline void twCore_MergeBoxes(const float* pvCentreA, const float* pvHalfA, const float* pvCentreB,
+                                     const float* pvHalfB, float* pvCentreOut, float* pvHalfOut)
+{
+    for (int i = 0; i < 3; i++) {
+        float fLow = TW_EMPTY_BOX_MIN, fHigh = -TW_EMPTY_BOX_MIN;
+        float afLow[2] = {pvCentreA[i] - pvHalfA[i], pvCentreB[i] - pvHalfB[i]};
+        float afHigh[2] = {pvCentreA[i] + pvHalfA[i], pvCentreB[i] + pvHalfB[i]};
+        for (int k = 0; k < 2; k++) {
+            if (afLow[k] < fLow)
+                fLow = afLow[k];
+            if (afHigh[k] > fHigh)
+                fHigh = afHigh[k];
+        }
+        pvCentreOut[i] = (fLow + fHigh) * 0.5f;
+        pvHalfOut[i] = (fHigh - fLow) * 0.5f;
+    }
+}
+
+// The split of both spatial trees. The axis to halve is the longest half extent, alone in
+// its component: X, then Y if strictly longer, then Z if strictly longer than the best.
+static inline void twBox_LongestAxis(const float* pvHalfSize, float* pvAxisOut)
+{
+    pvAxisOut[0] = pvHalfSize[0];
+    pvAxisOut[1] = pvAxisOut[2] = 0;
+    if (pvHalfSize[1] > pvAxisOut[0]) {
+        pvAxisOut[0] = 0;
+        pvAxisOut[1] = pvHalfSize[1];
+    }
+    if (pvHalfSize[2] > pvAxisOut[0] + pvAxisOut[1]) {
+        pvAxisOut[0] = pvAxisOut[1] = 0;
+        pvAxisOut[2] = pvHalfSize[2];
+    }
+}
+
+// The axis of a split or axis vector: its first non-zero component
+static inline int twBox_AxisOf(const float* pvSplit)
+{
+    return pvSplit[0] != 0 ? 0 : (pvSplit[1] != 0 ? 1 : 2);
+}
+
+// Halves a box along an axis vector of twBox_LongestAxis: the split is half that vector;
+// the front half lies above the split, the back half below, each of the same size
+static inline void twBox_Halve(const float* pvCentre, const float* pvHalfSize, const float* pvAxis, float* pvSplitOut,
+                               float* pvFrontCentre, float* pvFrontHalf, float* pvBackCentre, float* pvBackHalf)
+{
+    for (int i = 0; i < 3; i++) {
+        pvSplitOut[i] = pvAxis[i] * 0.5f;
+        pvFrontHalf[i] = pvBackHalf[i] = pvHalfSize[i] - pvSplitOut[i];
+        pvFrontCentre[i] = pvCentre[i] + pvSplitOut[i];
+        pvBackCentre[i] = pvCentre[i] - pvSplitOut[i];
+    }
+}
