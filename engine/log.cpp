@@ -62,25 +62,28 @@ static int WriteMessage(const char* pstrTag, const char* pstrText)
     return 1;
 }
 
-// Formats into the fixed message buffer; a longer message is cut and the cut is noted.
-static int FormatMessage(char* pstrOut, const char* pstrFormat, va_list args)
+// Formats into the fixed message buffer and writes under the tag; a longer message is cut
+// and the cut is noted. An error's text is not used as a format a second time: a '%' that
+// came in with a file name stays as it is, and the line after says so.
+static void WriteFormatted(const char* pstrTag, int bError, const char* pstrFormat, va_list args)
 {
-    int iLen = vsnprintf(pstrOut, TW_LOG_MESSAGE_SIZE, pstrFormat, args);
-    return iLen >= TW_LOG_MESSAGE_SIZE;
+    char szText[TW_LOG_MESSAGE_SIZE];
+    int bCut = vsnprintf(szText, sizeof(szText), pstrFormat, args) >= TW_LOG_MESSAGE_SIZE;
+    WriteMessage(pstrTag, szText);
+    if (bCut)
+        WriteMessage(pstrTag, LOG_CUT_NOTE);
+    if (bError && strchr(szText, '%'))
+        WriteMessage(pstrTag, LOG_PERCENT_NOTE);
 }
 
 int twLog(const char* pstrTag, const char* pstrFormat, ...)
 {
     if (!IsLoggingOn() || !pstrTag || !pstrFormat)
         return 0;
-    char szText[TW_LOG_MESSAGE_SIZE];
     va_list args;
     va_start(args, pstrFormat);
-    int bCut = FormatMessage(szText, pstrFormat, args);
+    WriteFormatted(pstrTag, 0, pstrFormat, args);
     va_end(args);
-    WriteMessage(pstrTag, szText);
-    if (bCut)
-        WriteMessage(pstrTag, LOG_CUT_NOTE);
     return 1;
 }
 
@@ -90,19 +93,11 @@ int twLogError(const char* pstrTag, const char* pstrFormat, ...)
         return 0;
     if (!IsLoggingOn())
         return 1;
-    char szText[TW_LOG_MESSAGE_SIZE];
-    va_list args;
-    va_start(args, pstrFormat);
-    int bCut = FormatMessage(szText, pstrFormat, args);
-    va_end(args);
     char szTag[TW_LOG_MESSAGE_SIZE];
     snprintf(szTag, sizeof(szTag), "[error] %s", pstrTag);
-    // the text is not used as a format a second time: a '%' that came in with a file
-    // name stays as it is
-    WriteMessage(szTag, szText);
-    if (bCut)
-        WriteMessage(szTag, LOG_CUT_NOTE);
-    if (strchr(szText, '%'))
-        WriteMessage(szTag, LOG_PERCENT_NOTE);
+    va_list args;
+    va_start(args, pstrFormat);
+    WriteFormatted(szTag, 1, pstrFormat, args);
+    va_end(args);
     return 1;
 }

@@ -58,6 +58,7 @@ int twReader_Skip(TwReader* pReader, int64_t iBytes)
     return 1;
 }
 
+// A short read leaves zeros, so a value past the end reads as 0
 uint8_t twReader_U8(TwReader* pReader)
 {
     uint8_t v;
@@ -79,17 +80,13 @@ uint32_t twReader_U32(TwReader* pReader)
     return v;
 }
 
-int32_t twReader_I32(TwReader* pReader)
-{
-    int32_t v;
-    twReader_Read(pReader, &v, 4);
-    return v;
-}
+int32_t twReader_I32(TwReader* pReader) { return (int32_t)twReader_U32(pReader); }
 
 float twReader_F32(TwReader* pReader)
 {
+    uint32_t uiBits = twReader_U32(pReader);
     float v;
-    twReader_Read(pReader, &v, 4);
+    memcpy(&v, &uiBits, 4);
     return v;
 }
 

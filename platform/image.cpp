@@ -330,6 +330,18 @@ int twCore_ComputePow2Dim(int iInDim, int iMaxPow2, int bRoundUp)
     return iResult;
 }
 
+// The two source rows (or columns) an output row falls between, at the scale's step, kept
+// inside the image; returns how far it lies from the first
+static float SourcePair(int iOut, float fScale, int iInSize, int* pi0, int* pi1)
+{
+    int i0 = (int)(iOut * fScale);
+    if (i0 > iInSize - 1)
+        i0 = iInSize - 1;
+    *pi0 = i0;
+    *pi1 = i0 + 1 < iInSize ? i0 + 1 : iInSize - 1;
+    return iOut * fScale - i0;
+}
+
 int twCore_ScaleImage(int iChannels, int iWidthIn, int iHeightIn, const uint8_t* pIn, int iWidthOut,
                       int iHeightOut, uint8_t* pOut, int bFilter)
 {
@@ -355,17 +367,11 @@ int twCore_ScaleImage(int iChannels, int iWidthIn, int iHeightIn, const uint8_t*
     float sy = iHeightOut > 1 ? (float)(iHeightIn - 1) / (float)(iHeightOut - 1) : (float)(iHeightIn - 1);
     int bEnlarge = sx < 1.0f && sy < 1.0f;
     for (int i = 0; i < iHeightOut; i++) {
-        int i0 = (int)(i * sy);
-        if (i0 > iHeightIn - 1)
-            i0 = iHeightIn - 1;
-        int i1 = i0 + 1 < iHeightIn ? i0 + 1 : iHeightIn - 1;
-        float alpha = i * sy - i0;
+        int i0, i1;
+        float alpha = SourcePair(i, sy, iHeightIn, &i0, &i1);
         for (int j = 0; j < iWidthOut; j++) {
-            int j0 = (int)(j * sx);
-            if (j0 > iWidthIn - 1)
-                j0 = iWidthIn - 1;
-            int j1 = j0 + 1 < iWidthIn ? j0 + 1 : iWidthIn - 1;
-            float beta = j * sx - j0;
+            int j0, j1;
+            float beta = SourcePair(j, sx, iWidthIn, &j0, &j1);
             const float* p00 = pfIn + ((size_t)i0 * iWidthIn + j0) * iChannels;
             const float* p01 = pfIn + ((size_t)i0 * iWidthIn + j1) * iChannels;
             const float* p10 = pfIn + ((size_t)i1 * iWidthIn + j0) * iChannels;

@@ -1,10 +1,12 @@
 #include <GL/glew.h>
+#include <stdarg.h>
 #include <string.h>
 
 #include "engine/log.h"
 #include "engine/memory.h"
 #include "engine/reader.h"
 #include "engine/timer.h"
+#include "engine/vector.h"
 #include "interface/layers.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
@@ -35,9 +37,17 @@ struct Load {
     TwProgressFn pfnProgress;
 };
 
-static int Fail(Load* pLoad, const char* pstrText)
+// Logs what went wrong and ends the load: the stream is closed, the records read so far
+// stay for twWorld_Free
+static int Fail(Load* pLoad, const char* pstrFormat, ...) __attribute__((format(printf, 2, 3)));
+static int Fail(Load* pLoad, const char* pstrFormat, ...)
 {
-    twLogError(TAG, "%s", pstrText);
+    char szText[TW_LOG_MESSAGE_SIZE];
+    va_list args;
+    va_start(args, pstrFormat);
+    vsnprintf(szText, sizeof(szText), pstrFormat, args);
+    va_end(args);
+    twLogError(TAG, "%s", szText);
     if (pLoad->pFile) {
         fclose(pLoad->pFile);
         pLoad->pFile = nullptr;
@@ -52,32 +62,38 @@ static int ReadTag(Load* pLoad, const char* pstrTag)
     return memcmp(acTag, pstrTag, 3) == 0;
 }
 
+// Opens a chunk: its heading in the log and its tag; then the count of its records, each
+// of at least iEach bytes, checked against the bytes left before anything is allocated
+// for them: -1 when the load ends here.
+static int OpenChunk(Load* pLoad, const char* pstrTag, const char* pstrWhat)
+{
+    twLog(TAG, "\n");
+    twLog(TAG, "Loading %s\n", pstrWhat);
+    twLog(TAG, "\n");
+    if (!ReadTag(pLoad, pstrTag))
+        return Fail(pLoad, "Failed to find %s\n", pstrTag);
+    return 1;
+}
+
+static int ReadChunkCount(Load* pLoad, const char* pstrTag, const char* pstrWhat, int iEach)
+{
+    if (!OpenChunk(pLoad, pstrTag, pstrWhat))
+        return -1;
+    int32_t iCount = twReader_I32(&pLoad->reader);
+    twLog(TAG, "Number of %s to load = %d\n", pstrWhat, iCount);
+    if (!twReader_Fits(&pLoad->reader, iCount, iEach)) {
+        Fail(pLoad, "!Number of %s %d is more than the file holds\n", pstrWhat, iCount);
+        return -1;
+    }
+    return iCount;
+}
+
 static void Progress(Load* pLoad)
 {
     if (!pLoad->pfnProgress || pLoad->iSize <= 0)
         return;
     int64_t iPos = ftello(pLoad->pFile);
     pLoad->pfnProgress(nullptr, nullptr, (float)(uint64_t)(iPos - pLoad->iStart) / (float)(uint64_t)pLoad->iSize);
-}
-
-static void GrowBox(float* pvMin, float* pvMax, const float* pvBoxMin, const float* pvBoxMax)
-{
-    for (int i = 0; i < 3; i++) {
-        if (pvBoxMin[i] < pvMin[i])
-            pvMin[i] = pvBoxMin[i];
-        if (pvBoxMax[i] > pvMax[i])
-            pvMax[i] = pvBoxMax[i];
-    }
-}
-
-static int CollidesByType(int iType)
-{
-    return iType != 4 && iType != TW_TYPE_DOOR && !(iType >= 37 && iType <= 42);
-}
-
-static int GrowsBuildingByType(int iType)
-{
-    return iType == 1 || iType == 2 || iType == 3 || iType == 6;
 }
 
 // Opens the model: the own pack, a named pack, or a plain file. Returns the stream at
@@ -116,11 +132,8 @@ static FILE* OpenSource(const char* pszPath, int bPack, int64_t* piSize, int* pi
 static int ReadEnvironment(Load* pLoad, TwCamera* pCam, char* pszProjectName, int* piSunAltitude, int* piSunAzimuth)
 {
     TwReader* r = &pLoad->reader;
-    twLog(TAG, "\n");
-    twLog(TAG, "Loading environment\n");
-    twLog(TAG, "\n");
-    if (!ReadTag(pLoad, "ENV"))
-        return Fail(pLoad, "Failed to find ENV\n");
+    if (!OpenChunk(pLoad, "ENV", "environment"))
+        return 0;
     char szName[256];
     twReader_Read(r, szName, sizeof(szName));
     szName[255] = 0;
@@ -158,17 +171,9 @@ static int ReadEnvironment(Load* pLoad, TwCamera* pCam, char* pszProjectName, in
 static int ReadTextures(Load* pLoad)
 {
     TwReader* r = &pLoad->reader;
-    twLog(TAG, "\n");
-    twLog(TAG, "Loading textures\n");
-    twLog(TAG, "\n");
-    if (!ReadTag(pLoad, "TEX"))
-        return Fail(pLoad, "Failed to find TEX\n");
-    int32_t iCount = twReader_I32(r);
-    twLog(TAG, "Number of textures to load = %d\n", iCount);
-    if (!twReader_Fits(r, iCount, TW_TEXTURE_RECORD_SIZE)) {
-        twLogError(TAG, "!Number of textures %d is more than the file holds\n", iCount);
-        return Fail(pLoad, "!malloc : pWorld->ppTextures\n");
-    }
+    int iCount = ReadChunkCount(pLoad, "TEX", "textures", TW_TEXTURE_RECORD_SIZE);
+    if (iCount < 0)
+        return 0;
     pWorld->ppTextures = (TwTexture**)twMem_Malloc((uint32_t)(iCount + 1) * sizeof(TwTexture*), "pWorld->ppTextures");
     if (!pWorld->ppTextures)
         return Fail(pLoad, "!malloc : pWorld->ppTextures\n");
@@ -245,23 +250,18 @@ static int ReadMesh(Load* pLoad, TwMesh* pMesh, int iRunningIndex)
         return 1; // the next tag test reports the file's end
     // every index must name a vertex of its own mesh: the drawing and the collision trust them
     for (int i = 0; i < pMesh->usNumIndices; i++)
-        if (pMesh->pusIndices[i] >= pMesh->usNumVerts) {
-            twLogError(TAG, "!Mesh %d: index %d lies past its %d vertices\n", iRunningIndex, pMesh->pusIndices[i],
-                       pMesh->usNumVerts);
-            return Fail(pLoad, "!Mesh index out of range\n");
-        }
+        if (pMesh->pusIndices[i] >= pMesh->usNumVerts)
+            return Fail(pLoad, "!Mesh %d: index %d lies past its %d vertices\n", iRunningIndex, pMesh->pusIndices[i],
+                        pMesh->usNumVerts);
     for (int i = 0; i < pMesh->usNumEdgeIndices; i++)
-        if (pMesh->pusEdgeIndices[i] >= pMesh->usNumVerts) {
-            twLogError(TAG, "!Mesh %d: edge index %d lies past its %d vertices\n", iRunningIndex,
-                       pMesh->pusEdgeIndices[i], pMesh->usNumVerts);
-            return Fail(pLoad, "!Mesh index out of range\n");
-        }
+        if (pMesh->pusEdgeIndices[i] >= pMesh->usNumVerts)
+            return Fail(pLoad, "!Mesh %d: edge index %d lies past its %d vertices\n", iRunningIndex,
+                        pMesh->pusEdgeIndices[i], pMesh->usNumVerts);
     for (int i = 0; pMesh->pSurfaces && i < pMesh->usNumSurfaces; i++) {
         const TwMeshSurface* pSurface = &pMesh->pSurfaces[i];
-        if (pSurface->usFirstIndex + pSurface->usNumIndices > pMesh->usNumIndices) {
-            twLogError(TAG, "!Mesh %d: surface %d lies past its %d indices\n", iRunningIndex, i, pMesh->usNumIndices);
-            return Fail(pLoad, "!Mesh index out of range\n");
-        }
+        if (pSurface->usFirstIndex + pSurface->usNumIndices > pMesh->usNumIndices)
+            return Fail(pLoad, "!Mesh %d: surface %d lies past its %d indices\n", iRunningIndex, i,
+                        pMesh->usNumIndices);
     }
     return 1;
 }
@@ -282,24 +282,15 @@ static void CopyElementRecord(const uint8_t* pRecord, TwElement* pElement)
 static int ReadElements(Load* pLoad)
 {
     TwReader* r = &pLoad->reader;
-    twLog(TAG, "\n");
-    twLog(TAG, "Loading elements\n");
-    twLog(TAG, "\n");
-    if (!ReadTag(pLoad, "ELM"))
-        return Fail(pLoad, "Failed to find ELM\n");
+    int iCount = ReadChunkCount(pLoad, "ELM", "elements", ELEMENT_MIN_BYTES);
+    if (iCount < 0)
+        return 0;
     float vMin[3] = {TW_EMPTY_BOX_MIN, TW_EMPTY_BOX_MIN, TW_EMPTY_BOX_MIN};
     float vMax[3] = {-TW_EMPTY_BOX_MIN, -TW_EMPTY_BOX_MIN, -TW_EMPTY_BOX_MIN};
     float vBuildingMin[3], vBuildingMax[3];
     memcpy(vBuildingMin, vMin, sizeof(vMin));
     memcpy(vBuildingMax, vMax, sizeof(vMax));
     int iNumTris = 0, iNumPhysTris = 0, iNumDoors = 0, iNumMeshes = 0, iWithGeometry = 0;
-
-    int32_t iCount = twReader_I32(r);
-    twLog(TAG, "Number of elements to load = %d\n", iCount);
-    if (!twReader_Fits(r, iCount, ELEMENT_MIN_BYTES)) {
-        twLogError(TAG, "!Number of elements %d is more than the file holds\n", iCount);
-        return Fail(pLoad, "!malloc : pWorld->pElements\n");
-    }
     pWorld->pElements = (TwElement*)twMem_Malloc((uint32_t)iCount * sizeof(TwElement), "pWorld->pElements");
     if (!pWorld->pElements)
         return Fail(pLoad, "!malloc : pWorld->pElements\n");
@@ -323,10 +314,8 @@ static int ReadElements(Load* pLoad)
         twLog(TAG, "  Number of meshes to load = %d\n", iNumToLoad);
         if (iNumToLoad == 0)
             return Fail(pLoad, "There are zero meshes to load in element\n");
-        if (!twReader_Fits(r, iNumToLoad, TW_MESH_FIXED_SIZE)) {
-            twLogError(TAG, "!Number of meshes %d is more than the file holds\n", iNumToLoad);
-            return Fail(pLoad, "!malloc : pElement->pMeshes\n");
-        }
+        if (!twReader_Fits(r, iNumToLoad, TW_MESH_FIXED_SIZE))
+            return Fail(pLoad, "!Number of meshes %d is more than the file holds\n", iNumToLoad);
         pElement->pMeshes = (TwMesh*)twMem_Malloc((uint32_t)iNumToLoad * sizeof(TwMesh), "pElement->pMeshes");
         if (!pElement->pMeshes)
             return Fail(pLoad, "!malloc : pElement->pMeshes\n");
@@ -337,7 +326,7 @@ static int ReadElements(Load* pLoad)
             if (!ReadMesh(pLoad, pMesh, iNumMeshes))
                 return 0;
             iNumTris += pMesh->usNumIndices / 3;
-            if (CollidesByType(pElement->iType))
+            if (twWorld_CollidesByType(pElement->iType))
                 iNumPhysTris += pMesh->usNumIndices / 3;
             if (pMesh->usNumIndices)
                 iWithGeometry++;
@@ -346,24 +335,19 @@ static int ReadElements(Load* pLoad)
             pElement->iNumVerts += pMesh->usNumVerts;
             pElement->iNumIndices += pMesh->usNumIndices;
         }
-        if (iLoaded != iNumToLoad) {
-            char szText[128];
-            snprintf(szText, sizeof(szText), "NumMeshesLoaded %d != NumMeshesToLoad %d\n", iLoaded, iNumToLoad);
-            return Fail(pLoad, szText);
-        }
-        GrowBox(vMin, vMax, pElement->vMin, pElement->vMax);
-        if (GrowsBuildingByType(pElement->iType))
-            GrowBox(vBuildingMin, vBuildingMax, pElement->vMin, pElement->vMax);
+        if (iLoaded != iNumToLoad)
+            return Fail(pLoad, "NumMeshesLoaded %d != NumMeshesToLoad %d\n", iLoaded, iNumToLoad);
+        twBox_Grow(vMin, vMax, pElement->vMin, pElement->vMax);
+        if (twWorld_GrowsBuildingByType(pElement->iType))
+            twBox_Grow(vBuildingMin, vBuildingMax, pElement->vMin, pElement->vMax);
     }
     twLog(TAG, "Number of meshes loaded = %d\n", iNumMeshes);
     twLog(TAG, "Number of meshes with geometry = %d\n", iWithGeometry);
+    // a model file has no mesh instances: the line keeps its place in the log, always at 0
     twLog(TAG, "Number of mesh instances = %d\n", 0);
     twLog(TAG, "Number of door elements = %d\n", iNumDoors);
-    if (iNumMeshes != iTotal) {
-        char szText[128];
-        snprintf(szText, sizeof(szText), "NumMeshesLoadedTotal %d != NumMeshesToLoadTotal %d\n", iNumMeshes, iTotal);
-        return Fail(pLoad, szText);
-    }
+    if (iNumMeshes != iTotal)
+        return Fail(pLoad, "NumMeshesLoadedTotal %d != NumMeshesToLoadTotal %d\n", iNumMeshes, iTotal);
     pWorld->iNumMeshes = iNumMeshes;
     pWorld->iNumTris = iNumTris;
     pWorld->iNumPhysTris = iNumPhysTris;
@@ -378,17 +362,9 @@ static int ReadElements(Load* pLoad)
 static int ReadMaterials(Load* pLoad)
 {
     TwReader* r = &pLoad->reader;
-    twLog(TAG, "\n");
-    twLog(TAG, "Loading materials\n");
-    twLog(TAG, "\n");
-    if (!ReadTag(pLoad, "MAT"))
-        return Fail(pLoad, "Failed to find MAT\n");
-    int32_t iCount = twReader_I32(r);
-    twLog(TAG, "Number of materials to load = %d\n", iCount);
-    if (!twReader_Fits(r, iCount, TW_MATERIAL_RECORD_SIZE)) {
-        twLogError(TAG, "!Number of materials %d is more than the file holds\n", iCount);
-        return Fail(pLoad, "!malloc : pWorld->pMaterials\n");
-    }
+    int iCount = ReadChunkCount(pLoad, "MAT", "materials", TW_MATERIAL_RECORD_SIZE);
+    if (iCount < 0)
+        return 0;
     pWorld->pMaterials = (TwMaterial*)twMem_Malloc((uint32_t)iCount * sizeof(TwMaterial), "pWorld->pMaterials");
     if (!pWorld->pMaterials)
         return Fail(pLoad, "!malloc : pWorld->pMaterials\n");
@@ -403,10 +379,8 @@ static int ReadMaterials(Load* pLoad)
         twLog(TAG, "  Diffuse = %f, %f, %f\n", pMaterial->vDiffuse[0], pMaterial->vDiffuse[1], pMaterial->vDiffuse[2]);
         twLog(TAG, "  Transparency = %f\n", pMaterial->fTransparency);
         twLog(TAG, "  IsTransparent = %d\n", pMaterial->bIsTransparent);
-        if (pMaterial->iTexture != -1 && (pMaterial->iTexture < 0 || pMaterial->iTexture >= pWorld->iNumTextures)) {
-            twLogError(TAG, "!Material %d uses texture %d of %d\n", i, pMaterial->iTexture, pWorld->iNumTextures);
-            return Fail(pLoad, "!Material texture out of range\n");
-        }
+        if (pMaterial->iTexture != -1 && (pMaterial->iTexture < 0 || pMaterial->iTexture >= pWorld->iNumTextures))
+            return Fail(pLoad, "!Material %d uses texture %d of %d\n", i, pMaterial->iTexture, pWorld->iNumTextures);
         TwTexture* pTexture = pMaterial->iTexture >= 0 ? pWorld->ppTextures[pMaterial->iTexture] : nullptr;
         if (pTexture && (pTexture == twOgl_GetDefaultTexture() || pTexture == twOgl_GetWhiteTexture())) {
             twLog(TAG, "  Forced to non-textured since S3TC is not supported\n");
@@ -417,10 +391,8 @@ static int ReadMaterials(Load* pLoad)
     for (int e = 0; e < pWorld->iNumElements; e++)
         for (int m = 0; m < pWorld->pElements[e].iNumMeshes; m++) {
             const TwMesh* pMesh = &pWorld->pElements[e].pMeshes[m];
-            if (pMesh->iMaterial < 0 || pMesh->iMaterial >= iCount) {
-                twLogError(TAG, "!Mesh %d uses material %d of %d\n", pMesh->iIndex, pMesh->iMaterial, iCount);
-                return Fail(pLoad, "!Mesh material out of range\n");
-            }
+            if (pMesh->iMaterial < 0 || pMesh->iMaterial >= iCount)
+                return Fail(pLoad, "!Mesh %d uses material %d of %d\n", pMesh->iIndex, pMesh->iMaterial, iCount);
         }
     return 1;
 }
@@ -457,11 +429,9 @@ int twWorld_LoadModel(TwProgressFn pfnProgress, const char* pszPath, int bPack, 
         return Fail(&load, "Failed to find AMB\n");
     int32_t iVersion = twReader_I32(r);
     if (iVersion < TW_MODEL_VERSION_MIN) {
-        char szText[64];
-        snprintf(szText, sizeof(szText), "AMB version %d < %d\n", iVersion, TW_MODEL_VERSION_MIN);
         if (piStatus)
             *piStatus = STATUS_OLD_VERSION;
-        return Fail(&load, szText);
+        return Fail(&load, "AMB version %d < %d\n", iVersion, TW_MODEL_VERSION_MIN);
     }
     twReader_Read(r, pWorld->aucHeader1, sizeof(pWorld->aucHeader1));
     twReader_Read(r, pWorld->aucHeader2, sizeof(pWorld->aucHeader2));
@@ -470,14 +440,10 @@ int twWorld_LoadModel(TwProgressFn pfnProgress, const char* pszPath, int bPack, 
         !ReadElements(&load) || !ReadMaterials(&load))
         return 0;
 
-    twLog(TAG, "\n");
-    twLog(TAG, "Loading layers\n");
-    twLog(TAG, "\n");
-    if (!ReadTag(&load, "LAY"))
-        return Fail(&load, "Failed to find LAY\n");
-    int32_t iNumLayers = twReader_I32(r);
-    twLog(TAG, "Number of layers to load = %d\n", iNumLayers);
-    if (!twReader_Fits(r, iNumLayers, TW_LAYER_RECORD_SIZE) || !twLayers_Load(load.pFile, iNumLayers))
+    int iNumLayers = ReadChunkCount(&load, "LAY", "layers", TW_LAYER_SIZE);
+    if (iNumLayers < 0)
+        return 0;
+    if (!twLayers_Load(load.pFile, iNumLayers))
         return Fail(&load, "!twLayers_Load\n");
 
     fclose(load.pFile);
