@@ -18,7 +18,8 @@
 #include "render/skybox.h"
 #include "world/world.h"
 
-// The product version the platform layer stands in for the program's version record with
+// The product version, in the two words of a Windows program's version record; the build
+// sets them, and these stand in for a build that doesn't
 #ifndef AMB_VERSION_MS
 #define AMB_VERSION_MS 0x00020000u
 #endif
@@ -49,8 +50,6 @@ static void CopyText(char* pstrOut, const char* pstrIn)
     snprintf(pstrOut, TW_TEXT_SIZE, "%s", pstrIn);
 }
 
-// Loads one of the engine's images from the own pack; the texts name the resource and
-// the field it goes to.
 static void FreeCamera(TwCamera** ppCamera)
 {
     if (*ppCamera)
@@ -131,6 +130,8 @@ int twEngine_Shutdown(void)
     twSkybox_Free();
     twLog(SHUTDOWN_TAG, "Shutting down world\n");
     twWorld_Shutdown();
+    // the layers' and the camera's lines have always stood under the start-up heading, and
+    // readers of the log find them there
     twLog(STARTUP_TAG, "Shutting down layers\n");
     twLayers_Free();
     if (pEngine) {
@@ -273,7 +274,7 @@ int twEngine_InitStrings(void)
         twLogError("twOgl_Init", "!InitFont\n");
         return 0;
     }
-    twWindow_SetTitle(twStrings_Get(1));
+    twWindow_SetTitle(twStrings_Get(TW_STR_APP_NAME));
     return 1;
 }
 
@@ -309,8 +310,8 @@ int twEngine_InitEngine(void)
     e->vClearColor[0] = e->vClearColor[1] = e->vClearColor[2] = 1.0f;
     e->bSoftShadows = 1;
     e->bSkyFollowsSun = 1;
-    snprintf(e->szModelInfo, sizeof(e->szModelInfo), "%s", twStrings_Get(14));
-    snprintf(e->szLegalLine, sizeof(e->szLegalLine), "%s", twStrings_Get(15));
+    snprintf(e->szModelInfo, sizeof(e->szModelInfo), "%s", twStrings_Get(TW_STR_NO_MODEL));
+    snprintf(e->szLegalLine, sizeof(e->szLegalLine), "%s", twStrings_Get(TW_STR_LEGAL_LINE));
 
     // the product version: major in the high word of the first half, then the second half whole
     snprintf(e->szVersion, sizeof(e->szVersion), "%u.%u", AMB_VERSION_MS >> 16, AMB_VERSION_LS);
@@ -340,22 +341,24 @@ int twEngine_InitEngine(void)
     }
 
     // list texts are copied into the record: the interface holds pointers into it
-    static const int aiBackgrounds[TW_NUM_BACKGROUNDS] = {190, 180, 181, 182, 183};
+    static const int aiBackgrounds[TW_NUM_BACKGROUNDS] = {TW_STR_BACKGROUND_GRADIENT, TW_STR_BACKGROUND_BLACK,
+                                                          TW_STR_BACKGROUND_BLACK + 1, TW_STR_BACKGROUND_BLACK + 2,
+                                                          TW_STR_BACKGROUND_BLACK + 3};
     for (int i = 0; i < TW_NUM_BACKGROUNDS; i++) {
         CopyText(e->aszBackgrounds[i], twStrings_Get(aiBackgrounds[i]));
         e->apszBackgrounds[i] = e->aszBackgrounds[i];
     }
-    CopyText(e->aszStereoModes[0], twStrings_Get(170));
-    CopyText(e->aszStereoModes[1], twStrings_Get(174));
-    CopyText(e->aszStereoModes[2], twStrings_Get(175));
+    CopyText(e->aszStereoModes[0], twStrings_Get(TW_STR_OFF));
+    CopyText(e->aszStereoModes[1], twStrings_Get(TW_STR_STEREO_RED_CYAN));
+    CopyText(e->aszStereoModes[2], twStrings_Get(TW_STR_STEREO_SIDE_BY_SIDE));
     CopyText(e->aszStereoModes[3], "Quad buffered");
-    CopyText(e->aszStereoModes[4], twStrings_Get(177));
+    CopyText(e->aszStereoModes[4], twStrings_Get(TW_STR_STEREO_INTERLACED));
     for (int i = 0; i < TW_NUM_STEREO_NAMES; i++)
         e->apszStereoModes[i] = e->aszStereoModes[i];
     for (int i = 0; i < 2; i++) {
-        CopyText(e->aszNoYes[i], twStrings_Get(170 + i));
+        CopyText(e->aszNoYes[i], twStrings_Get(TW_STR_OFF + i));
         e->apszNoYes[i] = e->aszNoYes[i];
-        CopyText(e->aszLookMode[i], twStrings_Get(172 + i));
+        CopyText(e->aszLookMode[i], twStrings_Get(TW_STR_LOOK_NORMAL + i));
         e->apszLookMode[i] = e->aszLookMode[i];
     }
 
@@ -488,7 +491,8 @@ int twEngine_InitWorld(void)
         }
         snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", szPath);
     }
-    e->iRenderModeWanted = 3;
+    // a place in the list: the head lamp while all six modes are offered
+    e->iRenderModeWanted = TW_MODE_LAMP;
     twEngine_ApplySettings();
     return 1;
 }
@@ -499,7 +503,7 @@ int twEngine_Load(const char* pstrPath)
     char szPath[TW_PATH_SIZE];
     if (!pstrPath) {
         twWindow_SetDialogMode(1);
-        int bChosen = twWindow_GetFileFromDialog(1, szPath, "exe", twStrings_Get(115), 0);
+        int bChosen = twWindow_GetFileFromDialog(1, szPath, "exe", twStrings_Get(TW_STR_PROGRAM_FILES), 0);
         twWindow_SetDialogMode(0);
         if (!bChosen)
             return 0;
@@ -516,8 +520,9 @@ int twEngine_Load(const char* pstrPath)
     }
     e->fMessageTime = 0;
     e->bLightLoaded = 0;
-    e->iRenderModeWanted = 3;
+    e->iRenderModeWanted = TW_MODE_LAMP;
     snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", szPath);
+    // under the light loader's tag on purpose: readers of the log look for it there
     twLog("twWorld_LoadLight", "Model succesfully loaded\n");
     twEngine_ApplySettings();
     e->fTimeInLevel = 0;
@@ -551,8 +556,9 @@ int twEngine_InitSkybox(void)
 
 int twEngine_InitAvailableRenderModes(int bNoShaders)
 {
-    static const int aiShaded[TW_MAX_RENDER_MODES] = {154, 168, 167, 166, 165, 150};
-    static const int aiFixed[2] = {165, 150};
+    static const int aiShaded[TW_MAX_RENDER_MODES] = {TW_STR_MODE_LIT,  TW_STR_MODE_WHITE, TW_STR_MODE_LAMP_GREY,
+                                                      TW_STR_MODE_LAMP, TW_STR_MODE_SUN,   TW_STR_MODE_PLAIN};
+    static const int aiFixed[2] = {TW_STR_MODE_SUN, TW_STR_MODE_PLAIN};
     const int* piIds;
     int iCount;
     if (bNoShaders) {
@@ -572,6 +578,13 @@ int twEngine_InitAvailableRenderModes(int bNoShaders)
     pEngine->iNumRenderModes = iCount;
     twLog("twEngine_InitAvailableRenderModes", "Number of render modes = %d\n", iCount);
     return 1;
+}
+
+// The list on offer is the full list of modes with its head cut off: a place in it names a
+// mode counted from the end
+int twEngine_RenderModeIndex(int iDrawMode)
+{
+    return iDrawMode + pEngine->iNumRenderModes - TW_MAX_RENDER_MODES;
 }
 
 int twEngine_Update(void)
@@ -639,18 +652,19 @@ int twEngine_ApplySettings(void)
     if (e->iUnitsWanted != e->iUnits) {
         e->iUnits = e->iUnitsWanted;
         int bFeet = e->iUnits == 1;
-        snprintf(e->szUnitSuffix, sizeof(e->szUnitSuffix), " %s", twStrings_Get(bFeet ? 144 : 143));
+        snprintf(e->szUnitSuffix, sizeof(e->szUnitSuffix), " %s",
+                 twStrings_Get(bFeet ? TW_STR_FEET_SHORT : TW_STR_METRES_SHORT));
         e->fUnitScale = bFeet ? -FEET_PER_METRE : -1.0f;
     }
     if (e->iRenderModeWanted != e->iRenderMode) {
         if (e->iRenderModeWanted >= e->iNumRenderModes)
             e->iRenderModeWanted = e->iNumRenderModes - 1;
         e->iRenderMode = e->iRenderModeWanted;
-        int iFromEnd = e->iRenderMode - e->iNumRenderModes;
+        e->iDrawMode = e->iRenderMode - e->iNumRenderModes + TW_MAX_RENDER_MODES;
         e->iSunAltitudeState = e->iSunAzimuthState = e->iShadowState = 0;
-        if (iFromEnd == -1)
+        if (e->iDrawMode == TW_MODE_PLAIN)
             e->iSunAltitudeState = e->iSunAzimuthState = e->iShadowState = 2;
-        else if (iFromEnd == -2)
+        else if (e->iDrawMode == TW_MODE_SUN)
             e->iShadowState = 2;
         else if (!e->bSunShadows)
             e->iSunAltitudeState = e->iSunAzimuthState = e->iShadowState = 4;
@@ -679,8 +693,8 @@ int twEngine_ApplySettings(void)
     if (e->iSunAltitudeWanted != e->iSunAltitude || e->iSunAzimuthWanted != e->iSunAzimuth) {
         e->iSunAltitude = e->iSunAltitudeWanted;
         e->iSunAzimuth = e->iSunAzimuthWanted;
-        int iFromEnd = e->iRenderMode - e->iNumRenderModes;
-        if (iFromEnd != -1 && iFromEnd != -2)
+        // the plain and the fixed-function modes draw no shadows to renew
+        if (e->iDrawMode != TW_MODE_PLAIN && e->iDrawMode != TW_MODE_SUN)
             e->iSunUpdate = 1;
     }
     return 1;
@@ -723,7 +737,7 @@ int twEngine_ShowProgress(const char* pstrLine1, const char* pstrLine2, float fF
     int iMiddle = iHeight / 2;
     char szPercent[128];
     if (!pstrLine1 && !pstrLine2 && fFraction > 0) {
-        snprintf(szPercent, sizeof(szPercent), "%s %.0f %%", twStrings_Get(8), fFraction * 100.0f);
+        snprintf(szPercent, sizeof(szPercent), "%s %.0f %%", twStrings_Get(TW_STR_LOADING), fFraction * 100.0f);
         pstrLine2 = szPercent;
     }
     // the first call blocks for the fade-in; later calls draw once
@@ -734,7 +748,7 @@ int twEngine_ShowProgress(const char* pstrLine1, const char* pstrLine2, float fF
         float f = pEngine->fProgressFade;
         glColor4f(f, f, f, f);
         glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | (twWindow_HasStencil() ? GL_STENCIL_BUFFER_BIT : 0));
-        twOgl_DrawText(1, iX, iMiddle + 40, twStrings_Get(1));
+        twOgl_DrawText(1, iX, iMiddle + 40, twStrings_Get(TW_STR_APP_NAME));
         twOgl_DrawText(0, iX, iMiddle + 10, pEngine->szVersion);
         if (pstrLine1)
             twOgl_DrawText(0, iX, iMiddle - 5, pstrLine1);

@@ -84,7 +84,8 @@ struct TwEngine {
     float fNoteTime;                  // seconds left of the short note
     float fLightLevel, fLightLevelWanted;
     int32_t iNumRenderModes;
-    int32_t iRenderMode, iRenderModeWanted;
+    int32_t iRenderMode, iRenderModeWanted; // places in the list of modes on offer
+    int32_t iDrawMode;                // the applied mode as drawn: TW_MODE_* of render/render.h
     char aszRenderModes[TW_MAX_RENDER_MODES][TW_TEXT_SIZE];
     const char* apszRenderModes[TW_MAX_RENDER_MODES];
     int32_t iBackground, iBackgroundWanted;
@@ -135,6 +136,7 @@ int twEngine_UpdateSun(void); // turns the sun's camera to the applied angles
 int twEngine_Load(const char* pstrPath); // opens a stand-alone copy as the model; null asks the user
 int twEngine_RunPending(const char* pstrPath, int* piStep, int* piKind, float* pfMessageTime, int* piMessageKind);
 int twEngine_InitAvailableRenderModes(int bNoShaders);
+int twEngine_RenderModeIndex(int iDrawMode); // the place of a TW_MODE_* in the list on offer
 int twEngine_Update(void);
 void twEngine_Draw(void);        // the frame (render/frame.cpp)
 void twEngine_HandleInput(void); // keys and commands (interface/viewer.cpp)

@@ -12,6 +12,29 @@
 // The file has no padding, so the header is read field by field.
 #define TW_STRINGS_HEADER_SIZE 533
 
+// Texts the code asks for by number. The ids are the contract between the table's words
+// and the code: each one the code uses is named here, beside the ones the pages name.
+#define TW_STR_APP_NAME 1            // the title and the progress screen's heading
+#define TW_STR_LOADING 8             // the progress screen's "Loading n %"
+#define TW_STR_NO_MODEL 14           // the model line while none is open
+#define TW_STR_LEGAL_LINE 15         // the foot of the information page
+#define TW_STR_PROGRAM_FILES 115     // the open dialog's kind of file
+#define TW_STR_METRES_SHORT 143      // unit suffixes
+#define TW_STR_FEET_SHORT 144
+#define TW_STR_MODE_PLAIN 150        // render modes
+#define TW_STR_MODE_LIT 154
+#define TW_STR_MODE_SUN 165
+#define TW_STR_MODE_LAMP 166
+#define TW_STR_MODE_LAMP_GREY 167
+#define TW_STR_MODE_WHITE 168
+#define TW_STR_OFF 170               // then "On": the no/yes options, and stereo off
+#define TW_STR_LOOK_NORMAL 172       // then "Inverted": the mouse look
+#define TW_STR_STEREO_RED_CYAN 174
+#define TW_STR_STEREO_SIDE_BY_SIDE 175
+#define TW_STR_STEREO_INTERLACED 177
+#define TW_STR_BACKGROUND_BLACK 180  // then grey, white and the sky
+#define TW_STR_BACKGROUND_GRADIENT 190
+
 struct TwStrings {
     int32_t iLanguage;    // read and kept, not used
     int32_t iCharset;     // font character set

@@ -65,15 +65,14 @@ static void WindowPixels(int iWidth, int iHeight)
 static void DrawModel(void)
 {
     TwEngine* e = pEngine;
-    int iMode = e->iRenderMode - e->iNumRenderModes + 6;
     float fShadow = 0;
     if (e->bSunShadows && (e->fSunShadow < -SHADOW_VALUE_OFF || e->fSunShadow > SHADOW_VALUE_OFF))
         fShadow = e->fSunShadow;
     // the lit mode draws with the light solution, which comes with the light job
-    if (iMode == TW_MODE_LIT)
+    if (e->iDrawMode == TW_MODE_LIT)
         return;
-    twWorld_Draw(e->bUseVbo, iMode, e->iSceneOption, pCam, (float)e->iSunAzimuth, (float)e->iSunAltitude, fShadow,
-                 e->fLightLevel, e->fLightGain, e->bDrawEdges, 1, e->bSoftShadows);
+    twWorld_Draw(e->bUseVbo, e->iDrawMode, e->iSceneOption, pCam, (float)e->iSunAzimuth, (float)e->iSunAltitude,
+                 fShadow, e->fLightLevel, e->fLightGain, e->bDrawEdges, 1, e->bSoftShadows);
 }
 
 void twEngine_Draw(void)

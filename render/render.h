@@ -1,7 +1,8 @@
 // The frame's drawing: the engine's frame (frame.cpp), the world in render modes 1 to 5
-// (world_draw.cpp) and the visibility sweep that decides which groups are drawn
-// (sweep.cpp). Render modes are counted from the end of the mode list: iMode is
-// iRenderMode - iNumRenderModes + 6.
+// (world_draw.cpp), the shader programs they run (shaders.cpp) and the visibility sweep
+// that decides which groups are drawn (sweep.cpp). A render mode here is its place in the
+// full list of six; the engine turns the place in the list on offer into it when it
+// applies the setting (iDrawMode).
 #pragma once
 #include <stdint.h>
 
@@ -26,6 +27,10 @@ void twWorld_SetFixedLighting(int bOn, float fSunAzimuth, float fSunAltitude);
 void twWorld_SetMaterial(const TwMaterial* pMaterial, int* piTextured, float fAlpha, int bTextures);
 void twWorld_DrawMeshEdges(const TwMesh* pMesh);
 int twWorld_GroupSeen(uint32_t uiGroupFrame); // seen in the last four sweeps
+// shaders.cpp: the programs are kept in the world's record, by key
+int twWorld_InitShaders(void);                          // builds and compiles every program
+int twWorld_VertexProgramText(int iKey, char* pstrOut); // the text of a key; its length
+int twWorld_FragmentProgramText(int iKey, char* pstrOut);
 // sweep.cpp
 void twWorld_VisibilitySweep(int bSun, const TwCamera* pCam, float fSkyAngle, int bUseVbo, int bDebugCopy);
 void twWorld_DrawSunDisc(const float* pvPos, float fSkyAngle);

@@ -3,6 +3,7 @@
 
 #include "engine/log.h"
 #include "platform/ogl.h"
+#include "render/render.h"
 #include "world/world.h"
 
 #define TAG "twWorld_InitShaders"
@@ -195,35 +196,51 @@ int twWorld_FragmentProgramText(int iKey, char* pstrOut)
     return t.iLength;
 }
 
+static int Compile(int bFragment, const char* pstrText, int iLength, uint32_t* phProgram)
+{
+    return bFragment ? twOgl_CreateFragmentProgram(pstrText, iLength, phProgram)
+                     : twOgl_CreateVertexProgram(pstrText, iLength, phProgram);
+}
+
+// Every program of one table, by key
+static int CreateTable(int bFragment, int iCount, uint32_t* phPrograms, char* pstrText)
+{
+    for (int k = 0; k < iCount; k++) {
+        int iLength = bFragment ? twWorld_FragmentProgramText(k, pstrText) : twWorld_VertexProgramText(k, pstrText);
+        if (!Compile(bFragment, pstrText, iLength, &phPrograms[k])) {
+            twLogError(TAG, "!twOgl_Create%sProgram\n", bFragment ? "Fragment" : "Vertex");
+            return 0;
+        }
+    }
+    return 1;
+}
+
+// One of the three programs outside the tables; the text is emptied for the next
+static int CreateSingle(int bFragment, Text* t, uint32_t* phProgram, const char* pstrName)
+{
+    int bOk = Compile(bFragment, t->pstr, t->iLength, phProgram);
+    if (!bOk)
+        twLogError(TAG, "!twOgl_Create%sProgram : %s\n", bFragment ? "Fragment" : "Vertex", pstrName);
+    t->iLength = 0;
+    return bOk;
+}
+
 int twWorld_InitShaders(void)
 {
     char szText[TW_PROGRAM_TEXT_SIZE];
-    for (int k = 0; k < TW_NUM_VERTEX_PROGRAMS; k++) {
-        int iLength = twWorld_VertexProgramText(k, szText);
-        if (!twOgl_CreateVertexProgram(szText, iLength, &pWorld->ahVertexPrograms[k])) {
-            twLogError(TAG, "!twOgl_CreateVertexProgram\n");
-            return 0;
-        }
-    }
+    if (!CreateTable(0, TW_NUM_VERTEX_PROGRAMS, pWorld->ahVertexPrograms, szText))
+        return 0;
     pWorld->iNumVertexPrograms = TW_NUM_VERTEX_PROGRAMS;
-    for (int k = 0; k < TW_NUM_FRAGMENT_PROGRAMS; k++) {
-        int iLength = twWorld_FragmentProgramText(k, szText);
-        if (!twOgl_CreateFragmentProgram(szText, iLength, &pWorld->ahFragmentPrograms[k])) {
-            twLogError(TAG, "!twOgl_CreateFragmentProgram\n");
-            return 0;
-        }
-    }
+    if (!CreateTable(1, TW_NUM_FRAGMENT_PROGRAMS, pWorld->ahFragmentPrograms, szText))
+        return 0;
     pWorld->iNumFragmentPrograms = TW_NUM_FRAGMENT_PROGRAMS;
 
     Text t = {szText, 0};
     Add(&t, "!!ARBvp1.0MOV result.texcoord[0],vertex.texcoord[0];");
     AddPositionLines(&t);
     Add(&t, "END");
-    if (!twOgl_CreateVertexProgram(szText, t.iLength, &pWorld->hVpWriteDepth)) {
-        twLogError(TAG, "!twOgl_CreateVertexProgram : hVpWriteDepth\n");
+    if (!CreateSingle(0, &t, &pWorld->hVpWriteDepth, "hVpWriteDepth"))
         return 0;
-    }
-    t.iLength = 0;
     Add(&t, "!!ARBvp1.0PARAM instanceMatrix[4]={state.matrix.program[0]};PARAM useful={0.5,0.2,-0.1,1.0};"
             "PARAM volumeTexCoordsScale={0.5,0.5,0.5,1.0};PARAM samplePos=program.env[3];"
             "TEMP vertexTransformed,volumeTexCoords,samleToVertexVec;");
@@ -231,18 +248,13 @@ int twWorld_InitShaders(void)
     Add(&t, "SUB samleToVertexVec,vertexTransformed,samplePos;MUL result.texcoord[0],samleToVertexVec,samplePos.w;");
     AddPositionLines(&t);
     Add(&t, "END");
-    if (!twOgl_CreateVertexProgram(szText, t.iLength, &pWorld->hVpSampler)) {
-        twLogError(TAG, "!twOgl_CreateVertexProgram : hVpSampler\n");
+    if (!CreateSingle(0, &t, &pWorld->hVpSampler, "hVpSampler"))
         return 0;
-    }
-    t.iLength = 0;
     Add(&t, "!!ARBfp1.0PARAM backFace=program.env[9];PARAM greyFactors={0.33333,0.33333,0.33333,0.0};"
             "TEMP value,grey,resultMinusGrey;ABS value,fragment.texcoord[0];DP3 grey,value,greyFactors;"
             "SUB resultMinusGrey,value,grey;MUL result.color,backFace,grey;END");
-    if (!twOgl_CreateFragmentProgram(szText, t.iLength, &pWorld->hFpSampler)) {
-        twLogError(TAG, "!twOgl_CreateFragmentProgram : hFpSampler\n");
+    if (!CreateSingle(1, &t, &pWorld->hFpSampler, "hFpSampler"))
         return 0;
-    }
     pWorld->iCurrentVp = pWorld->iCurrentFp = -1;
     return 1;
 }
