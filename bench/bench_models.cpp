@@ -3,8 +3,8 @@
 #include <stdio.h>
 #include <unistd.h>
 
-#include "tests/sample_model.h"
-#include "tools/export.h"
+#include "tools/export/export.h"
+#include "tools/harness/samples.h"
 
 TwExportModel twBench_SampleHouse(void)
 {
@@ -12,9 +12,10 @@ TwExportModel twBench_SampleHouse(void)
     TwExportStats stats;
     std::string error;
     TwExportOptions options;
-    if (access(SAMPLE_HOUSE, R_OK) != 0 || !twExportScene_Convert(SAMPLE_HOUSE, options, &house, &stats, &error)) {
+    if (access(TW_SAMPLE_HOUSE, R_OK) != 0 ||
+        !twExportScene_Convert(TW_SAMPLE_HOUSE, options, &house, &stats, &error)) {
         printf("(no sample house: a generated one stands in)\n");
-        house = twTest_GridHouses(1, 1);
+        house = twSample_GridHouses(1, 1);
     }
     return house;
 }

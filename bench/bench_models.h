@@ -1,8 +1,8 @@
 // The models the benchmarks measure: the sample house as the exporter makes it, and the
 // same house tiled on a grid.
 #pragma once
-#include "tests/sample_model.h"
-#include "tools/model_writer.h"
+#include "tools/export/model_writer.h"
+#include "tools/harness/samples.h"
 
 #define TILE_SPACING 30.0f // metres between the houses of the grid
 

@@ -10,8 +10,7 @@
 #include <string>
 
 #include "engine/timer.h"
-#include "tests/sample_model.h"
-
+#include "tools/harness/samples.h"
 
 static void WriteObj(const TwExportModel& model, const std::string& path)
 {
@@ -50,9 +49,9 @@ int main(void)
     if (!mkdtemp(szDir))
         return 1;
     std::string dir = std::string(szDir) + "/";
-    if (access(SAMPLE_HOUSE, R_OK) == 0)
-        Time("sample house (IFC)", SAMPLE_HOUSE, dir + "house.bin");
-    WriteObj(twTest_GridHouses(8, 8), dir + "houses.obj");
+    if (access(TW_SAMPLE_HOUSE, R_OK) == 0)
+        Time("sample house (IFC)", TW_SAMPLE_HOUSE, dir + "house.bin");
+    WriteObj(twSample_GridHouses(8, 8), dir + "houses.obj");
     Time("64 houses (OBJ)", dir + "houses.obj", dir + "houses.bin");
     return 0;
 }

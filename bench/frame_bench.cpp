@@ -20,8 +20,8 @@
 #include "platform/window.h"
 #include "render/render.h"
 #include "render/skybox.h"
-#include "tests/support.h"
-#include "tools/export.h"
+#include "tools/export/export.h"
+#include "tools/harness/harness.h"
 #include "world/world.h"
 
 #define PATH_KEYS 4
@@ -116,9 +116,10 @@ static void PrintTiming(const char* pstrName, const Timing* t, int iFrames, int 
     printf("\n");
 }
 
-static void Flight(int iMode)
+// The flight in the mode at this place of the list on offer
+static void Flight(int iPlace)
 {
-    pEngine->iRenderModeWanted = iMode;
+    pEngine->iRenderModeWanted = iPlace;
     twEngine_ApplySettings();
     Timing t = {};
     for (int i = 0; i < WARMUP_FRAMES; i++) {
@@ -131,7 +132,7 @@ static void Flight(int iMode)
         PlaceOnPath(i);
         Frame(1, &t);
     }
-    PrintTiming(pEngine->apszRenderModes[iMode], &t, iFrames, 1);
+    PrintTiming(pEngine->apszRenderModes[iPlace], &t, iFrames, 1);
 }
 
 // A view turning from one yaw to another: with the sweep, with every group drawn, and with
@@ -141,7 +142,7 @@ enum ViewRun { VIEW_SWEPT, VIEW_ALL, VIEW_EMPTY };
 static void View(const char* pstrName, const float* pvPos, float fYawFrom, float fYawTo)
 {
     static const char* s_apstrRuns[3] = {"swept", "all groups", "no model"};
-    pEngine->iRenderModeWanted = pEngine->iNumRenderModes - 3; // the head lamp
+    pEngine->iRenderModeWanted = twEngine_RenderModeIndex(TW_MODE_LAMP);
     twEngine_ApplySettings();
     for (int iRun = VIEW_SWEPT; iRun <= VIEW_EMPTY; iRun++) {
         int bSweep = iRun == VIEW_SWEPT;
@@ -202,8 +203,9 @@ static int Bench(const char* pstrName, const TwExportModel& model, const std::st
         MakePath(pCam->vPos, pWorld->vMin, pWorld->vMax);
     printf("%s: %d triangles, %d element groups, %dx%d\n", pstrName, pWorld->iNumTris, pWorld->iNumElementGroups,
            twWindow_GetWidth(), twWindow_GetHeight());
-    for (int iMode = 1; iMode < pEngine->iNumRenderModes; iMode++)
-        Flight(iMode);
+    // the lit mode draws nothing until a light solution is there
+    for (int iPlace = twEngine_RenderModeIndex(TW_MODE_WHITE); iPlace < pEngine->iNumRenderModes; iPlace++)
+        Flight(iPlace);
     Collisions(0);
     Collisions(1);
     return 1;
@@ -212,8 +214,8 @@ static int Bench(const char* pstrName, const TwExportModel& model, const std::st
 int main(int argc, char** argv)
 {
     s_pstrShots = argc > 1 ? argv[1] : nullptr;
-    twTest_StartGl(1280, 1024);
-    std::string dir = twTest_Dir();
+    twHarness_StartGl(1280, 1024);
+    std::string dir = twHarness_Dir();
     twStrings_Init();
     if (!twStrings_ImportBin(AMB_BUILD_DIR "/Data/Strings/Strings.bin") || !twEngine_InitEngine() ||
         !twEngine_InitCamera() || !twEngine_InitLayers() || !twEngine_InitWorld() || !twEngine_InitSkybox()) {

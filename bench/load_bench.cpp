@@ -12,9 +12,9 @@
 #include "engine/timer.h"
 #include "interface/layers.h"
 #include "navigation/camera.h"
-#include "tests/sample_model.h"
-#include "tests/support.h"
-#include "tools/export.h"
+#include "tools/export/export.h"
+#include "tools/harness/harness.h"
+#include "tools/harness/samples.h"
 #include "world/world.h"
 
 static const char* s_apstrSteps[TW_LOAD_STEPS] = {"file read and parsed", "bounding volumes", "pointer arrays",
@@ -27,7 +27,7 @@ static void Bench(const char* pstrName, const TwExportModel& model, int bVbo, co
     std::string path = dir + "bench.bin";
     twExport_WriteFile(model, path);
     double dStart = twTimer_Seconds();
-    std::string bytes = twTest_ReadFile(path);
+    std::string bytes = twHarness_ReadFile(path);
     double dRead = twTimer_Seconds() - dStart;
     TwCamera camera;
     twCamera_Init(&camera);
@@ -50,16 +50,16 @@ static void Bench(const char* pstrName, const TwExportModel& model, int bVbo, co
 
 int main(void)
 {
-    if (!twTest_StartWorld(64, 64, 1)) {
+    if (!twHarness_StartWorld(64, 64, 1)) {
         printf("the world didn't start\n");
         return 1;
     }
-    std::string dir = twTest_Dir();
+    std::string dir = twHarness_Dir();
     TwExportModel house = twBench_SampleHouse();
     Bench("house", house, 1, dir);
     TwExportModel tiled = twBench_Tiled(house, 4);
     Bench("16 houses", tiled, 1, dir);
     Bench("16 houses", tiled, 0, dir);
-    twTest_StopWorld();
+    twHarness_StopWorld();
     return 0;
 }

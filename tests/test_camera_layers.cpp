@@ -13,10 +13,10 @@ struct Camera : ::testing::Test {
     TwCamera cam;
     void SetUp() override
     {
-        twTest_StartServices();
+        twHarness_StartServices();
         twCamera_Init(&cam);
     }
-    void TearDown() override { twTest_StopServices(); }
+    void TearDown() override { twHarness_StopServices(); }
 
     // a world record with just its box, for the range rules
     void FakeWorld(float fHalf)
@@ -188,20 +188,20 @@ struct Layers : ::testing::Test {
     std::string dir;
     void SetUp() override
     {
-        dir = twTest_StartServices();
+        dir = twHarness_StartServices();
         ASSERT_EQ(twLayers_Init(3), 1);
     }
     void TearDown() override
     {
         twLayers_Free();
-        twTest_StopServices();
+        twHarness_StopServices();
     }
     FILE* Records(int iCount)
     {
         std::vector<uint8_t> bytes(iCount * TW_LAYER_SIZE, 0);
         for (int i = 0; i < iCount; i++)
             snprintf((char*)&bytes[i * TW_LAYER_SIZE + TW_LAYER_NAME_OFFSET], 32, "Layer %d", i);
-        twTest_WriteFile(dir + "layers", bytes);
+        twHarness_WriteFile(dir + "layers", bytes);
         return fopen((dir + "layers").c_str(), "rb");
     }
 };

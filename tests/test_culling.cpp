@@ -7,11 +7,12 @@
 
 #include "engine/memory.h"
 #include "engine/timer.h"
+#include "engine/vector.h"
 #include "interface/layers.h"
 #include "navigation/camera.h"
 #include "render/render.h"
-#include "tests/sample_model.h"
 #include "tests/support.h"
+#include "tools/harness/samples.h"
 #include "world/tree.h"
 #include "world/world.h"
 
@@ -21,17 +22,17 @@ struct Culling : ::testing::Test {
     static std::string dir;
     static void SetUpTestSuite()
     {
-        ASSERT_EQ(twTest_StartWorld(SIDE, SIDE, 1), 1);
-        dir = twTest_Dir();
+        ASSERT_EQ(twHarness_StartWorld(SIDE, SIDE, 1), 1);
+        dir = twHarness_Dir();
     }
     static void TearDownTestSuite()
     {
-        twTest_StopWorld();
+        twHarness_StopWorld();
     }
     void TearDown() override { twWorld_Free(); }
     void Load(const TwExportModel& m)
     {
-        twTest_WriteFile(dir + "culling.bin", twExport_Write(m));
+        twHarness_WriteFile(dir + "culling.bin", twExport_Write(m));
         ASSERT_EQ(twWorld_LoadModel(nullptr, (dir + "culling.bin").c_str(), 0, nullptr, nullptr, nullptr, nullptr, 1,
                                     nullptr),
                   1);
@@ -57,17 +58,17 @@ TEST_F(Culling, BoxesAndOccludersOfAGroup)
     m.materials = {Material("Wall", 0), Material("Glass", 1)};
     // one group: a wall whose two big faces are exactly 6 square metres, a door and a type
     // 10 element as big, glass, a smooth mesh and a small box
-    m.elements.push_back(twTest_Box(0, 0, 0, 2, 3, 0.1f, 1, 0));
-    m.elements.push_back(twTest_Box(0, 0, 1, 2, 3, 1.1f, TW_TYPE_DOOR, 0));
-    m.elements.push_back(twTest_Box(0, 0, 2, 2, 3, 2.1f, TW_TYPE_NO_OCCLUDER, 0));
-    m.elements.push_back(twTest_Box(0, 0, -1, 2, 3, -0.9f, 1, 1));
-    TwExportElement smooth = twTest_Box(0, 0, -2, 3, 3, -1.9f, 1, 0);
+    m.elements.push_back(twSample_Box(0, 0, 0, 2, 3, 0.1f, 1, 0));
+    m.elements.push_back(twSample_Box(0, 0, 1, 2, 3, 1.1f, TW_TYPE_DOOR, 0));
+    m.elements.push_back(twSample_Box(0, 0, 2, 2, 3, 2.1f, TW_TYPE_NO_OCCLUDER, 0));
+    m.elements.push_back(twSample_Box(0, 0, -1, 2, 3, -0.9f, 1, 1));
+    TwExportElement smooth = twSample_Box(0, 0, -2, 3, 3, -1.9f, 1, 0);
     smooth.meshes[0].bSmooth = 1;
     smooth.meshes[0].surfaces.clear();
     m.elements.push_back(smooth);
-    m.elements.push_back(twTest_Box(0, 0, 3, 1, 1, 3.1f, 1, 0));
+    m.elements.push_back(twSample_Box(0, 0, 3, 1, 1, 3.1f, 1, 0));
     // far off, a group of a door alone
-    m.elements.push_back(twTest_Box(50, 0, 0, 53, 3, 0.1f, TW_TYPE_DOOR, 0));
+    m.elements.push_back(twSample_Box(50, 0, 0, 53, 3, 0.1f, TW_TYPE_DOOR, 0));
     Load(m);
     ASSERT_EQ(pWorld->iNumElementGroups, 2);
     int iBig = pWorld->pElementGroups[0].iNumElements == 6 ? 0 : 1;
@@ -81,7 +82,7 @@ TEST_F(Culling, BoxesAndOccludersOfAGroup)
     // the group's corners are pushed by at most 0.1 on an axis; the elements' lie exactly
     for (int c = 0; c < 8; c++) {
         float afCorner[3];
-        twWorld_GetBoxCorner(g->vCentre, g->vHalfSize, c, afCorner);
+        twBox_Corner(g->vCentre, g->vHalfSize, c, afCorner);
         for (int i = 0; i < 3; i++)
             EXPECT_NEAR(g->pVisVerts[c * 4 + i], afCorner[i], 0.1001f);
         uint32_t uiId;
@@ -91,7 +92,7 @@ TEST_F(Culling, BoxesAndOccludersOfAGroup)
     const TwElement* pFirst = g->ppElements[0];
     for (int c = 0; c < 8; c++) {
         float afCorner[3];
-        twWorld_GetBoxCorner(pFirst->vCentre, pFirst->vHalfSize, c, afCorner);
+        twBox_Corner(pFirst->vCentre, pFirst->vHalfSize, c, afCorner);
         EXPECT_EQ(memcmp(&g->pVisVerts[(8 + c) * 4], afCorner, 12), 0) << "corner " << c;
     }
     // the line pairs, then the same pairs for the first element's corners
@@ -120,11 +121,11 @@ struct Tree : ::testing::Test {
     TwTreeItem aItems[9] = {};
     TwTree* pTree = nullptr;
     TwTreeItem* apOut[10];
-    void SetUp() override { twTest_StartServices(); }
+    void SetUp() override { twHarness_StartServices(); }
     void TearDown() override
     {
         twTree_Free(pTree);
-        twTest_StopServices();
+        twHarness_StopServices();
     }
     void Item(int i, float x, float fHalfX)
     {
@@ -216,10 +217,10 @@ static TwExportModel WallScene(void)
     TwExportModel m;
     m.materials = {Material("Wall", 0)};
     m.layers = {"Walls"};
-    m.elements.push_back(twTest_Box(-10, 0, -0.1f, 5, 5, 0.1f, 1, 0));
-    m.elements.push_back(twTest_Box(-2, 0, -10, -1, 1, -9, 1, 0));
-    m.elements.push_back(twTest_Box(8, 1, -0.5f, 9, 2, 0.5f, 1, 0));
-    m.elements.push_back(twTest_Box(-0.5f, 1, 18, 0.5f, 2, 19, 1, 0));
+    m.elements.push_back(twSample_Box(-10, 0, -0.1f, 5, 5, 0.1f, 1, 0));
+    m.elements.push_back(twSample_Box(-2, 0, -10, -1, 1, -9, 1, 0));
+    m.elements.push_back(twSample_Box(8, 1, -0.5f, 9, 2, 0.5f, 1, 0));
+    m.elements.push_back(twSample_Box(-0.5f, 1, 18, 0.5f, 2, 19, 1, 0));
     return m;
 }
 

@@ -1,6 +1,7 @@
 // The engine's own steps on a real window: settings that take effect, opening a
 // stand-alone copy as the model (by path and through the file dialog), and the pending
 // action that does it.
+#include <GL/glew.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <string.h>
@@ -10,12 +11,11 @@
 #include "engine/log.h"
 #include "engine/memory.h"
 #include "engine/strings.h"
-#include <GL/glew.h>
 #include "interface/layers.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
-#include "tests/sample_model.h"
 #include "tests/support.h"
+#include "tools/harness/samples.h"
 #include "world/world.h"
 
 struct Engine : ::testing::Test {
@@ -24,8 +24,8 @@ struct Engine : ::testing::Test {
 
     static void SetUpTestSuite()
     {
-        twTest_StartGl(320, 240);
-        dir = twTest_Dir();
+        twHarness_StartGl(320, 240);
+        dir = twHarness_Dir();
         path = getenv("PATH") ? getenv("PATH") : "";
         twStrings_Init();
         ASSERT_EQ(twStrings_ImportBin((std::string(AMB_BUILD_DIR) + "/Data/Strings/Strings.bin").c_str()), 1);
@@ -45,7 +45,7 @@ struct Engine : ::testing::Test {
     {
         std::string modelPath = dir + "Export.bin";
         twExport_WriteFile(model, modelPath);
-        twTest_WriteText(dir + "bare", "program");
+        twHarness_WriteText(dir + "bare", "program");
         twTest_MakePack(dir + name, dir + "bare", {modelPath});
         return dir + name;
     }
@@ -55,7 +55,8 @@ struct Engine : ::testing::Test {
     {
         std::string bin = dir + "bin";
         mkdir(bin.c_str(), 0755);
-        twTest_WriteText(bin + "/zenity", "#!/bin/sh\necho '" + output + "'\nexit " + std::to_string(iStatus) + "\n");
+        twHarness_WriteText(bin + "/zenity",
+                            "#!/bin/sh\necho '" + output + "'\nexit " + std::to_string(iStatus) + "\n");
         chmod((bin + "/zenity").c_str(), 0755);
         setenv("PATH", (bin + ":" + path).c_str(), 1);
     }
@@ -70,11 +71,11 @@ TEST_F(Engine, StartsEmptyWithEveryMode)
     EXPECT_EQ(pEngine->uiHostFiles & TW_HOST_WINDOWS, 0u); // the test folder has no Ambulon.exe
     EXPECT_STREQ(pEngine->szVersion, "2.1");
     EXPECT_STREQ(pEngine->apszStereoModes[3], "Quad buffered");
-    EXPECT_STREQ(pEngine->apszBackgrounds[4], twStrings_Get(183));
+    EXPECT_STREQ(pEngine->apszBackgrounds[4], twStrings_Get(TW_STR_BACKGROUND_BLACK + 3));
     EXPECT_EQ(pEngine->iNumRenderModes, 6); // programs compiled: the shaded modes and the light
     EXPECT_EQ(pEngine->bNoShaders, 0);
     EXPECT_TRUE(twTest_LogHas("Number of render modes = 6\n"));
-    EXPECT_STREQ(pEngine->apszRenderModes[0], twStrings_Get(154));
+    EXPECT_STREQ(pEngine->apszRenderModes[0], twStrings_Get(TW_STR_MODE_LIT));
     EXPECT_TRUE(twTest_LogHas("Launching application only\n"));
     EXPECT_FLOAT_EQ(pCam->vPos[0], -4.0f);
     EXPECT_FLOAT_EQ(pCam->fYaw, 315);
@@ -102,7 +103,7 @@ TEST_F(Engine, SettingsTakeEffectOnlyWhenApplied)
     twEngine_ApplySettings();
     EXPECT_EQ(pEngine->iUnits, 1);
     EXPECT_FLOAT_EQ(pEngine->fUnitScale, -3.28084f);
-    EXPECT_STREQ(pEngine->szUnitSuffix, (std::string(" ") + twStrings_Get(144)).c_str());
+    EXPECT_STREQ(pEngine->szUnitSuffix, (std::string(" ") + twStrings_Get(TW_STR_FEET_SHORT)).c_str());
     EXPECT_FLOAT_EQ(pEngine->vClearColor[0], 0.8f);
     EXPECT_EQ(pEngine->iSkyMode, 0);
     EXPECT_EQ(pEngine->bClearColor, 1);
@@ -117,7 +118,7 @@ TEST_F(Engine, SettingsTakeEffectOnlyWhenApplied)
 
 TEST_F(Engine, OpensAStandAloneCopy)
 {
-    std::string copy = MakeCopy("House.exe", twTest_SmallHouse());
+    std::string copy = MakeCopy("House.exe", twSample_SmallHouse());
     pEngine->fTimeInLevel = 5;
     ASSERT_EQ(twEngine_Load(copy.c_str()), 1);
     EXPECT_EQ(pWorld->bLoaded, 1);
@@ -128,7 +129,7 @@ TEST_F(Engine, OpensAStandAloneCopy)
     EXPECT_EQ(pEngine->fTimeInLevel, 0);
     EXPECT_TRUE(twTest_LogHas("twWorld_LoadLight\n  Model succesfully loaded\n"));
     // a copy of an old model puts up the message panel with the loader's status
-    TwExportModel old = twTest_SmallHouse();
+    TwExportModel old = twSample_SmallHouse();
     old.iVersion = 200;
     std::string oldCopy = MakeCopy("Old.exe", old);
     EXPECT_EQ(twEngine_Load(oldCopy.c_str()), 0);
@@ -142,7 +143,7 @@ TEST_F(Engine, OpensAStandAloneCopy)
 
 TEST_F(Engine, TheDialogChoosesTheCopy)
 {
-    std::string copy = MakeCopy("Chosen.exe", twTest_SmallHouse());
+    std::string copy = MakeCopy("Chosen.exe", twSample_SmallHouse());
     StubZenity(copy, 0);
     pEngine->iPendingStep = 1;
     pEngine->iPendingKind = TW_PENDING_OPEN;

@@ -14,8 +14,8 @@
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "tests/support.h"
-#include "tests/sample_model.h"
-#include "tools/model_writer.h"
+#include "tools/export/model_writer.h"
+#include "tools/harness/samples.h"
 #include "world/world.h"
 
 
@@ -23,12 +23,12 @@ struct Export : ::testing::Test {
     static std::string dir;
     static void SetUpTestSuite()
     {
-        ASSERT_EQ(twTest_StartWorld(64, 64, 0), 1);
-        dir = twTest_Dir();
+        ASSERT_EQ(twHarness_StartWorld(64, 64, 0), 1);
+        dir = twHarness_Dir();
     }
     static void TearDownTestSuite()
     {
-        twTest_StopWorld();
+        twHarness_StopWorld();
     }
     void TearDown() override { twWorld_Free(); }
 
@@ -38,7 +38,7 @@ struct Export : ::testing::Test {
         std::string out = dir + "export.out";
         std::string command = std::string(AMB_BUILD_DIR) + "/ambexport " + args + " > '" + out + "' 2>&1";
         int iStatus = system(command.c_str());
-        std::string text = twTest_ReadFile(out);
+        std::string text = twHarness_ReadFile(out);
         size_t uiStart = 0;
         while (pCounts && uiStart < text.size()) {
             size_t uiEnd = text.find('\n', uiStart);
@@ -112,10 +112,10 @@ static void ExpectSurfacesPlanarAndConnected(const TwMesh* pMesh)
 
 TEST_F(Export, SampleHouseLoadsWithTheCountsTheExporterPrinted)
 {
-    if (access(SAMPLE_HOUSE, R_OK) != 0)
+    if (access(TW_SAMPLE_HOUSE, R_OK) != 0)
         GTEST_SKIP() << "the sample house (assimp-testmodels) isn't installed";
     std::map<std::string, std::string> counts;
-    ASSERT_EQ(Run("'" SAMPLE_HOUSE "' -o '" + dir + "haus.bin'", &counts), 0);
+    ASSERT_EQ(Run("'" TW_SAMPLE_HOUSE "' -o '" + dir + "haus.bin'", &counts), 0);
     ASSERT_EQ(Load(dir + "haus.bin"), 1);
     EXPECT_EQ(counts["project"], "AC14-FZK-Haus");
     EXPECT_EQ(std::to_string(pWorld->iNumElements), counts["elements"]);
@@ -163,7 +163,7 @@ TEST_F(Export, SampleHouseLoadsWithTheCountsTheExporterPrinted)
 // A wall as a textured quad and a door, in two objects of an OBJ file
 static void WriteObj(const std::string& dir, bool bZUp)
 {
-    twTest_WriteText(dir + "house.obj",
+    twHarness_WriteText(dir + "house.obj",
                      std::string("mtllib house.mtl\n"
                                  "o Wall_North\n"
                                  "v 0 0 0\nv 4 0 0\nv 4 ") +
@@ -173,10 +173,10 @@ static void WriteObj(const std::string& dir, bool bZUp)
                          "o Door_1\n"
                          "v 5 0 0\nv 6 0 0\nv 6 2 0\nv 5 2 0\n"
                          "usemtl glass\nf 5 6 7 8\n");
-    twTest_WriteText(dir + "house.mtl", "newmtl brick\nKd 0.8 0.3 0.2\nmap_Kd brick.tga\n"
+    twHarness_WriteText(dir + "house.mtl", "newmtl brick\nKd 0.8 0.3 0.2\nmap_Kd brick.tga\n"
                                         "newmtl glass\nKd 0.5 0.6 0.7\nd 0.3\n");
     const uint8_t aucBrick[3] = {200, 80, 60};
-    twTest_WriteFile(dir + "brick.tga", twExport_SolidTga(6, 5, 3, aucBrick));
+    twHarness_WriteFile(dir + "brick.tga", twExport_SolidTga(6, 5, 3, aucBrick));
 }
 
 TEST_F(Export, ObjWithATexture)
@@ -239,7 +239,7 @@ TEST_F(Export, GltfWithATexture)
         R"("bufferViews":[{"buffer":0,"byteOffset":0,"byteLength":36},{"buffer":0,"byteOffset":36,"byteLength":24}],)"
         R"("accessors":[{"bufferView":0,"componentType":5126,"count":3,"type":"VEC3","min":[0,0,0],"max":[1,1,0]},)"
         R"({"bufferView":1,"componentType":5126,"count":3,"type":"VEC2"}]})";
-    twTest_WriteText(dir + "rail.gltf", gltf);
+    twHarness_WriteText(dir + "rail.gltf", gltf);
     uint8_t aucPixels[16 * 16 * 4];
     for (int i = 0; i < 16 * 16; i++) {
         aucPixels[i * 4] = 90;
@@ -258,15 +258,15 @@ TEST_F(Export, GltfWithATexture)
 
 TEST_F(Export, BadInputFailsAndKeepsTheOldOutput)
 {
-    twTest_WriteText(dir + "kept.bin", "the model from before");
+    twHarness_WriteText(dir + "kept.bin", "the model from before");
     EXPECT_NE(Run("'" + dir + "missing.ifc' -o '" + dir + "kept.bin'"), 0);
-    EXPECT_NE(twTest_ReadFile(dir + "export.out").find("can't read"), std::string::npos);
-    twTest_WriteText(dir + "broken.ifc", "this is no IFC file");
+    EXPECT_NE(twHarness_ReadFile(dir + "export.out").find("can't read"), std::string::npos);
+    twHarness_WriteText(dir + "broken.ifc", "this is no IFC file");
     EXPECT_NE(Run("'" + dir + "broken.ifc' -o '" + dir + "kept.bin'"), 0);
-    twTest_WriteText(dir + "empty.obj", "# nothing\n");
+    twHarness_WriteText(dir + "empty.obj", "# nothing\n");
     EXPECT_NE(Run("'" + dir + "empty.obj' -o '" + dir + "kept.bin'"), 0);
-    EXPECT_EQ(twTest_ReadFile(dir + "kept.bin"), "the model from before");
+    EXPECT_EQ(twHarness_ReadFile(dir + "kept.bin"), "the model from before");
     EXPECT_EQ(Run("--help"), 0);
-    EXPECT_NE(twTest_ReadFile(dir + "export.out").find("Element types written"), std::string::npos);
+    EXPECT_NE(twHarness_ReadFile(dir + "export.out").find("Element types written"), std::string::npos);
     EXPECT_EQ(Run(""), 2);
 }

@@ -19,10 +19,10 @@ struct Gl : ::testing::Test {
     static std::string dir;
     static void SetUpTestSuite()
     {
-        twTest_StartGl(W, H);
-        dir = twTest_Dir();
+        twHarness_StartGl(W, H);
+        dir = twHarness_Dir();
     }
-    static void TearDownTestSuite() { twTest_StopGl(); }
+    static void TearDownTestSuite() { twHarness_StopGl(); }
     void SetUp() override
     {
         glViewport(0, 0, W, H);
@@ -61,7 +61,7 @@ struct Gl : ::testing::Test {
 
     static FILE* OpenBytes(const std::string& name, const std::vector<uint8_t>& bytes)
     {
-        twTest_WriteFile(dir + name, bytes);
+        twHarness_WriteFile(dir + name, bytes);
         return fopen((dir + name).c_str(), "rb");
     }
 
@@ -137,7 +137,7 @@ TEST_F(Gl, TexturesOfEachFormatHoldTheirTexels)
     // BMP, three channels
     std::vector<uint8_t> bgr = {0, 0, 255, 0, 255, 0, 255, 0, 0, 9, 9, 9};
     twBmp_Write((dir + "b.bmp").c_str(), 2, 2, 3, bgr.data());
-    std::string bmp = twTest_ReadFile(dir + "b.bmp");
+    std::string bmp = twHarness_ReadFile(dir + "b.bmp");
     TwTexture* pBmp = Load("b.bmp", std::vector<uint8_t>(bmp.begin(), bmp.end()));
     ASSERT_NE(pBmp, nullptr);
     EXPECT_EQ(TexelsRgba(pBmp), (std::vector<uint8_t>{255, 0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 9, 9, 9, 255}));
@@ -351,7 +351,7 @@ TEST_F(Gl, ScreenshotWritesTheBackBufferAsBgrBottomUp)
     twOgl_DrawRect(0, 0, 3, 2, 0);
     std::string path = dir + "shot.bmp";
     ASSERT_EQ(twOgl_Screenshot(path.c_str(), nullptr), 1);
-    std::string file = twTest_ReadFile(path);
+    std::string file = twHarness_ReadFile(path);
     ASSERT_EQ(file.size(), 54u + W * H * 3);
     TwBmpHeader header;
     memcpy(&header, file.data(), 54);
@@ -368,7 +368,7 @@ TEST_F(Gl, ScreenshotWritesTheBackBufferAsBgrBottomUp)
     // the fallback path is taken when the first can't be written
     std::string fallback = dir + "fallback.bmp";
     ASSERT_EQ(twOgl_Screenshot((dir + "missing/shot.bmp").c_str(), fallback.c_str()), 1);
-    EXPECT_EQ(twTest_ReadFile(fallback), file);
+    EXPECT_EQ(twHarness_ReadFile(fallback), file);
     EXPECT_EQ(twOgl_Screenshot(nullptr, (dir + "missing/x.bmp").c_str()), 0);
     EXPECT_TRUE(twTest_LogHas("twOgl_Screenshot\n  !twBmp_Write\n"));
 }

@@ -10,8 +10,8 @@
 
 struct Images : ::testing::Test {
     std::string dir;
-    void SetUp() override { dir = twTest_StartServices(); }
-    void TearDown() override { twTest_StopServices(); }
+    void SetUp() override { dir = twHarness_StartServices(); }
+    void TearDown() override { twHarness_StopServices(); }
 
     // opens bytes as a stream that starts 37 bytes into a file, as a pack resource does
     FILE* OpenInside(const std::vector<uint8_t>& bytes)
@@ -20,7 +20,7 @@ struct Images : ::testing::Test {
         if (!bytes.empty())
             memcpy(&file[37], bytes.data(), bytes.size());
         std::string path = dir + "image.bin";
-        twTest_WriteFile(path, file);
+        twHarness_WriteFile(path, file);
         FILE* pFile = fopen(path.c_str(), "rb");
         fseek(pFile, 37, SEEK_SET);
         return pFile;
@@ -70,7 +70,7 @@ TEST_F(Images, BmpRoundTripSwapsToRgbInsideAPack)
         bgr.push_back((uint8_t)(200 + i)); // red
     }
     ASSERT_EQ(twBmp_Write((dir + "a.bmp").c_str(), 4, 2, 3, bgr.data()), 1);
-    std::string file = twTest_ReadFile(dir + "a.bmp");
+    std::string file = twHarness_ReadFile(dir + "a.bmp");
     ASSERT_EQ(file.size(), 54u + 24u);
     TwBmpHeader header;
     memcpy(&header, file.data(), 54);
@@ -100,7 +100,7 @@ TEST_F(Images, BmpWithAlphaAndLuminance)
 {
     uint8_t aucBgra[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     twBmp_Write((dir + "b.bmp").c_str(), 2, 1, 4, aucBgra);
-    std::string file = twTest_ReadFile(dir + "b.bmp");
+    std::string file = twHarness_ReadFile(dir + "b.bmp");
     FILE* pFile = OpenInside(std::vector<uint8_t>(file.begin(), file.end()));
     int w, h, c;
     twBmp_ReadHeader(pFile, &w, &h, &c);
@@ -113,7 +113,7 @@ TEST_F(Images, BmpWithAlphaAndLuminance)
 
     uint8_t aucGrey[4] = {9, 8, 7, 6};
     twBmp_Write((dir + "g.bmp").c_str(), 4, 1, 1, aucGrey);
-    file = twTest_ReadFile(dir + "g.bmp");
+    file = twHarness_ReadFile(dir + "g.bmp");
     pFile = OpenInside(std::vector<uint8_t>(file.begin(), file.end()));
     twBmp_ReadHeader(pFile, &w, &h, &c);
     ASSERT_EQ(twBmp_ReadData(pFile, 4, aucOut), 1);
@@ -151,7 +151,7 @@ TEST_F(Images, BmpMismatchesAndShortDataFail)
 {
     uint8_t aucPixels[12] = {0};
     twBmp_Write((dir + "c.bmp").c_str(), 2, 2, 3, aucPixels);
-    std::string file = twTest_ReadFile(dir + "c.bmp");
+    std::string file = twHarness_ReadFile(dir + "c.bmp");
     FILE* pFile = OpenInside(std::vector<uint8_t>(file.begin(), file.end()));
     int w, h, c;
     twBmp_ReadHeader(pFile, &w, &h, &c);
@@ -171,7 +171,7 @@ TEST_F(Images, BmpMismatchesAndShortDataFail)
     fclose(pFile);
 
     // a header cut short
-    twTest_WriteFile(dir + "cut.bmp", std::vector<uint8_t>(file.begin(), file.begin() + 20));
+    twHarness_WriteFile(dir + "cut.bmp", std::vector<uint8_t>(file.begin(), file.begin() + 20));
     pFile = fopen((dir + "cut.bmp").c_str(), "rb");
     EXPECT_EQ(twBmp_ReadHeader(pFile, &w, &h, &c), 0);
     fclose(pFile);
@@ -248,12 +248,12 @@ TEST_F(Images, TgaRejectsBadTypesDepthsAndRunsPastTheEnd)
     fclose(pFile);
 
     // data cut short, plain and run-length
-    twTest_WriteFile(dir + "short.tga", Tga(2, 2, 2, 24, 0, {1, 2, 3}));
+    twHarness_WriteFile(dir + "short.tga", Tga(2, 2, 2, 24, 0, {1, 2, 3}));
     pFile = fopen((dir + "short.tga").c_str(), "rb");
     twTga_ReadHeader(pFile, nullptr, nullptr, nullptr);
     EXPECT_EQ(twTga_ReadData(pFile, 12, aucOut), 0);
     fclose(pFile);
-    twTest_WriteFile(dir + "short.tga", Tga(10, 4, 4, 24, 0, {0x85, 1, 2}));
+    twHarness_WriteFile(dir + "short.tga", Tga(10, 4, 4, 24, 0, {0x85, 1, 2}));
     pFile = fopen((dir + "short.tga").c_str(), "rb");
     twTga_ReadHeader(pFile, nullptr, nullptr, nullptr);
     uint8_t aucBig[48];
@@ -319,7 +319,7 @@ TEST_F(Images, DdsRefusesBadMagicAbsurdSizesAndShortData)
     EXPECT_EQ(twDxt_ReadHeader(pFile, &w, &h, &c, &f, &n, &l), 0);
     EXPECT_TRUE(twTest_LogHas("!invalid mip-map count 1000000\n"));
     fclose(pFile);
-    twTest_WriteFile(dir + "short.dds", Dds("DXT1", 8, 8, 0, 10));
+    twHarness_WriteFile(dir + "short.dds", Dds("DXT1", 8, 8, 0, 10));
     pFile = fopen((dir + "short.dds").c_str(), "rb");
     ASSERT_EQ(twDxt_ReadHeader(pFile, &w, &h, &c, &f, &n, &l), 1);
     uint8_t aucOut[32];

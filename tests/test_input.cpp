@@ -10,7 +10,7 @@
 struct Input : ::testing::Test {
     void SetUp() override
     {
-        twTest_StartServices();
+        twHarness_StartServices();
         // without a display: the record alone, with the devices acquired
         pInput = (TwInput*)twMem_Malloc(sizeof(TwInput), "pInput");
         pInput->bKeyboardAcquired = pInput->bMouseAcquired = 1;
@@ -19,7 +19,7 @@ struct Input : ::testing::Test {
     {
         twInput_Free();
         twWindow_Free();
-        twTest_StopServices();
+        twHarness_StopServices();
     }
     // one frame in which the given keys are down
     static void Frame(std::initializer_list<int> keys)

@@ -10,8 +10,8 @@
 
 struct Packs : ::testing::Test {
     std::string dir;
-    void SetUp() override { dir = twTest_StartServices(); }
-    void TearDown() override { twTest_StopServices(); }
+    void SetUp() override { dir = twHarness_StartServices(); }
+    void TearDown() override { twHarness_StopServices(); }
 
     // reads a resource of the program's own file through the lookup
     std::string Resource(const char* pstrName, int* piSize = nullptr)
@@ -50,7 +50,7 @@ struct Packs : ::testing::Test {
         twTest_PutU32(&file, iCountOverride >= 0 ? (uint32_t)iCountOverride : (uint32_t)entries.size());
         twTest_PutBytes(&file, "TWRS", 4);
         std::string path = dir + "pack.exe";
-        twTest_WriteFile(path, file);
+        twHarness_WriteFile(path, file);
         snprintf(pCore->szExePath, TW_PATH_SIZE, "%s", path.c_str());
         return path;
     }
@@ -62,10 +62,10 @@ struct Packs : ::testing::Test {
 
 TEST_F(Packs, ToolRoundTripWithMasterEntry)
 {
-    twTest_WriteText(dir + "bare", std::string(1234, 'P'));
-    twTest_WriteText(dir + "One.tga", "first resource");
-    twTest_WriteText(dir + "Two.bin", std::string(70000, 'x') + "end");
-    twTest_WriteText(dir + "Empty", "");
+    twHarness_WriteText(dir + "bare", std::string(1234, 'P'));
+    twHarness_WriteText(dir + "One.tga", "first resource");
+    twHarness_WriteText(dir + "Two.bin", std::string(70000, 'x') + "end");
+    twHarness_WriteText(dir + "Empty", "");
     ASSERT_EQ(twTest_MakePack(dir + "Out.exe", dir + "bare", {dir + "One.tga", dir + "Two.bin", dir + "Empty"}), 0);
     snprintf(pCore->szExePath, TW_PATH_SIZE, "%s", (dir + "Out.exe").c_str());
     EXPECT_EQ(Resource("One.tga"), "first resource");
@@ -123,7 +123,7 @@ TEST_F(Packs, DamagedDirectoriesAreReportedAndRefused)
 
 TEST_F(Packs, FilesWithoutTrailerHaveNoPack)
 {
-    twTest_WriteText(dir + "plain.exe", "no pack here, and a long enough text");
+    twHarness_WriteText(dir + "plain.exe", "no pack here, and a long enough text");
     snprintf(pCore->szExePath, TW_PATH_SIZE, "%s", (dir + "plain.exe").c_str());
     EXPECT_EQ(Resource("A"), "<none>");
     int iSize;
@@ -137,15 +137,15 @@ TEST_F(Packs, FilesWithoutTrailerHaveNoPack)
     fputs("\n", pFile);
     fclose(pFile);
     EXPECT_EQ(Resource("A"), "<none>");
-    twTest_WriteText(dir + "tiny.exe", "TWRS");
+    twHarness_WriteText(dir + "tiny.exe", "TWRS");
     snprintf(pCore->szExePath, TW_PATH_SIZE, "%s", (dir + "tiny.exe").c_str());
     EXPECT_EQ(Resource("A"), "<none>");
 }
 
 TEST_F(Packs, InstalledProgramCarriesItsResourcesInOrder)
 {
-    std::string program = twTest_ReadFile(std::string(AMB_BUILD_DIR) + "/Ambulon.exe");
-    std::string bare = twTest_ReadFile(std::string(AMB_BUILD_DIR) + "/Ambulon.bare");
+    std::string program = twHarness_ReadFile(std::string(AMB_BUILD_DIR) + "/Ambulon.exe");
+    std::string bare = twHarness_ReadFile(std::string(AMB_BUILD_DIR) + "/Ambulon.bare");
     ASSERT_GT(program.size(), bare.size());
     ASSERT_EQ(program.substr(program.size() - 4), "TWRS");
     int32_t iCount;
@@ -219,7 +219,7 @@ struct Strings : Packs {
             twTest_PutBytes(&file, r.second.data(), r.second.size());
         }
         std::string path = dir + "Strings.bin";
-        twTest_WriteFile(path, file);
+        twHarness_WriteFile(path, file);
         return path;
     }
 };
@@ -291,14 +291,14 @@ TEST_F(Strings, DamagedTablesFailWithTheirLine)
     EXPECT_TRUE(twTest_LogHas("!Count 100000 is more than the file holds\n"));
     // a record whose length runs past the end
     std::string path = WriteTable({{1, "abcdef"}});
-    std::string bytes = twTest_ReadFile(path);
-    twTest_WriteText(path, bytes.substr(0, bytes.size() - 3));
+    std::string bytes = twHarness_ReadFile(path);
+    twHarness_WriteText(path, bytes.substr(0, bytes.size() - 3));
     EXPECT_EQ(twStrings_ImportBin(path.c_str()), 0);
     EXPECT_TRUE(twTest_LogHas("!Record 1 runs past the end of the file\n"));
     // every cut of a valid file fails cleanly
-    std::string valid = twTest_ReadFile(WriteTable({{1, "one"}, {2, "two"}}));
+    std::string valid = twHarness_ReadFile(WriteTable({{1, "one"}, {2, "two"}}));
     for (size_t uiCut = 0; uiCut < valid.size(); uiCut++) {
-        twTest_WriteText(path, valid.substr(0, uiCut));
+        twHarness_WriteText(path, valid.substr(0, uiCut));
         EXPECT_EQ(twStrings_ImportBin(path.c_str()), 0) << "cut at " << uiCut;
     }
     EXPECT_EQ(twStrings_ImportBin((dir + "absent.bin").c_str()), 0);
@@ -315,7 +315,7 @@ TEST_F(Strings, OwnPackComesFirstThenTheDataDirectory)
     EXPECT_STREQ(twStrings_Get(1), "from data");
     // a copy that carries its own table reads that one
     WriteTable({{1, "from pack"}});
-    WritePack({{"Strings.bin", twTest_ReadFile(dir + "Strings.bin")}});
+    WritePack({{"Strings.bin", twHarness_ReadFile(dir + "Strings.bin")}});
     ASSERT_EQ(twStrings_ImportBin(nullptr), 1);
     EXPECT_STREQ(twStrings_Get(1), "from pack");
     // no data directory at all

@@ -8,7 +8,7 @@
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "render/render.h"
-#include "tests/sample_model.h"
+#include "tools/harness/samples.h"
 #include "tests/support.h"
 #include "world/world.h"
 
@@ -17,15 +17,15 @@ struct Render : ::testing::Test {
     static double dCompileSeconds;
     static void SetUpTestSuite()
     {
-        ASSERT_EQ(twTest_StartWorld(160, 120, 1), 1);
-        dir = twTest_Dir();
+        ASSERT_EQ(twHarness_StartWorld(160, 120, 1), 1);
+        dir = twHarness_Dir();
         double dStart = twTimer_Seconds();
         ASSERT_EQ(twWorld_InitShaders(), 1);
         dCompileSeconds = twTimer_Seconds() - dStart;
     }
     static void TearDownTestSuite()
     {
-        twTest_StopWorld();
+        twHarness_StopWorld();
     }
 };
 std::string Render::dir;
@@ -100,9 +100,9 @@ static TwExportModel Scene(void)
     green.vDiffuse[1] = 1;
     m.materials = {red, glass, green};
     m.layers = {"Ground", "Back"};
-    m.elements.push_back(twTest_Box(-1, -1, -1, 1, 1, 1, 1, 0));
-    m.elements.push_back(twTest_Box(-0.5f, -0.5f, 2, 0.5f, 0.5f, 2.01f, 7, 1));
-    m.elements.push_back(twTest_Box(-3, -3, -6, 3, 3, -5, 1, 2, 1));
+    m.elements.push_back(twSample_Box(-1, -1, -1, 1, 1, 1, 1, 0));
+    m.elements.push_back(twSample_Box(-0.5f, -0.5f, 2, 0.5f, 0.5f, 2.01f, 7, 1));
+    m.elements.push_back(twSample_Box(-3, -3, -6, 3, 3, -5, 1, 2, 1));
     return m;
 }
 
@@ -110,7 +110,7 @@ struct Draw : Render {
     TwCamera cam;
     void SetUp() override
     {
-        twTest_WriteFile(dir + "scene.bin", twExport_Write(Scene()));
+        twHarness_WriteFile(dir + "scene.bin", twExport_Write(Scene()));
         ASSERT_EQ(twWorld_LoadModel(nullptr, (dir + "scene.bin").c_str(), 0, nullptr, nullptr, nullptr, nullptr, 1,
                                     nullptr),
                   1);

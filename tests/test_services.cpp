@@ -11,8 +11,8 @@
 #include "tests/support.h"
 
 struct Services : ::testing::Test {
-    void SetUp() override { twTest_StartServices(); }
-    void TearDown() override { twTest_StopServices(); }
+    void SetUp() override { twHarness_StartServices(); }
+    void TearDown() override { twHarness_StopServices(); }
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -59,7 +59,7 @@ TEST_F(Services, LogHeadingCarriesTimeWithThreeDecimals)
 TEST_F(Services, LogSwitchIsDecidedOnceFromTheUserDirectory)
 {
     // a fresh run without the switch file leaves the log unwritten
-    std::string dir = twTest_Dir();
+    std::string dir = twHarness_Dir();
     twCore_Shutdown();
     remove((dir + TW_LOG_SWITCH_NAME).c_str());
     remove((dir + TW_LOG_FILE_NAME).c_str());
@@ -69,7 +69,7 @@ TEST_F(Services, LogSwitchIsDecidedOnceFromTheUserDirectory)
     EXPECT_EQ(twLog("twX", "nothing\n"), 0);
     EXPECT_EQ(twLogError("twX", "nothing\n"), 1);
     // the decision holds for the run even when the switch appears later
-    twTest_WriteText(dir + TW_LOG_SWITCH_NAME, "");
+    twHarness_WriteText(dir + TW_LOG_SWITCH_NAME, "");
     EXPECT_EQ(twLog("twX", "still nothing\n"), 0);
     EXPECT_EQ(twTest_ReadLog(), "");
     EXPECT_EQ(twLog(nullptr, "x"), 0);
@@ -158,11 +158,11 @@ TEST_F(Services, TempBufferSizes)
 
 TEST(Memory, ShutdownReportsLeaksWithNamesWhenTracking)
 {
-    twTest_StartServices(1);
+    twHarness_StartServices(1);
     void* pKept = twMem_Malloc(1000, "pLeaky");
     void* pFreed = twMem_Malloc(5, "pGone");
     twMem_Free(pFreed);
-    std::string dir = twTest_Dir();
+    std::string dir = twHarness_Dir();
     twMem_Shutdown();
     std::vector<std::string> lines = twTest_LogLines();
     twMem_Free(pKept); // the leak was reported, not freed
@@ -178,7 +178,7 @@ TEST(Memory, ShutdownReportsLeaksWithNamesWhenTracking)
 
 TEST(Memory, CleanShutdownReportsNoLeak)
 {
-    twTest_StartServices();
+    twHarness_StartServices();
     twMem_Free(twMem_Malloc(64, "pTidy"));
     twMem_Shutdown();
     EXPECT_FALSE(twTest_LogHas("Leaking"));

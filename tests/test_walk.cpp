@@ -8,8 +8,8 @@
 #include "engine/timer.h"
 #include "interface/layers.h"
 #include "navigation/camera.h"
-#include "tests/sample_model.h"
 #include "tests/support.h"
+#include "tools/harness/samples.h"
 #include "world/world.h"
 
 #define FRAME (1.0f / 60.0f)
@@ -19,7 +19,7 @@ struct Walk : ::testing::Test {
     TwCamera cam;
     void SetUp() override
     {
-        twTest_StartServices();
+        twHarness_StartServices();
         twLayers_Init(12);
         // the loader needs the record only: a model without textures touches no GL
         pWorld = (TwWorld*)twMem_Malloc(sizeof(TwWorld), "pWorld");
@@ -31,7 +31,7 @@ struct Walk : ::testing::Test {
         twMem_Free(pWorld);
         pWorld = nullptr;
         twLayers_Free();
-        twTest_StopServices();
+        twHarness_StopServices();
     }
 
     void Load(TwExportModel model)
@@ -39,7 +39,7 @@ struct Walk : ::testing::Test {
         model.textures.clear();
         for (TwExportMaterial& m : model.materials)
             m.iTexture = -1;
-        std::string path = twTest_Dir() + "walk.bin";
+        std::string path = twHarness_Dir() + "walk.bin";
         twExport_WriteFile(model, path);
         ASSERT_EQ(twWorld_LoadModel(nullptr, path.c_str(), 0, &cam, nullptr, nullptr, nullptr, 0, nullptr), 1);
     }
@@ -78,7 +78,7 @@ static TwExportModel Floor(std::vector<TwExportElement> more = {})
     glass.bIsTransparent = 1;
     m.materials = {plain, glass};
     m.layers = {"Ground", "Upper"};
-    m.elements.push_back(twTest_Box(-10, -0.3f, -10, 10, 0, 10, 2, 0));
+    m.elements.push_back(twSample_Box(-10, -0.3f, -10, 10, 0, 10, 2, 0));
     for (const TwExportElement& e : more)
         m.elements.push_back(e);
     return m;
@@ -111,7 +111,7 @@ TEST_F(Walk, FallsToTheModelsFootWithoutAFloor)
 
 TEST_F(Walk, StopsAtAWallAndSlidesAlongIt)
 {
-    Load(Floor({twTest_Box(2, 0, -10, 2.2f, 3, 10, 1, 0)}));
+    Load(Floor({twSample_Box(2, 0, -10, 2.2f, 3, 10, 1, 0)}));
     PlaceAt(0, 1.6f, 0, FACING_X - 30); // into the wall at an angle
     Run(4, 1);
     EXPECT_LE(cam.vPos[0], 2 - RADIUS + 0.01f);
@@ -121,7 +121,7 @@ TEST_F(Walk, StopsAtAWallAndSlidesAlongIt)
 
 TEST_F(Walk, RidesOverATenCentimetreEdge)
 {
-    Load(Floor({twTest_Box(1, 0, -5, 9, 0.1f, 5, 2, 0)}));
+    Load(Floor({twSample_Box(1, 0, -5, 9, 0.1f, 5, 2, 0)}));
     PlaceAt(0, 1.6f, 0, FACING_X);
     Run(3, 1);
     EXPECT_GT(cam.vPos[0], 2.5f);
@@ -132,7 +132,7 @@ TEST_F(Walk, PassesDoorsAndElementsWithoutCollision)
 {
     for (int iType : {5, 4, 37, 42}) {
         twWorld_Free();
-        Load(Floor({twTest_Box(2, 0, -10, 2.2f, 3, 10, iType, 0)}));
+        Load(Floor({twSample_Box(2, 0, -10, 2.2f, 3, 10, iType, 0)}));
         PlaceAt(0, 1.6f, 0, FACING_X);
         Run(3, 1);
         EXPECT_GT(cam.vPos[0], 3) << "type " << iType;
@@ -141,8 +141,8 @@ TEST_F(Walk, PassesDoorsAndElementsWithoutCollision)
 
 TEST_F(Walk, GlassStopsOnTheTreeAndNotOnTheHiddenLayerPath)
 {
-    TwExportElement glass = twTest_Box(2, 0, -10, 2.02f, 3, 10, 7, 1);
-    TwExportElement upper = twTest_Box(-9, 5, -9, -8, 6, -8, 1, 0, 1);
+    TwExportElement glass = twSample_Box(2, 0, -10, 2.02f, 3, 10, 7, 1);
+    TwExportElement upper = twSample_Box(-9, 5, -9, -8, 6, -8, 1, 0, 1);
     Load(Floor({glass, upper}));
     PlaceAt(0, 1.6f, 0, FACING_X);
     Run(3, 1);

@@ -12,8 +12,8 @@
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "tests/support.h"
-#include "tests/sample_model.h"
-#include "tools/model_writer.h"
+#include "tools/export/model_writer.h"
+#include "tools/harness/samples.h"
 #include "world/world.h"
 
 struct World : ::testing::Test {
@@ -25,12 +25,12 @@ struct World : ::testing::Test {
 
     static void SetUpTestSuite()
     {
-        ASSERT_EQ(twTest_StartWorld(64, 64, 0), 1);
-        dir = twTest_Dir();
+        ASSERT_EQ(twHarness_StartWorld(64, 64, 0), 1);
+        dir = twHarness_Dir();
     }
     static void TearDownTestSuite()
     {
-        twTest_StopWorld();
+        twHarness_StopWorld();
     }
     void SetUp() override
     {
@@ -54,7 +54,7 @@ struct World : ::testing::Test {
     int LoadBytes(const std::vector<uint8_t>& bytes)
     {
         std::string path = dir + "Damaged.bin";
-        twTest_WriteFile(path, bytes);
+        twHarness_WriteFile(path, bytes);
         return twWorld_LoadModel(nullptr, path.c_str(), 0, &camera, szProject, &iAltitude, &iAzimuth, 0, &iStatus);
     }
 };
@@ -79,7 +79,7 @@ static void ExpectLogInOrder(const std::vector<std::string>& expected)
 
 TEST_F(World, LoadsWithItsLogCountsAndBoxes)
 {
-    ASSERT_EQ(Load(twTest_SmallHouse()), 1);
+    ASSERT_EQ(Load(twSample_SmallHouse()), 1);
     EXPECT_EQ(pWorld->bLoaded, 1);
     EXPECT_EQ(iStatus, 1);
     ExpectLogInOrder({"", "Loading environment", "", "Project name = 'Test house'", "Sun color = 1.000000, 0.950000, 0.850000",
@@ -136,7 +136,7 @@ TEST_F(World, LoadsWithItsLogCountsAndBoxes)
 
 TEST_F(World, CameraAndSunComeFromTheFile)
 {
-    ASSERT_EQ(Load(twTest_SmallHouse()), 1);
+    ASSERT_EQ(Load(twSample_SmallHouse()), 1);
     // Z-up (x, y, z) becomes (x, z, -y)
     EXPECT_FLOAT_EQ(camera.vPos[0], 10);
     EXPECT_FLOAT_EQ(camera.vPos[1], 1.6f);
@@ -163,7 +163,7 @@ TEST_F(World, CameraAndSunComeFromTheFile)
 
 TEST_F(World, SunAngleRulesAndAnOriginCameraThatStays)
 {
-    TwExportModel m = twTest_SmallHouse();
+    TwExportModel m = twSample_SmallHouse();
     m.fSunAzimuth = 271.5f;
     m.vCameraPos[0] = m.vCameraPos[1] = m.vCameraPos[2] = 0;
     camera.vPos[0] = 5;
@@ -180,7 +180,7 @@ TEST_F(World, SunAngleRulesAndAnOriginCameraThatStays)
 
 TEST_F(World, ElementGroupsRenderArraysAndBatches)
 {
-    ASSERT_EQ(Load(twTest_SmallHouse()), 1);
+    ASSERT_EQ(Load(twSample_SmallHouse()), 1);
     ASSERT_EQ(pWorld->iNumElementGroups, 3);
     TwElementGroup* pGroup = &pWorld->pElementGroups[0];
     EXPECT_EQ(pGroup->iNumElements, 3);
@@ -208,12 +208,12 @@ TEST_F(World, ElementGroupsRenderArraysAndBatches)
 
 TEST_F(World, GroupsFollowTheRadiusRule)
 {
-    TwExportModel m = twTest_SmallHouse();
+    TwExportModel m = twSample_SmallHouse();
     m.elements.clear();
-    m.elements.push_back(twTest_Box(0, 0, 0, 5, 0, 0, 1, 0));   // a line of 5 m
-    m.elements.push_back(twTest_Box(7, 0, 0, 12, 0, 0, 1, 0));  // merged: 12 m long, radius exactly 6
-    m.elements.push_back(twTest_Box(0, 10, 0, 20, 11, 1, 1, 0)); // radius above 6 on its own
-    m.elements.push_back(twTest_Box(0, 10.5f, 0, 1, 10.8f, 1, 1, 0)); // inside it, yet it can't join
+    m.elements.push_back(twSample_Box(0, 0, 0, 5, 0, 0, 1, 0));   // a line of 5 m
+    m.elements.push_back(twSample_Box(7, 0, 0, 12, 0, 0, 1, 0));  // merged: 12 m long, radius exactly 6
+    m.elements.push_back(twSample_Box(0, 10, 0, 20, 11, 1, 1, 0)); // radius above 6 on its own
+    m.elements.push_back(twSample_Box(0, 10.5f, 0, 1, 10.8f, 1, 1, 0)); // inside it, yet it can't join
     ASSERT_EQ(Load(m), 1);
     ASSERT_EQ(pWorld->iNumElementGroups, 3);
     EXPECT_EQ(pWorld->pElementGroups[0].iNumElements, 2);
@@ -224,9 +224,9 @@ TEST_F(World, GroupsFollowTheRadiusRule)
 
 TEST_F(World, BatchesCloseAtTheIndexCapAndRebaseIndices)
 {
-    TwExportModel m = twTest_SmallHouse();
+    TwExportModel m = twSample_SmallHouse();
     m.elements.clear();
-    TwExportElement e = twTest_Box(0, 0, 0, 1, 1, 1, 1, 0);
+    TwExportElement e = twSample_Box(0, 0, 0, 1, 1, 1, 1, 0);
     TwExportMesh big = e.meshes[0];
     big.indices.clear();
     for (int i = 0; i < 18000; i++)
@@ -257,7 +257,7 @@ TEST_F(World, BatchesCloseAtTheIndexCapAndRebaseIndices)
 
 TEST_F(World, BatchesGoToVertexBuffersWhenAsked)
 {
-    ASSERT_EQ(Load(twTest_SmallHouse(), 1), 1);
+    ASSERT_EQ(Load(twSample_SmallHouse(), 1), 1);
     TwBatch* pBatch = (TwBatch*)pWorld->pElementGroups[0].pRenderArrays[0].pBatchList->pNext->pData;
     EXPECT_NE(pBatch->hVboVerts, 0u);
     EXPECT_NE(pBatch->hVboIndices, 0u);
@@ -267,7 +267,7 @@ TEST_F(World, BatchesGoToVertexBuffersWhenAsked)
 
 TEST_F(World, SmoothMeshesCarryNoSurfaces)
 {
-    TwExportModel m = twTest_SmallHouse();
+    TwExportModel m = twSample_SmallHouse();
     TwExportMesh& mesh = m.elements[1].meshes[0];
     mesh.bSmooth = 1;
     mesh.iSurfaceCountField = 6; // the count says 6, yet no array follows
@@ -281,8 +281,8 @@ TEST_F(World, SmoothMeshesCarryNoSurfaces)
 TEST_F(World, ModelsLoadFromAPack)
 {
     std::string model = dir + "Export.bin";
-    twExport_WriteFile(twTest_SmallHouse(), model);
-    twTest_WriteText(dir + "bare", "program");
+    twExport_WriteFile(twSample_SmallHouse(), model);
+    twHarness_WriteText(dir + "bare", "program");
     ASSERT_EQ(twTest_MakePack(dir + "Copy.exe", dir + "bare", {model}), 0);
     ASSERT_EQ(twWorld_LoadModel(nullptr, (dir + "Copy.exe").c_str(), 1, &camera, nullptr, nullptr, nullptr, 0, nullptr),
               1);
@@ -304,7 +304,7 @@ TEST_F(World, ModelsLoadFromAPack)
 
 TEST_F(World, VersionTooOldGivesStatusTwo)
 {
-    TwExportModel m = twTest_SmallHouse();
+    TwExportModel m = twSample_SmallHouse();
     m.iVersion = 225;
     EXPECT_EQ(Load(m), 0);
     EXPECT_EQ(iStatus, 2);
@@ -315,8 +315,8 @@ TEST_F(World, VersionTooOldGivesStatusTwo)
 
 TEST_F(World, AFailedLoadFreesThePreviousModel)
 {
-    ASSERT_EQ(Load(twTest_SmallHouse()), 1);
-    std::vector<uint8_t> bytes = twExport_Write(twTest_SmallHouse());
+    ASSERT_EQ(Load(twSample_SmallHouse()), 1);
+    std::vector<uint8_t> bytes = twExport_Write(twSample_SmallHouse());
     memcpy(&bytes[850], "TEZ", 3);
     EXPECT_EQ(LoadBytes(bytes), 0);
     EXPECT_TRUE(twTest_LogHas("  Freeing prev data\n"));
@@ -324,24 +324,24 @@ TEST_F(World, AFailedLoadFreesThePreviousModel)
     EXPECT_EQ(pWorld->bLoaded, 0);
     EXPECT_EQ(pWorld->pElements, nullptr);
     // and a good model loads after it
-    EXPECT_EQ(Load(twTest_SmallHouse()), 1);
+    EXPECT_EQ(Load(twSample_SmallHouse()), 1);
 }
 
 TEST_F(World, CountsThatDisagreeFail)
 {
-    TwExportModel m = twTest_SmallHouse();
+    TwExportModel m = twSample_SmallHouse();
     m.iTotalMeshesField = 7;
     EXPECT_EQ(Load(m), 0);
     EXPECT_TRUE(twTest_LogHas("NumMeshesLoadedTotal 5 != NumMeshesToLoadTotal 7\n"));
     m.iTotalMeshesField = 0;
     EXPECT_EQ(Load(m), 0);
     EXPECT_TRUE(twTest_LogHas("There are zero meshes to load in total\n"));
-    m = twTest_SmallHouse();
+    m = twSample_SmallHouse();
     m.elements.clear();
     m.iTotalMeshesField = 3;
     EXPECT_EQ(Load(m), 0);
     EXPECT_TRUE(twTest_LogHas("NumMeshesLoadedTotal 0 != NumMeshesToLoadTotal 3\n"));
-    m = twTest_SmallHouse();
+    m = twSample_SmallHouse();
     m.elements[2].iMeshCountField = 0;
     EXPECT_EQ(Load(m), 0);
     EXPECT_TRUE(twTest_LogHas("There are zero meshes to load in element\n"));
@@ -349,32 +349,32 @@ TEST_F(World, CountsThatDisagreeFail)
 
 TEST_F(World, HostileCountsAndIndicesAreRefused)
 {
-    TwExportModel m = twTest_SmallHouse();
+    TwExportModel m = twSample_SmallHouse();
     m.elements[1].meshes[0].indices[5] = 99;
     EXPECT_EQ(Load(m), 0);
     EXPECT_TRUE(twTest_LogHas("!Mesh 1: index 99 lies past its 24 vertices\n"));
-    m = twTest_SmallHouse();
+    m = twSample_SmallHouse();
     m.elements[1].meshes[0].edges[0] = 24;
     EXPECT_EQ(Load(m), 0);
     EXPECT_TRUE(twTest_LogHas("!Mesh 1: edge index 24 lies past its 24 vertices\n"));
-    m = twTest_SmallHouse();
+    m = twSample_SmallHouse();
     m.elements[1].meshes[0].surfaces[5].usNumIndices = 40;
     EXPECT_EQ(Load(m), 0);
     EXPECT_TRUE(twTest_LogHas("surface 5 lies past its 36 indices\n"));
-    m = twTest_SmallHouse();
+    m = twSample_SmallHouse();
     m.elements[2].meshes[0].iMaterial = 3;
     EXPECT_EQ(Load(m), 0);
     EXPECT_TRUE(twTest_LogHas("!Mesh 2 uses material 3 of 3\n"));
-    m = twTest_SmallHouse();
+    m = twSample_SmallHouse();
     m.materials[1].iTexture = 1;
     EXPECT_EQ(Load(m), 0);
     EXPECT_TRUE(twTest_LogHas("!Material 1 uses texture 1 of 1\n"));
-    m = twTest_SmallHouse();
+    m = twSample_SmallHouse();
     m.elements[0].iMeshCountField = 0x7FFFFFFF;
     EXPECT_EQ(Load(m), 0);
     EXPECT_TRUE(twTest_LogHas("!Number of meshes 2147483647 is more than the file holds\n"));
     // the element, texture, material and layer counts, each set absurd in the bytes
-    std::vector<uint8_t> good = twExport_Write(twTest_SmallHouse());
+    std::vector<uint8_t> good = twExport_Write(twSample_SmallHouse());
     std::string text(good.begin(), good.end());
     for (const char* pstrTag : {"TEX", "ELM", "MAT", "LAY"}) {
         std::vector<uint8_t> bytes = good;
@@ -389,13 +389,13 @@ TEST_F(World, HostileCountsAndIndicesAreRefused)
 
 TEST_F(World, TexturesThatLieOrAreUnknownFail)
 {
-    TwExportModel m = twTest_SmallHouse();
+    TwExportModel m = twSample_SmallHouse();
     m.textures[0].name = "wood.Tga";
     EXPECT_EQ(Load(m), 0);
     EXPECT_TRUE(twTest_LogHas("Unsupported texture format for 'wood.Tga'\n"));
     EXPECT_TRUE(twTest_LogHas("!twOgl_LoadTexture\n"));
     // an image that claims 64 x 64 and holds 4 x 4 reads into the elements
-    m = twTest_SmallHouse();
+    m = twSample_SmallHouse();
     m.textures[0].image[12] = 64;
     m.textures[0].image[14] = 64;
     EXPECT_EQ(Load(m), 0);
@@ -403,7 +403,7 @@ TEST_F(World, TexturesThatLieOrAreUnknownFail)
 
 TEST_F(World, EveryCutOfAGoodFileFailsCleanly)
 {
-    std::vector<uint8_t> good = twExport_Write(twTest_SmallHouse());
+    std::vector<uint8_t> good = twExport_Write(twSample_SmallHouse());
     for (size_t uiCut = 0; uiCut < good.size(); uiCut += 37) {
         std::vector<uint8_t> cut(good.begin(), good.begin() + uiCut);
         EXPECT_EQ(LoadBytes(cut), 0) << "cut at " << uiCut;
@@ -436,7 +436,7 @@ static int RecordProgress(const char* pstrLine1, const char* pstrLine2, float fF
 // A model whose three textures are a TGA, a BMP and a DXT1 DDS, each used by a material
 static TwExportModel ThreeFormats(void)
 {
-    TwExportModel m = twTest_SmallHouse();
+    TwExportModel m = twSample_SmallHouse();
     std::vector<uint8_t> bmp(54, 0);
     bmp[0] = 'B';
     bmp[1] = 'M';

@@ -1,9 +1,9 @@
-#include "tests/sample_model.h"
+#include "tools/harness/samples.h"
 
 #include <string.h>
 
-TwExportElement twTest_Box(float x0, float y0, float z0, float x1, float y1, float z1, int iType, int iMaterial,
-                           int iLayer)
+TwExportElement twSample_Box(float x0, float y0, float z0, float x1, float y1, float z1, int iType, int iMaterial,
+                             int iLayer)
 {
     TwExportElement e;
     e.iType = iType;
@@ -14,7 +14,7 @@ TwExportElement twTest_Box(float x0, float y0, float z0, float x1, float y1, flo
 }
 
 // A wall with a door and a window, a slab further off and a tree outside the building
-TwExportModel twTest_SmallHouse(void)
+TwExportModel twSample_SmallHouse(void)
 {
     TwExportModel m;
     m.projectName = "Test house";
@@ -41,11 +41,12 @@ TwExportModel twTest_SmallHouse(void)
     glass.fTransparency = 0.7f;
     m.materials = {wall, wood, glass};
     m.layers = {"Ground floor", "Roof"};
-    m.elements.push_back(twTest_Box(0.5f, 1, 0, 3.5f, 2.5f, 0.2f, 7, 2));       // window, first: its material is the last
-    m.elements.push_back(twTest_Box(0, 0, 0, 4, 3, 0.2f, 1, 0));               // wall
-    m.elements.push_back(twTest_Box(1, 0, 0, 2, 2, 0.2f, 5, 1));               // door
-    m.elements.push_back(twTest_Box(20, 0, 0, 24, 0.2f, 4, 2, 0, 1));          // slab
-    m.elements.push_back(twTest_Box(-10, 0, -10, -9, 4, -9, 0, 0));            // tree
+    // the window first: its material is the last
+    m.elements.push_back(twSample_Box(0.5f, 1, 0, 3.5f, 2.5f, 0.2f, 7, 2));
+    m.elements.push_back(twSample_Box(0, 0, 0, 4, 3, 0.2f, 1, 0));      // wall
+    m.elements.push_back(twSample_Box(1, 0, 0, 2, 2, 0.2f, 5, 1));      // door
+    m.elements.push_back(twSample_Box(20, 0, 0, 24, 0.2f, 4, 2, 0, 1)); // slab
+    m.elements.push_back(twSample_Box(-10, 0, -10, -9, 4, -9, 0, 0));   // tree
     return m;
 }
 
@@ -172,7 +173,7 @@ static void AddHouse(TwExportModel* pModel, float x, float z)
     }
 }
 
-TwExportModel twTest_GridHouses(int iHousesX, int iHousesZ)
+TwExportModel twSample_GridHouses(int iHousesX, int iHousesZ)
 {
     TwExportModel m;
     m.projectName = "Houses";

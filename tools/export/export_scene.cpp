@@ -12,7 +12,7 @@
 #include <assimp/Importer.hpp>
 #include <map>
 
-#include "tools/export.h"
+#include "tools/export/export.h"
 
 #define EYE_HEIGHT 1.7f        // metres above the model's lowest point
 #define VIEW_DISTANCE 1.6f     // times the building's horizontal radius, from its centre
@@ -105,43 +105,30 @@ static int IfcType(const std::string& cls, const std::string& lowerName)
     return TW_EXPORT_OTHER;
 }
 
-// Element types by keywords of a node's name, for formats without classes
+// Element types by keywords of a node's name, for formats without classes: the first row
+// with a word in the name decides
 static int NameType(const std::string& lower)
 {
-    static const char* const apstrDoor[] = {"door", "tuer", "tür", "porte", nullptr};
-    static const char* const apstrWindow[] = {"window", "fenster", "glass", "glazing", nullptr};
-    static const char* const apstrWall[] = {"wall", "wand", "mur", nullptr};
-    static const char* const apstrRoof[] = {"roof", "dach", nullptr};
-    static const char* const apstrSlab[] = {"slab", "floor", "ceiling", "decke", "boden", nullptr};
-    static const char* const apstrFurniture[] = {"furn", "chair", "table", "sofa", "bed", "desk", "shelf",
-                                                 "stuhl", "tisch", "bett", "schrank", "lamp", "plant", nullptr};
-    static const char* const apstrColumn[] = {"column", "pillar", "stuetze", "stütze", nullptr};
-    static const char* const apstrRailing[] = {"rail", "gelaender", "geländer", "balustrade", nullptr};
-    static const char* const apstrStair[] = {"stair", "step", "treppe", nullptr};
-    static const char* const apstrBeam[] = {"beam", "balken", "unterzug", "sparren", nullptr};
-    static const char* const apstrSite[] = {"terrain", "ground", "site", "gelände", nullptr};
-    if (Contains(lower, apstrDoor))
-        return TW_EXPORT_DOOR;
-    if (Contains(lower, apstrWindow))
-        return TW_EXPORT_WINDOW;
-    if (Contains(lower, apstrWall))
-        return TW_EXPORT_WALL;
-    if (Contains(lower, apstrRoof))
-        return TW_EXPORT_ROOF;
-    if (Contains(lower, apstrSlab))
-        return TW_EXPORT_SLAB;
-    if (Contains(lower, apstrFurniture))
-        return TW_EXPORT_FURNISHING;
-    if (Contains(lower, apstrColumn))
-        return TW_EXPORT_COLUMN;
-    if (Contains(lower, apstrRailing))
-        return TW_EXPORT_RAILING;
-    if (Contains(lower, apstrStair))
-        return TW_EXPORT_STAIR;
-    if (Contains(lower, apstrBeam))
-        return TW_EXPORT_BEAM;
-    if (Contains(lower, apstrSite))
-        return TW_EXPORT_SITE;
+    static const struct {
+        int iType;
+        const char* apstrWords[14];
+    } aRows[] = {
+        {TW_EXPORT_DOOR, {"door", "tuer", "tür", "porte"}},
+        {TW_EXPORT_WINDOW, {"window", "fenster", "glass", "glazing"}},
+        {TW_EXPORT_WALL, {"wall", "wand", "mur"}},
+        {TW_EXPORT_ROOF, {"roof", "dach"}},
+        {TW_EXPORT_SLAB, {"slab", "floor", "ceiling", "decke", "boden"}},
+        {TW_EXPORT_FURNISHING, {"furn", "chair", "table", "sofa", "bed", "desk", "shelf", "stuhl", "tisch", "bett",
+                                "schrank", "lamp", "plant"}},
+        {TW_EXPORT_COLUMN, {"column", "pillar", "stuetze", "stütze"}},
+        {TW_EXPORT_RAILING, {"rail", "gelaender", "geländer", "balustrade"}},
+        {TW_EXPORT_STAIR, {"stair", "step", "treppe"}},
+        {TW_EXPORT_BEAM, {"beam", "balken", "unterzug", "sparren"}},
+        {TW_EXPORT_SITE, {"terrain", "ground", "site", "gelände"}},
+    };
+    for (const auto& row : aRows)
+        if (Contains(lower, row.apstrWords))
+            return row.iType;
     return TW_EXPORT_OTHER;
 }
 

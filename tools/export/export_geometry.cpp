@@ -6,7 +6,8 @@
 
 #include <unordered_map>
 
-#include "tools/export.h"
+#include "engine/vector.h"
+#include "tools/export/export.h"
 
 #define WELD_GRID 1.0e-5       // metres: positions closer than this are one vertex
 #define MIN_AREA 1.0e-10f      // square metres: thinner triangles are dropped
@@ -35,19 +36,6 @@ static uint64_t EdgeKey(int a, int b)
         b = t;
     }
     return ((uint64_t)(uint32_t)a << 32) | (uint32_t)b;
-}
-
-static float Dot(const float* a, const float* b)
-{
-    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
-
-static void Normalize(float* v)
-{
-    float f = sqrtf(Dot(v, v));
-    if (f > 0)
-        for (int i = 0; i < 3; i++)
-            v[i] /= f;
 }
 
 struct WeldKey {
@@ -84,12 +72,14 @@ static void Weld(const TwExportSoup& soup, uint32_t uiFirstTri, uint32_t uiNumTr
         const float* a = &pChunk->welded[tri.aiWelded[0] * 3];
         const float* b = &pChunk->welded[tri.aiWelded[1] * 3];
         const float* c = &pChunk->welded[tri.aiWelded[2] * 3];
-        float u[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]}, v[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
-        float n[3] = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
-        tri.fArea = 0.5f * sqrtf(Dot(n, n));
+        float u[3], v[3], n[3];
+        twVec_Sub(b, a, u);
+        twVec_Sub(c, a, v);
+        twVec_Cross(u, v, n);
+        tri.fArea = 0.5f * twVec_Length(n);
         if (tri.fArea < MIN_AREA)
             continue;
-        Normalize(n);
+        twVec_Normalize(n);
         memcpy(tri.vNormal, n, sizeof(n));
         tri.iSurface = -1;
         pChunk->tris.push_back(tri);
@@ -110,7 +100,7 @@ static int FindSurfaces(Chunk* pChunk, const TwExportOptions& options)
         if (pChunk->tris[s].iSurface >= 0)
             continue;
         const Triangle& seed = pChunk->tris[s];
-        float fD = -Dot(seed.vNormal, &pChunk->welded[seed.aiWelded[0] * 3]);
+        float fD = -twVec_Dot(seed.vNormal, &pChunk->welded[seed.aiWelded[0] * 3]);
         pChunk->tris[s].iSurface = iNumSurfaces;
         stack.assign(1, s);
         while (!stack.empty()) {
@@ -121,11 +111,12 @@ static int FindSurfaces(Chunk* pChunk, const TwExportOptions& options)
                 const std::vector<int>& around = pChunk->edges[EdgeKey(tri.aiWelded[k], tri.aiWelded[(k + 1) % 3])];
                 for (int n : around) {
                     Triangle& next = pChunk->tris[n];
-                    if (next.iSurface >= 0 || Dot(next.vNormal, seed.vNormal) < fCosPlane)
+                    if (next.iSurface >= 0 || twVec_Dot(next.vNormal, seed.vNormal) < fCosPlane)
                         continue;
                     int bInPlane = 1;
                     for (int c = 0; c < 3; c++)
-                        if (fabsf(Dot(seed.vNormal, &pChunk->welded[next.aiWelded[c] * 3]) + fD) > options.fPlaneTolerance)
+                        if (fabsf(twVec_Dot(seed.vNormal, &pChunk->welded[next.aiWelded[c] * 3]) + fD) >
+                            options.fPlaneTolerance)
                             bInPlane = 0;
                     if (!bInPlane)
                         continue;
@@ -151,7 +142,7 @@ static int IsSmooth(const Chunk& chunk, int iNumSurfaces, float fCosCrease)
             continue;
         const Triangle& a = chunk.tris[edge.second[0]];
         const Triangle& b = chunk.tris[edge.second[1]];
-        if (a.iSurface != b.iSurface && Dot(a.vNormal, b.vNormal) >= fCosCrease)
+        if (a.iSurface != b.iSurface && twVec_Dot(a.vNormal, b.vNormal) >= fCosCrease)
             soft[a.iSurface] = soft[b.iSurface] = 1;
     }
     float fSoft = 0, fTotal = 0;
@@ -254,7 +245,7 @@ static void BuildChunk(const TwExportSoup& soup, uint32_t uiFirstTri, uint32_t u
                     n[i] += chunk.tris[t].vNormal[i] * chunk.tris[t].fArea;
                 fArea += chunk.tris[t].fArea;
             }
-            Normalize(n);
+            twVec_Normalize(n);
             ids.clear();
             TwExportSurface surface = {(uint16_t)mesh.indices.size(), 0, fArea};
             for (int t : members[s])
@@ -280,10 +271,10 @@ static void BuildChunk(const TwExportSoup& soup, uint32_t uiFirstTri, uint32_t u
             for (int k = 0; k < 3; k++) {
                 float n[3] = {0, 0, 0};
                 for (int o : around[tri.aiWelded[k]])
-                    if (Dot(chunk.tris[o].vNormal, tri.vNormal) >= fCosCrease)
+                    if (twVec_Dot(chunk.tris[o].vNormal, tri.vNormal) >= fCosCrease)
                         for (int i = 0; i < 3; i++)
                             n[i] += chunk.tris[o].vNormal[i] * chunk.tris[o].fArea;
-                Normalize(n);
+                twVec_Normalize(n);
                 float fU, fV;
                 CornerUv(soup, tri.auiCorner[k], &chunk.welded[tri.aiWelded[k] * 3], tri.vNormal, bTextured, &fU, &fV);
                 cornerOut[t * 3 + k] = AddVertex(&mesh, &ids, chunk, tri.aiWelded[k], n, fU, fV);
@@ -295,7 +286,8 @@ static void BuildChunk(const TwExportSoup& soup, uint32_t uiFirstTri, uint32_t u
     // feature edges: where the shell ends, and where it folds more sharply than the crease
     for (const auto& edge : chunk.edges) {
         const std::vector<int>& tris = edge.second;
-        int bFeature = tris.size() != 2 || Dot(chunk.tris[tris[0]].vNormal, chunk.tris[tris[1]].vNormal) < fCosCrease;
+        int bFeature =
+            tris.size() != 2 || twVec_Dot(chunk.tris[tris[0]].vNormal, chunk.tris[tris[1]].vNormal) < fCosCrease;
         if (!bFeature)
             continue;
         const Triangle& tri = chunk.tris[tris[0]];

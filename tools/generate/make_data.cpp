@@ -15,6 +15,8 @@
 
 #include <vector>
 
+#include "engine/vector.h"
+
 #define DATA_VERSION 10698
 #define SETTINGS_VERSION 25
 #define SKY_SIZE 512
@@ -523,12 +525,11 @@ static void MakeSkybox(void)
                     float lx = -1 + 2 * (x + 0.25f + 0.5f * (s & 1)) / SKY_SIZE;
                     float ly = -1 + 2 * (y + 0.25f + 0.5f * (s >> 1)) / SKY_SIZE;
                     float lz = -1;
-                    float dx = m.m[0] * lx + m.m[1] * ly + m.m[2] * lz;
-                    float dy = m.m[3] * lx + m.m[4] * ly + m.m[5] * lz;
-                    float dz = m.m[6] * lx + m.m[7] * ly + m.m[8] * lz;
-                    float fLen = sqrtf(dx * dx + dy * dy + dz * dz);
+                    float afDir[3] = {m.m[0] * lx + m.m[1] * ly + m.m[2] * lz, m.m[3] * lx + m.m[4] * ly + m.m[5] * lz,
+                                      m.m[6] * lx + m.m[7] * ly + m.m[8] * lz};
+                    twVec_Normalize(afDir);
                     float afSample[3];
-                    SkyColour(dx / fLen, dy / fLen, dz / fLen, afSample);
+                    SkyColour(afDir[0], afDir[1], afDir[2], afSample);
                     for (int k = 0; k < 3; k++)
                         afRgb[k] += afSample[k] * 0.25f;
                 }

@@ -8,25 +8,26 @@
 #include <string>
 #include <vector>
 
-#include "tools/model_writer.h"
+#include "tools/export/model_writer.h"
+#include "world/world.h"
 
-// Element type codes written for the viewer; the viewer treats 1, 2, 3, 6 as the
-// building, 4 and 5 as taking no part in collision, 5 as a door and 10 as no occluder.
+// Element type codes written for the viewer. The codes the viewer treats in its own way
+// are its own constants: the building's box, walking through, and never occluding.
 enum TwExportType {
+    TW_EXPORT_LEFT_OUT = -1, // spaces, openings, annotations: not exported
     TW_EXPORT_OTHER = 0,
-    TW_EXPORT_WALL = 1,
-    TW_EXPORT_SLAB = 2,
-    TW_EXPORT_ROOF = 3,
-    TW_EXPORT_FURNISHING = 4,
-    TW_EXPORT_DOOR = 5,
-    TW_EXPORT_COLUMN = 6,
+    TW_EXPORT_WALL = TW_TYPE_WALL,
+    TW_EXPORT_SLAB = TW_TYPE_SLAB,
+    TW_EXPORT_ROOF = TW_TYPE_ROOF,
+    TW_EXPORT_FURNISHING = TW_TYPE_FURNISHING,
+    TW_EXPORT_DOOR = TW_TYPE_DOOR,
+    TW_EXPORT_COLUMN = TW_TYPE_COLUMN,
     TW_EXPORT_WINDOW = 7,
     TW_EXPORT_RAILING = 8,
     TW_EXPORT_STAIR = 9,
-    TW_EXPORT_BEAM = 10,
+    TW_EXPORT_BEAM = TW_TYPE_NO_OCCLUDER,
     TW_EXPORT_COVERING = 11,
     TW_EXPORT_SITE = 12,
-    TW_EXPORT_LEFT_OUT = -1, // spaces, openings, annotations: not exported
 };
 
 struct TwExportOptions {

@@ -10,7 +10,7 @@
 
 #include "engine/core.h"
 #include "platform/window.h"
-#include "tools/export.h"
+#include "tools/export/export.h"
 
 static const char* s_pstrHelp =
     "usage: ambexport [options] <model file> [<output>]\n"

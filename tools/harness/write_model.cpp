@@ -3,7 +3,7 @@
 //   write_model <path>
 #include <stdio.h>
 
-#include "tests/sample_model.h"
+#include "tools/harness/samples.h"
 
 int main(int argc, char** argv)
 {
@@ -11,5 +11,5 @@ int main(int argc, char** argv)
         fprintf(stderr, "usage: write_model <path>\n");
         return 2;
     }
-    return twExport_WriteFile(twTest_SmallHouse(), argv[1]) ? 0 : 1;
+    return twExport_WriteFile(twSample_SmallHouse(), argv[1]) ? 0 : 1;
 }

@@ -4,7 +4,7 @@
 #include <stb_image_resize.h>
 #include <string.h>
 
-#include "tools/export.h"
+#include "tools/export/export.h"
 
 // The nearest power of two, at most iMaxSide
 static int Pow2Side(int iSide, int iMaxSide)

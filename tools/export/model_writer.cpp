@@ -1,4 +1,4 @@
-#include "tools/model_writer.h"
+#include "tools/export/model_writer.h"
 
 #include <stdio.h>
 #include <string.h>
