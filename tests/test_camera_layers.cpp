@@ -42,18 +42,24 @@ static void Transform(const float* m, const float* p, float* pOut)
         pOut[r] = m[r] * p[0] + m[4 + r] * p[1] + m[8 + r] * p[2] + m[12 + r] * p[3];
 }
 
-TEST_F(Camera, StartValues)
+// A fresh camera stands at eye height looking along -Z and sees 80 degrees across the
+// window; the height it sees follows the window's shape, which a window without height
+// can't change
+TEST_F(Camera, AFreshCameraSeesEightyDegreesAcrossTheWindow)
 {
-    EXPECT_FLOAT_EQ(cam.fFov, 80);
-    EXPECT_FLOAT_EQ(cam.fFar, 1600);
-    EXPECT_FLOAT_EQ(cam.vPos[1], 1.6f);
-    EXPECT_FLOAT_EQ(cam.fGravity, 9.82f);
-    EXPECT_EQ(cam.bWalk, 1);
+    ASSERT_EQ(twCamera_SetAspectFromWindow(&cam, 1280, 1024), 1);
     EXPECT_EQ(twCamera_SetAspectFromWindow(&cam, 1280, 0), 0);
     EXPECT_TRUE(twTest_LogHas("twCamera_SetAspectFromWindow\n  invalid input\n"));
-    EXPECT_EQ(twCamera_SetAspectFromWindow(&cam, 1280, 1024), 1);
-    EXPECT_FLOAT_EQ(cam.fAspect, 1.25f);
-    EXPECT_FLOAT_EQ(cam.fInvAspect, 0.8f);
+    twCamera_UpdateMatrices(&cam, 1);
+    float fEdge = 10 * tanf(40 * 0.017453f);
+    const float afPoints[3][4] = {{0, 1.6f, -10, 1}, {fEdge, 1.6f, -10, 1}, {0, 1.6f + fEdge * 1024 / 1280, -10, 1}};
+    const float afScreen[3][2] = {{0, 0}, {1, 0}, {0, 1}};
+    for (int i = 0; i < 3; i++) {
+        float afClip[4];
+        Transform(cam.mViewProj, afPoints[i], afClip);
+        EXPECT_NEAR(afClip[0] / afClip[3], afScreen[i][0], 1e-3) << i;
+        EXPECT_NEAR(afClip[1] / afClip[3], afScreen[i][1], 1e-3) << i;
+    }
 }
 
 TEST_F(Camera, ViewMatrixPutsWhatTheCameraFacesInFront)

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <string.h>
 
+#include <algorithm>
+
 #include "engine/core.h"
 #include "engine/list.h"
 #include "engine/log.h"
@@ -92,35 +94,33 @@ TEST_F(Services, LogKeepsPercentSignsAndCutsLongMessages)
 // Tracked allocator
 // ---------------------------------------------------------------------------------------------
 
-TEST_F(Services, ChunkHeaderHoldsNameLengthSizeAndMarker)
+// Blocks come zeroed, on 16 bytes whatever their name, counted in the usage, and listed
+// under their names: a long name cut at 32 characters, a missing one empty
+TEST(Memory, BlocksAreZeroedAlignedCountedAndListedByName)
 {
-    uint8_t* p = (uint8_t*)twMem_Malloc(10, "pBlock");
-    ASSERT_NE(p, nullptr);
-    EXPECT_EQ(p[-1], 'z');
-    uint32_t uiSize;
-    memcpy(&uiSize, p - 5, 4);
-    EXPECT_EQ(uiSize, 10u);
-    EXPECT_EQ(p[-6], 6);
-    EXPECT_EQ(p[-7], 0);
-    EXPECT_EQ(memcmp(p - 13, "pBlock", 6), 0);
-    for (int i = 0; i < 10; i++)
-        EXPECT_EQ(p[i], 0);
-    EXPECT_EQ(twMem_GetUsed(), 10u);
-    EXPECT_EQ(twMem_Free(p), 1);
-    EXPECT_EQ(twMem_GetUsed(), 0u);
-}
-
-TEST_F(Services, LongNamesAreCutAt32AndNullNamesAreEmpty)
-{
+    twHarness_StartServices(1);
     const char* pstrLong = "0123456789012345678901234567890123456789";
-    uint8_t* p = (uint8_t*)twMem_Malloc(4, pstrLong);
-    EXPECT_EQ(p[-6], 32);
-    EXPECT_EQ(memcmp(p - 39, pstrLong, 32), 0);
-    uint8_t* q = (uint8_t*)twMem_Malloc(3, nullptr);
-    EXPECT_EQ(q[-6], 0);
-    EXPECT_EQ(q[-7], 0);
-    twMem_Free(p);
-    twMem_Free(q);
+    const char* apstrNames[3] = {"pBlock", pstrLong, nullptr};
+    const uint32_t auiSizes[3] = {10, 4, 3};
+    uint8_t* apBlocks[3];
+    for (int i = 0; i < 3; i++) {
+        apBlocks[i] = (uint8_t*)twMem_Malloc(auiSizes[i], apstrNames[i]);
+        ASSERT_NE(apBlocks[i], nullptr);
+        EXPECT_EQ((uintptr_t)apBlocks[i] % 16, 0u) << i;
+        for (uint32_t k = 0; k < auiSizes[i]; k++)
+            EXPECT_EQ(apBlocks[i][k], 0) << i;
+        memset(apBlocks[i], 0xAB, auiSizes[i]);
+    }
+    EXPECT_EQ(twMem_GetUsed(), 17u);
+    EXPECT_EQ(twMem_List(0), 1);
+    std::vector<std::string> lines = twTest_LogLines();
+    for (const char* pstrLine :
+         {"'pBlock' : 10", "'01234567890123456789012345678901' : 4", "'' : 3", "Listed 17 bytes"})
+        EXPECT_NE(std::find(lines.begin(), lines.end(), pstrLine), lines.end()) << pstrLine;
+    for (uint8_t* p : apBlocks)
+        EXPECT_EQ(twMem_Free(p), 1);
+    EXPECT_EQ(twMem_GetUsed(), 0u);
+    twHarness_StopServices();
 }
 
 TEST_F(Services, UsageTextHasThousandsGroups)
