@@ -54,6 +54,26 @@ int twList_AddPointer(TwList* pList, void* pData)
     return iIndex;
 }
 
+int twList_AddPointerNew(TwList** ppList, void* pData, const char* pstrName)
+{
+    if (!*ppList) {
+        *ppList = (TwList*)twMem_Malloc(sizeof(TwList), pstrName);
+        if (!*ppList)
+            return -1;
+    }
+    int iIndex = twList_AddPointer(*ppList, pData);
+    return iIndex < 0 ? -2 : iIndex;
+}
+
+void twList_Delete(TwList** ppList, int iMode)
+{
+    if (!*ppList)
+        return;
+    twList_Free(*ppList, iMode);
+    twMem_Free(*ppList);
+    *ppList = nullptr;
+}
+
 int twList_Count(TwList* pList)
 {
     int iCount = 0;

@@ -14,6 +14,10 @@ int twList_Init(TwList* pList);                   // zeroes the head
 int twList_AddPointer(TwList* pList, void* pData); // the new item's index, or -1
 int twList_Count(TwList* pList);                  // nodes whose item isn't null
 int twList_Free(TwList* pList, int iMode);        // frees the nodes; items: 0 kept, 1 twMem_Free, 2 free
+// Adds to a list whose tracked head is made on first need under the name: the item's
+// index, -1 when the head can't be made, -2 when the item can't be added
+int twList_AddPointerNew(TwList** ppList, void* pData, const char* pstrName);
+void twList_Delete(TwList** ppList, int iMode);  // frees the nodes and the tracked head, if any, and clears it
 
 // A stack of pointers: the first entries live in the record, deeper ones on the heap, so
 // that a tree of any depth is walked without the call stack.

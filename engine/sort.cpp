@@ -43,6 +43,12 @@ int twSort_Init(TwSort* pSort, int iMaxItems)
         twLogError("twSort_Init", "!malloc : piArray\n");
         return 0;
     }
+    pSort->piConsumed = (int32_t*)twMem_Malloc((uint32_t)iMaxItems * 4, "pSort->piConsumed");
+    if (!pSort->piConsumed) {
+        twLogError("twSort_Init", "!malloc : piConsumed\n");
+        twSort_Free(pSort);
+        return 0;
+    }
     return 1;
 }
 
@@ -63,6 +69,7 @@ void twSort_Sort(TwSort* pSort)
     if (!pSort->piArray)
         return;
     QuickSort(pSort->piArray, 0, pSort->iNumItems - 1);
+    memset(pSort->piConsumed, 0, (size_t)pSort->iNumItems * 4);
     pSort->bSorted = 1;
 }
 
@@ -72,9 +79,19 @@ int twSort_GetIndex(TwSort* pSort, int iValue)
         twLogError("twSort_GetIndex", "!List not sorted\n");
         return -1;
     }
-    for (int i = 0; i < pSort->iNumItems; i++) {
-        if (pSort->piArray[i] == iValue) {
-            pSort->piArray[i] = TW_SORT_TAKEN;
+    // the first slot of the value's run, then as many further as were found before
+    int iLow = 0, iHigh = pSort->iNumItems;
+    while (iLow < iHigh) {
+        int iMiddle = iLow + (iHigh - iLow) / 2;
+        if (pSort->piArray[iMiddle] < iValue)
+            iLow = iMiddle + 1;
+        else
+            iHigh = iMiddle;
+    }
+    if (iLow < pSort->iNumItems && pSort->piArray[iLow] == iValue) {
+        int i = iLow + pSort->piConsumed[iLow];
+        if (i < pSort->iNumItems && pSort->piArray[i] == iValue) {
+            pSort->piConsumed[iLow]++;
             return i;
         }
     }
@@ -85,7 +102,7 @@ int twSort_GetIndex(TwSort* pSort, int iValue)
 void twSort_Clear(TwSort* pSort)
 {
     if (pSort->piArray)
-        memset(pSort->piArray, 0, (size_t)pSort->iMaxItems * 4);
+        memset(pSort->piArray, 0, (size_t)pSort->iNumItems * 4);
     pSort->iNumItems = 0;
     pSort->bSorted = 0;
 }
@@ -94,7 +111,10 @@ void twSort_Free(TwSort* pSort)
 {
     if (pSort->piArray)
         twMem_Free(pSort->piArray);
+    if (pSort->piConsumed)
+        twMem_Free(pSort->piConsumed);
     pSort->piArray = nullptr;
+    pSort->piConsumed = nullptr;
     pSort->iMaxItems = 0;
     pSort->iNumItems = 0;
     pSort->bSorted = 0;

@@ -3,13 +3,12 @@
 #pragma once
 #include <stdint.h>
 
-#define TW_SORT_TAKEN (-99999999) // what a found entry is overwritten with
-
 struct TwSort {
-    int32_t* piArray;  // iMaxItems entries; tracked name "pSort->piArray"
-    int32_t iNumItems; // entries in use
-    int32_t iMaxItems; // capacity
-    int32_t bSorted;   // 1 after twSort_Sort
+    int32_t* piArray;    // iMaxItems entries; tracked name "pSort->piArray"
+    int32_t* piConsumed; // at the first slot of each run of equal values: how many were found
+    int32_t iNumItems;   // entries in use
+    int32_t iMaxItems;   // capacity
+    int32_t bSorted;     // 1 after twSort_Sort
 };
 
 int twSort_Init(TwSort* pSort, int iMaxItems);  // clears, allocates the array

@@ -1,6 +1,7 @@
 // The runtime services: log, tracked allocator, lists, sorted arrays, timer, path helpers.
 #include <gtest/gtest.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -10,6 +11,7 @@
 #include "engine/memory.h"
 #include "engine/sort.h"
 #include "engine/timer.h"
+#include "engine/writer.h"
 #include "tests/support.h"
 
 struct Services : ::testing::Test {
@@ -318,6 +320,37 @@ TEST_F(Services, DateStrings)
 // ---------------------------------------------------------------------------------------------
 // Paths and numbers
 // ---------------------------------------------------------------------------------------------
+
+// A file takes its place whole: until the writer closes, and after any failure, the old
+// file stands as it was and no part of the new one is left
+TEST_F(Services, WrittenFilesArriveWholeOrNotAtAll)
+{
+    std::string path = twHarness_Dir() + "file.bin";
+    twHarness_WriteText(path, "old");
+    TwWriter writer;
+    ASSERT_EQ(twWriter_Open(&writer, path.c_str()), 1);
+    twWriter_U32(&writer, 0x44434241);
+    EXPECT_EQ(twHarness_ReadFile(path), "old");
+    ASSERT_EQ(twWriter_Close(&writer), 1);
+    EXPECT_EQ(twHarness_ReadFile(path), "ABCD");
+    EXPECT_EQ(access((path + ".part").c_str(), F_OK), -1);
+    // a full disk: the bytes go to a device that takes none
+    ASSERT_EQ(twWriter_Open(&writer, path.c_str()), 1);
+    fclose(writer.pFile);
+    writer.pFile = fopen("/dev/full", "wb");
+    ASSERT_NE(writer.pFile, nullptr);
+    twWriter_U32(&writer, 1);
+    EXPECT_EQ(twWriter_Close(&writer), 0);
+    EXPECT_EQ(twHarness_ReadFile(path), "ABCD");
+    EXPECT_EQ(access((path + ".part").c_str(), F_OK), -1);
+    // given up on
+    ASSERT_EQ(twWriter_Open(&writer, path.c_str()), 1);
+    twWriter_U8(&writer, 9);
+    twWriter_Abandon(&writer);
+    EXPECT_EQ(twHarness_ReadFile(path), "ABCD");
+    EXPECT_EQ(access((path + ".part").c_str(), F_OK), -1);
+    EXPECT_EQ(twWriter_Open(&writer, (twHarness_Dir() + "no/such/folder/file.bin").c_str()), 0);
+}
 
 TEST_F(Services, PathHelpers)
 {
