@@ -1,10 +1,23 @@
 #include "bench/bench_models.h"
 
 #include <stdio.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "tools/export/export.h"
+#include "tools/harness/harness.h"
 #include "tools/harness/samples.h"
+
+std::string twBench_StartWorld(void)
+{
+    if (!twHarness_StartWorld(64, 64, 1)) {
+        printf("the world didn't start\n");
+        return "";
+    }
+    std::string dir = twHarness_Dir();
+    mkdir((dir + "Temp").c_str(), 0755);
+    return dir;
+}
 
 TwExportModel twBench_SampleHouse(void)
 {

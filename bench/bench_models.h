@@ -6,6 +6,9 @@
 
 #define TILE_SPACING 30.0f // metres between the houses of the grid
 
+// The services, a small window and the world record for a benchmark: its scratch folder,
+// with a Temp folder in it, or empty (with a line saying so) when they didn't start
+std::string twBench_StartWorld(void);
 // The sample house, or without it a generated house (with a line saying so)
 TwExportModel twBench_SampleHouse(void);
 // The house's elements repeated on a grid of n by n

@@ -50,11 +50,9 @@ static void Bench(const char* pstrName, const TwExportModel& model, int bVbo, co
 
 int main(void)
 {
-    if (!twHarness_StartWorld(64, 64, 1)) {
-        printf("the world didn't start\n");
+    std::string dir = twBench_StartWorld();
+    if (dir.empty())
         return 1;
-    }
-    std::string dir = twHarness_Dir();
     TwExportModel house = twBench_SampleHouse();
     Bench("house", house, 1, dir);
     TwExportModel tiled = twBench_Tiled(house, 4);

@@ -29,6 +29,9 @@
 #define TW_STR_MODE_WHITE 168
 #define TW_STR_OFF 170               // then "On": the no/yes options, and stereo off
 #define TW_STR_LOOK_NORMAL 172       // then "Inverted": the mouse look
+#define TW_STR_LIGHT_PREPARING 158     // the light job's status line
+#define TW_STR_LIGHT_PACKING 159
+#define TW_STR_LIGHT_READY 160
 #define TW_STR_STEREO_RED_CYAN 174
 #define TW_STR_STEREO_SIDE_BY_SIDE 175
 #define TW_STR_STEREO_INTERLACED 177

@@ -161,12 +161,7 @@ static int FinishBatch(TwRenderArray* pArray, Gather* pGather, int bVbo)
     }
     if (!pArray->pBatchList || twList_AddPointer(pArray->pBatchList, pBatch) < 0) {
         twLogError(GEOMETRY_TAG, "!twList_AddPointer : pBatch\n");
-        twOgl_FreeVbo(pBatch->hVboVerts);
-        twOgl_FreeVbo(pBatch->hVboIndices);
-        if (pBatch->pVerts)
-            twMem_Free(pBatch->pVerts);
-        if (pBatch->pusIndices)
-            twMem_Free(pBatch->pusIndices);
+        twWorld_FreeDrawArrays(pBatch->hVboVerts, pBatch->hVboIndices, pBatch->pVerts, pBatch->pusIndices);
         twMem_Free(pBatch);
         return 0;
     }
@@ -213,17 +208,13 @@ static int FillRenderArray(TwElementGroup* pGroup, TwRenderArray* pArray, Gather
             TwMesh* pMesh = &pElement->pMeshes[m];
             if (pMesh->iMaterial != pArray->iMaterial)
                 continue;
-            if (!pArray->pMeshListBatch) {
-                pArray->pMeshListBatch = (TwList*)twMem_Malloc(sizeof(TwList), "pRenderArray->pMeshListBatch");
-                if (!pArray->pMeshListBatch) {
-                    twLogError(GEOMETRY_TAG, "!malloc : pRenderArray->pMeshListBatch\n");
-                    return 0;
-                }
-            }
-            if (twList_AddPointer(pArray->pMeshListBatch, pMesh) < 0) {
+            int iAdded = twList_AddPointerNew(&pArray->pMeshListBatch, pMesh, "pRenderArray->pMeshListBatch");
+            if (iAdded == -1)
+                twLogError(GEOMETRY_TAG, "!malloc : pRenderArray->pMeshListBatch\n");
+            else if (iAdded < 0)
                 twLogError(GEOMETRY_TAG, "!twList_AddPointer\n");
+            if (iAdded < 0)
                 return 0;
-            }
         }
     }
     if (!pArray->pMeshListBatch)

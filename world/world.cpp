@@ -7,6 +7,7 @@
 #include "engine/log.h"
 #include "engine/memory.h"
 #include "interface/layers.h"
+#include "light/light.h"
 #include "platform/ogl.h"
 #include "world/tree.h"
 
@@ -58,20 +59,16 @@ static void FreeBlock(void* pBlock)
         twMem_Free(pBlock);
 }
 
-static void FreeBatches(TwList* pBatchList)
+static void FreeBatches(TwList** ppBatchList)
 {
-    for (TwList* pNode = pBatchList->pNext; pNode; pNode = pNode->pNext) {
+    for (TwList* pNode = (*ppBatchList)->pNext; pNode; pNode = pNode->pNext) {
         TwBatch* pBatch = (TwBatch*)pNode->pData;
         if (!pBatch)
             continue;
-        twOgl_FreeVbo(pBatch->hVboVerts);
-        twOgl_FreeVbo(pBatch->hVboIndices);
-        FreeBlock(pBatch->pVerts);
-        FreeBlock(pBatch->pusIndices);
+        twWorld_FreeDrawArrays(pBatch->hVboVerts, pBatch->hVboIndices, pBatch->pVerts, pBatch->pusIndices);
         twMem_Free(pBatch);
     }
-    twList_Free(pBatchList, 0);
-    twMem_Free(pBatchList);
+    twList_Delete(ppBatchList, 0);
 }
 
 static void FreeElementGroups(void)
@@ -90,11 +87,8 @@ static void FreeElementGroups(void)
         for (int r = 0; r < pGroup->iNumRenderArrays && pGroup->pRenderArrays; r++) {
             TwRenderArray* pArray = &pGroup->pRenderArrays[r];
             if (pArray->pBatchList)
-                FreeBatches(pArray->pBatchList);
-            if (pArray->pMeshListBatch) {
-                twList_Free(pArray->pMeshListBatch, 0);
-                twMem_Free(pArray->pMeshListBatch);
-            }
+                FreeBatches(&pArray->pBatchList);
+            twList_Delete(&pArray->pMeshListBatch, 0);
         }
         FreeBlock(pGroup->pRenderArrays);
     }
@@ -147,6 +141,10 @@ int twWorld_Init(int iWidth, int iHeight, int bUseVbo)
     pWorld->bUseVbo = bUseVbo;
     pWorld->iCurrentVp = pWorld->iCurrentFp = -1;
     pWorld->iOcSize = OC_SIZE;
+    pWorld->iLightQuality = TW_LIGHT_QUALITY_DEFAULT;
+    pWorld->fLightRangeInit = TW_LIGHT_RANGE_DEFAULT;
+    pWorld->iLightmapSize = TW_LIGHTMAP_SIZE;
+    pWorld->bSampleHi = 1;
     pWorld->pOcTex = twOgl_CreateTexture("pWorld->pOcTex", OC_SIZE, OC_SIZE, GL_RGBA, 0, 0, 2, GL_RGBA, nullptr);
     if (!pWorld->pOcTex) {
         twLogError(pstrTag, "!twOgl_CreateTexture : pOcTex\n");
@@ -167,6 +165,9 @@ int twWorld_Free(void)
     const char* pstrTag = "twWorld_Free";
     if (!pWorld)
         return 1;
+    // the light hangs off the render arrays and meshes: it goes first
+    if (pWorld->bSurfacesInitialised)
+        twWorld_FreeRad();
     if (pWorld->pBspVolumeList) {
         twLog(pstrTag, "Freeing phys tree\n");
         for (TwList* pNode = pWorld->pBspVolumeList->pNext; pNode; pNode = pNode->pNext) {
@@ -239,6 +240,11 @@ void twWorld_Shutdown(void)
     twOgl_ReleaseTexture(&pWorld->pFlareTex);
     twOgl_ReleaseTexture(&pWorld->pFlareTex2);
     twOgl_ReleaseTexture(&pWorld->pExposureTexture);
+    twOgl_ReleaseTexture(&pWorld->pSamplerResultTexLo);
+    twOgl_ReleaseTexture(&pWorld->pSamplerResultTexHi);
+    FreeBlock(pWorld->pSampleDataLo);
+    FreeBlock(pWorld->pSampleDataHi);
+    FreeBlock(pWorld->pSurfaceLightData);
     twMem_Free(pWorld);
     pWorld = nullptr;
 }
@@ -282,4 +288,12 @@ int twWorld_GrowsBuildingByType(int iType)
 int twWorld_OccludesByType(int iType)
 {
     return iType != TW_TYPE_DOOR && iType != TW_TYPE_NO_OCCLUDER;
+}
+
+void twWorld_FreeDrawArrays(uint32_t hVboVerts, uint32_t hVboIndices, void* pVerts, void* pusIndices)
+{
+    twOgl_FreeVbo(hVboVerts);
+    twOgl_FreeVbo(hVboIndices);
+    FreeBlock(pVerts);
+    FreeBlock(pusIndices);
 }

@@ -17,6 +17,9 @@ struct TwTexture;
 struct TwCamera;
 struct TwTree;
 struct TwTreeItem;
+struct TwSurface;
+struct TwSurfaceArray;
+struct TwLightmap;
 
 #define TW_MODEL_VERSION_MIN 226
 #define TW_ELEMENT_RECORD_SIZE 400
@@ -164,7 +167,7 @@ struct TwRenderArray {
     TwList* pMeshListBatch;  // meshes of this material in the group, not owned
     TwList* pBatchList;      // TwBatch records, owned
     TwList* pMeshListSmooth; // smooth meshes, built by the light side
-    void* pSurfaceArray2;    // built by the light side
+    TwSurfaceArray* pSurfaceArray2; // its surfaces and lightmaps, built by the light side
 };
 
 // A spatial cluster of elements: the unit of culling, drawing and occlusion. Its first
@@ -206,6 +209,12 @@ struct TwBspVolume {
     TwBspVolume* pBack;
 };
 
+// Progress display of long jobs: a fraction from 0 to 1
+typedef int (*TwProgressFn)(const char* pstrLine1, const char* pstrLine2, float fFraction);
+// The light job's redraw, and its question whether to stop
+typedef void (*TwLightProgressFn)(void);
+typedef int (*TwLightAbortFn)(void);
+
 struct TwWorld {
     // kept for the life of the program
     int32_t iWidth, iHeight;        // the window's pixels
@@ -220,6 +229,28 @@ struct TwWorld {
     uint32_t ahVertexPrograms[TW_NUM_VERTEX_PROGRAMS];   // by vertex key
     uint32_t ahFragmentPrograms[TW_NUM_FRAGMENT_PROGRAMS]; // by fragment key
     uint32_t hVpWriteDepth, hVpSampler, hFpSampler;
+    // the light's settings and sampler, light/
+    int32_t iLightQuality;          // 0, 1, 2: 10, 20 or 40 luxels a metre
+    float fLightRangeInit;          // metres: the range the user sets and LightInit.bin keeps
+    int32_t iLightmapSize;          // luxels: side of a lightmap page
+    int32_t bColourLightmaps;
+    int32_t iSamplerSizeLo, iSamplerSizeHi; // sides of a sample image
+    int32_t iSamplerLevels;         // mipmap levels of the high sample image
+    int32_t bSampleHi;              // the high size is used
+    int32_t bGpuReduce;             // a sample is reduced by mipmaps instead of read back
+    TwTexture* pSamplerResultTexLo;
+    TwTexture* pSamplerResultTexHi;
+    uint8_t* pSampleDataLo;         // read-back of a sample image, side squared times 4 bytes
+    uint8_t* pSampleDataHi;
+    uint8_t* pSurfaceLightData;     // three bytes a luxel of the surface being lit
+    TwLightProgressFn pfnLightProgress; // the redraw during a light job, or null
+    TwLightAbortFn pfnLightAbort;       // non-zero breaks the job off, or null
+    char szLightStatus[TW_TEXT_SIZE];   // the light page's texts
+    char szLightPercent[TW_TEXT_SIZE];
+    char szLightTimeLeft[TW_TEXT_SIZE];
+    char szLightSpeed[TW_TEXT_SIZE];
+    char szLightRam[32], szLightVram[32]; // bytes of the light's data, for display
+    char szLightExternal[TW_PATH_SIZE]; // the copy the light came from, or empty
     // the model: everything from bLoaded on is cleared when the model is freed
     int32_t bLoaded;                // a model is completely loaded
     int32_t bAnyHiddenElements;
@@ -271,12 +302,24 @@ struct TwWorld {
     int32_t iNumIndicesDrawn;       // this frame's triangle indices
     int32_t iNumDrawCalls;          // edge draws, for the developer panel
     char szDrawInfo[80];            // "%s / %s": triangles drawn and in all
+    // the model's light, light/: built by twWorld_InitLight, freed by twWorld_FreeRad
+    int32_t bSurfacesInitialised;   // set by the first attempt, failed or not
+    int32_t bLightInitialised;
+    int32_t bLightNewInit;          // the frame files were computed, not read
+    int32_t bLightLocal, bLightExternal; // where the loaded result came from
+    float fLightRange;              // metres: the range in force
+    uint32_t uiNumSurfaces;
+    TwSurface** ppSurfaces;         // uiNumSurfaces + a null: groups, render arrays, lighting order
+    TwSurface** ppSurfacesInRange;  // the same size; rebuilt for each surface lit
+    int32_t* piSurfacesVisible;     // one a surface
+    TwLightmap* pLightmapFilling;   // the lightmap being packed, or null
+    uint32_t uiLightRamBytes;       // memory and video memory the light's data take
+    uint32_t uiLightVramBytes;
+    char szLastError[128];          // why the last rectangle fit failed
 };
 
 extern TwWorld* pWorld;
 
-// Progress display of long jobs: a fraction from 0 to 1
-typedef int (*TwProgressFn)(const char* pstrLine1, const char* pstrLine2, float fFraction);
 
 // world.cpp
 int twWorld_Init(int iWidth, int iHeight, int bUseVbo); // the record and the model-independent textures
@@ -286,6 +329,8 @@ int twWorld_GetModelLocation(char* pstrPathOut);        // where the model came 
 int twWorld_CollidesByType(int iType);       // its triangles go to the physics tree and stop the walker
 int twWorld_GrowsBuildingByType(int iType);  // its box is part of the building's
 int twWorld_OccludesByType(int iType);       // its big surfaces may hide what lies behind
+// Frees a drawable's arrays, in GL buffers or in memory, each if it is there
+void twWorld_FreeDrawArrays(uint32_t hVboVerts, uint32_t hVboIndices, void* pVerts, void* pusIndices);
 // model_file.cpp
 int twWorld_LoadModel(TwProgressFn pfnProgress, const char* pszPath, int bPack, TwCamera* pCam, char* pszProjectName,
                       int* piSunAltitude, int* piSunAzimuth, int bVbo, int* piStatus);

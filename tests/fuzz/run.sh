@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Runs every fuzz target from seeds made of real files: the built string table, system
-# images, a small pack, a model, and a BMP and DDS made by ImageMagick. The model target
-# needs a display. Further arguments go to
+# images, a small pack, a model, and a BMP and DDS made by ImageMagick; the light target
+# writes its own seeds. The model and light targets need a display. Further arguments go to
 # libFuzzer (-runs=N for a short run, -max_total_time=S for a long one).
 #
 #   tests/fuzz/run.sh <fuzz build> <viewer build> [libFuzzer options]
@@ -10,7 +10,7 @@ FUZZ=$(cd "$1" && pwd)
 BUILD=$(cd "$2" && pwd)
 shift 2
 SEEDS=$FUZZ/seeds
-mkdir -p "$SEEDS"/{pack,strings,bmp,tga,dds,model}
+mkdir -p "$SEEDS"/{pack,strings,bmp,tga,dds,model,light}
 cp "$BUILD/Data/Strings/Strings.bin" "$SEEDS/strings/"
 cp "$BUILD/Data/Textures/System/Check.tga" "$BUILD/Data/Textures/System/Cross2.tga" "$SEEDS/tga/"
 convert -size 4x4 xc:red "bmp3:$SEEDS/bmp/red.bmp" 2>/dev/null
@@ -23,7 +23,7 @@ rm -f "$SEEDS/bare"
 export LSAN_OPTIONS="suppressions=$(cd "$(dirname "$0")/.." && pwd)/lsan.supp:print_suppressions=0"
 
 status=0
-for target in pack strings bmp tga dds model; do
+for target in pack strings bmp tga dds model light; do
     mkdir -p "$FUZZ/corpus/$target"
     if ! (cd "$FUZZ" && "./fuzz_$target" -max_len=16384 "$@" "corpus/$target" "$SEEDS/$target" \
             >"$FUZZ/fuzz_$target.log" 2>&1); then

@@ -1,0 +1,132 @@
+// The baked light: surfaces and their rectangles (surfaces.cpp), lightmap packing
+// (lightmaps.cpp), the solution's set-up and teardown (light.cpp) and its files
+// (light_files.cpp). The light's state lives in TwWorld; the records here hang off the
+// render arrays (TwSurfaceArray) and the world's surface tables.
+#pragma once
+#include <stdint.h>
+
+#include "engine/list.h"
+#include "engine/reader.h"
+#include "engine/writer.h"
+#include "world/world.h"
+
+#define TW_LIGHTMAP_SIZE 512          // luxels: the page side
+#define TW_LIGHTMAP_MAX_INDICES 60000 // a lightmap's vertex numbers stay within 16 bits
+#define TW_SURFACE_ARRAY_STRIDE 6000  // a surface array's iIndex: group times this, plus the render array
+#define TW_SAMPLER_SIZE_LO 16
+#define TW_SAMPLER_SIZE_HI 64
+#define TW_LIGHT_QUALITY_DEFAULT 1
+#define TW_LIGHT_RANGE_DEFAULT 2.0f   // metres
+#define TW_SURFACE_EQ_RECORD_SIZE 72
+
+// One surface of a flat mesh: a run of its triangles in one plane, lit as one patch of a
+// lightmap. Its rectangle (origin, axes, extents) carries the luxel grid.
+struct TwSurface {
+    uint16_t usFirstIndex;   // into the mesh's pusIndices
+    uint16_t usNumIndices;   // a multiple of 3
+    float fSize;             // the exporter's size measure: larger is lit earlier
+    uint32_t iIndex;         // position in pWorld->ppSurfaces
+    TwMesh* pMesh;
+    float fPlane[4];         // normal and offset, from the first triangle
+    float fPlaneU[4];        // unit axis and offset: U.P + d runs 0 to fDistU over the rectangle
+    float fPlaneV[4];
+    float fOrigin[3];        // the corner where U and V are 0
+    float fDistU, fDistV;    // metres
+    uint16_t usLuxelsU, usLuxelsV; // the patch's size
+    uint32_t uiLightmapX, uiLightmapY; // the patch's place in its lightmap
+    float fTexRect[4];       // the patch in texture units: u, v, width, height
+    uint8_t bNoSampling;     // needs no samples: keeps full light
+    uint8_t bLit;            // every luxel has been sampled
+    TwLightmap* pLightmap;
+    float fBoxCentre[3], fBoxHalf[3]; // around its vertices
+};
+
+// The surfaces of one render array, in lighting order, and the lightmaps they fill
+struct TwSurfaceArray {
+    int32_t iIndex;          // element group times 6000 plus the render array's number
+    TwSurface* pSurfaces2;   // iNumSurfaces, owned
+    int32_t iNumSurfaces;
+    uint32_t uiNumIndices;   // of all its surfaces
+    TwList* pLightmapList;   // TwLightmap records in the order made, owned
+};
+
+// A vertex of a lightmap's private buffers
+struct TwLightmapVertex {
+    float vPos[3];
+    float fU, fV;            // the material's texture
+    float fMapU, fMapV;      // the lightmap
+    int8_t acNormal[3];      // times 127, toward zero
+    uint8_t ucUnused;
+};
+static_assert(sizeof(TwLightmapVertex) == 32, "lightmap vertex is 32 bytes in the buffers");
+
+// One page of luxels with the geometry of the surfaces it holds. Patches go in shelves:
+// left to right, a new shelf above the tallest patch of the last.
+struct TwLightmap {
+    int32_t iIndex;          // in the surface array's pLightmapList
+    int32_t iWidth, iHeight; // luxels; the height is trimmed to what was used
+    uint32_t uiPenX, uiPenY; // where the next patch goes
+    uint32_t uiLastWidth;
+    uint32_t uiShelfHeight;  // the tallest patch of the current shelf
+    uint32_t uiRowRemaining; // width left on the current shelf
+    uint32_t uiHeightRemaining; // from the current shelf's bottom line
+    TwTexture* pTexture;
+    uint32_t hVboVerts, hVboIndices;
+    TwLightmapVertex* pVerts; // client copies, only where buffers could not be made
+    uint16_t* pusIndices;
+    uint16_t usNumVerts, usNumIndices;
+    uint8_t bHasHiddenSurfaces;
+    uint8_t bLit;            // some surface of it is lit: only then does the light file hold it
+    TwList* pSurfaceList;    // its surfaces, in the order placed; not owned
+};
+
+// A surface's rectangle as LightEq.bin holds it
+#pragma pack(push, 1)
+struct TwSurfaceEqRecord {
+    float fPlane[4], fPlaneU[4], fPlaneV[4];
+    float fOrigin[3];
+    float fDistU, fDistV;
+    uint8_t bNoSampling, bLit;
+    uint8_t aucUnused[2];
+};
+#pragma pack(pop)
+static_assert(sizeof(TwSurfaceEqRecord) == TW_SURFACE_EQ_RECORD_SIZE, "surface record mirrors LightEq.bin");
+
+// light.cpp
+int twWorld_InitLight(int bNewInit, const char* pstrExternal); // frame files read (0) or computed (1)
+int twWorld_InitSamplerTex(void);
+int twWorld_FreeRad(void);                                     // undoes twWorld_InitLight
+void twWorld_SetLightAbortCallback(TwLightAbortFn pfn);
+void twWorld_SetLightProgressCallback(TwLightProgressFn pfn);
+// surfaces.cpp
+int twWorld_InitSurfaces(int bLoad, const char* pstrExternal);      // counts, orders, stores
+int twWorld_InitSurfacesPart2(int bLoad, const char* pstrExternal); // rectangles, bNoSampling, packing
+int twWorld_InitSmoothMeshesForLighting(void);
+int twWorld_TrackSurfacePlaneEqs(TwMesh* pMesh, TwSurface* pSurface); // fits the rectangle; 0 leaves it unfit
+int twWorld_SurfaceIsClear(TwSurface* pSurface);    // 1 when nothing in its range can shade it
+int twWorld_GetSurfaceBox(TwSurface* pSurface);
+// Six inward planes around a surface's rectangle: its own plane lifted 2 cm, four sides
+// fSideRange beyond the rectangle, and a lid fTopRange above it
+void twWorld_SurfacePlanes(const TwSurface* pSurface, float fSideRange, float fTopRange, float afPlanes[6][4]);
+int twWorld_BoxBehindAPlane(const float afPlanes[6][4], const float* pvCentre, const float* pvHalfSize);
+// lightmaps.cpp
+// every surface array's surfaces into its lightmaps, through a work buffer of a lightmap's
+// vertices and indices
+int twWorld_AssignLightmaps(TwLightmapVertex* pTempVerts, uint16_t* pusTempIndices);
+int twWorld_ComputeSurfaceLightmapSize(TwSurface* pSurface);
+int twWorld_FitSurfaceInLightmap2(TwSurfaceArray* pSurfaceArray, TwSurface* pSurface, TwLightmapVertex* pTempVerts,
+                                  uint16_t* pusTempIndices, int bLast); // 1 placed; 0 not, the lightmap closed
+TwLightmap* twWorld_CreateNewLightmap2(TwSurfaceArray* pSurfaceArray);
+int twWorld_FinishLightmap2(TwLightmap* pLightmap, TwLightmapVertex* pTempVerts, uint16_t* pusTempIndices);
+void twWorld_FreeLightmap(TwLightmap* pLightmap);
+int twWorld_CountLightmaps(void);
+// light_files.cpp: the frame files, from the external copy, the own pack or Temp
+// A frame file and a reader over its bytes; null, logged, when it is nowhere
+FILE* twWorld_OpenLightFile(const char* pstrName, const char* pstrExternal, TwReader* pReader, const char* pstrTag);
+int twWorld_CreateLightFile(TwWriter* pWriter, const char* pstrName, const char* pstrTag); // in Temp
+int twWorld_ReadLightInit(const char* pstrExternal);
+int twWorld_WriteLightInit(void);
+int twWorld_LoadSurfacePlaneEqs2(const char* pstrExternal);
+int twWorld_SaveSurfacePlaneEqs2(void);
+int twWorld_LoadSurfacePlaneEq(TwReader* pReader, TwSurface* pSurface);
+int twWorld_SaveSurfacePlaneEq(TwWriter* pWriter, const TwSurface* pSurface);
