@@ -389,6 +389,43 @@ TEST_F(Light, TheSampleHouseGetsItsFrameFilesAndFreesWithoutALeak)
     EXPECT_TRUE(twTest_LogHas("Surfaces already initialized (or previous attempt failed)\n"));
 }
 
+TEST_F(Light, AnExternalCopyCarriesTheFrameAndSmoothMeshesGetVertexLight)
+{
+    TwExportModel m = Plain();
+    m.elements.push_back(twSample_Box(0, 0, 0, 4, 3, 0.2f, 1, 0));
+    TwExportElement round = twSample_Box(1, 0, 1, 2, 1, 1.5f, 1, 0);
+    round.meshes[0].bSmooth = 1;
+    round.meshes[0].surfaces.clear();
+    round.meshes[0].iMaterial = 1;
+    m.materials.push_back(m.materials[0]);
+    m.elements.push_back(round);
+    Load(m);
+    ASSERT_EQ(twWorld_InitLight(1, nullptr), 1);
+    // the smooth mesh's render array has no surfaces, but its list and its vertex light
+    const TwRenderArray* pSmooth = &pWorld->pElementGroups[0].pRenderArrays[1];
+    EXPECT_EQ(pSmooth->pSurfaceArray2, nullptr);
+    ASSERT_NE(pSmooth->pMeshListSmooth, nullptr);
+    const TwMesh* pMesh = (const TwMesh*)pSmooth->pMeshListSmooth->pNext->pData;
+    ASSERT_NE(pMesh->pucVertexLight, nullptr);
+    EXPECT_EQ(pMesh->pucVertexLight[4 * pMesh->usNumVerts - 1], 255);
+    uint32_t uiNumSurfaces = pWorld->uiNumSurfaces;
+    twWorld_FreeRad();
+    // a published copy carries the files in its pack; Temp has none now
+    std::vector<std::string> files;
+    for (const char* pstrFile : {"LightInit.bin", "LightSort.bin", "LightEq.bin"}) {
+        twHarness_WriteText(dir + pstrFile, twHarness_ReadFile(dir + "Temp/" + pstrFile));
+        remove((dir + "Temp/" + pstrFile).c_str());
+        files.push_back(dir + pstrFile);
+    }
+    twHarness_WriteText(dir + "bare", "program");
+    ASSERT_EQ(twTest_MakePack(dir + "Copy.exe", dir + "bare", files), 0);
+    EXPECT_EQ(twWorld_InitLight(0, nullptr), 0);
+    EXPECT_TRUE(twTest_LogHas("!twCore_GetResource : LightInit\n"));
+    ASSERT_EQ(twWorld_InitLight(0, (dir + "Copy.exe").c_str()), 1);
+    EXPECT_EQ(pWorld->uiNumSurfaces, uiNumSurfaces);
+    EXPECT_STREQ(pWorld->szLightExternal, (dir + "Copy.exe").c_str());
+}
+
 // ---------------------------------------------------------------------------------------------
 // Bad input
 // ---------------------------------------------------------------------------------------------
