@@ -27,7 +27,7 @@ int twWriter_U8(TwWriter* pWriter, uint8_t v) { return twWriter_Write(pWriter, &
 int twWriter_U32(TwWriter* pWriter, uint32_t v) { return twWriter_Write(pWriter, &v, 4); }
 int twWriter_F32(TwWriter* pWriter, float v) { return twWriter_Write(pWriter, &v, 4); }
 
-int twWriter_Close(TwWriter* pWriter)
+int twWriter_Finish(TwWriter* pWriter)
 {
     if (!pWriter->pFile)
         return 0;
@@ -36,17 +36,31 @@ int twWriter_Close(TwWriter* pWriter)
               fsync(fileno(pWriter->pFile)) == 0;
     bOk = fclose(pWriter->pFile) == 0 && bOk;
     pWriter->pFile = nullptr;
-    if (bOk && rename(pWriter->szTempPath, pWriter->szPath) == 0)
-        return 1;
-    unlink(pWriter->szTempPath);
-    return 0;
+    pWriter->bFailed = !bOk;
+    if (!bOk)
+        unlink(pWriter->szTempPath);
+    return bOk;
+}
+
+int twWriter_Commit(TwWriter* pWriter)
+{
+    if (pWriter->bFailed || rename(pWriter->szTempPath, pWriter->szPath) != 0) {
+        unlink(pWriter->szTempPath);
+        return 0;
+    }
+    return 1;
+}
+
+int twWriter_Close(TwWriter* pWriter)
+{
+    return twWriter_Finish(pWriter) && twWriter_Commit(pWriter);
 }
 
 void twWriter_Abandon(TwWriter* pWriter)
 {
-    if (!pWriter->pFile)
-        return;
-    fclose(pWriter->pFile);
+    if (pWriter->pFile)
+        fclose(pWriter->pFile);
     pWriter->pFile = nullptr;
-    unlink(pWriter->szTempPath);
+    if (pWriter->szTempPath[0])
+        unlink(pWriter->szTempPath);
 }

@@ -20,4 +20,8 @@ int twWriter_U8(TwWriter* pWriter, uint8_t v);
 int twWriter_U32(TwWriter* pWriter, uint32_t v);
 int twWriter_F32(TwWriter* pWriter, float v);
 int twWriter_Close(TwWriter* pWriter); // puts the file in place: 1, or 0 with the target left as it was
-void twWriter_Abandon(TwWriter* pWriter); // drops the temporary file; the target stays as it was
+// The two halves of twWriter_Close, for files that take their places together: the bytes
+// to disk (0 drops the temporary file), then the name
+int twWriter_Finish(TwWriter* pWriter);
+int twWriter_Commit(TwWriter* pWriter);
+void twWriter_Abandon(TwWriter* pWriter); // drops the temporary file, finished or not; the target stays

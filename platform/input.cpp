@@ -5,12 +5,14 @@
 
 #include "engine/log.h"
 #include "engine/memory.h"
+#include "engine/timer.h"
 #include "platform/window.h"
 
 TwInput* pInput = nullptr;
 
 #define KEYBOARD_FLAGS 0x16       // shared, foreground, no Windows key
 #define MOUSE_FLAGS_EXCLUSIVE 0x15 // exclusive, foreground, no Windows key
+#define INPUT_PUMP_SECONDS 0.005   // how often a long job gathers the window's events
 
 // SDL scancode -> DirectInput scan code
 static const struct {
@@ -207,6 +209,14 @@ int twInput_AcquireMouse(void)
 
 int twInput_UpdateAndGetEscape(void)
 {
+    // the keyboard's state only moves when events are gathered; a long job gathers them
+    // every few milliseconds, so that a press of Escape is seen
+    static double s_dLastPump = 0;
+    double dNow = twTimer_Seconds();
+    if (dNow - s_dLastPump > INPUT_PUMP_SECONDS && SDL_WasInit(SDL_INIT_VIDEO)) {
+        SDL_PumpEvents();
+        s_dLastPump = dNow;
+    }
     twInput_Update();
     return pInput ? pInput->aucKeys[TW_KEY_ESCAPE] & 0x80 : 0;
 }

@@ -545,3 +545,16 @@ void twOgl_LookAlong(const float* pvEye, const float* pvDir, const float* pvUp)
     glMultMatrixf(afMatrix);
     glTranslatef(-pvEye[0], -pvEye[1], -pvEye[2]);
 }
+
+void twOgl_UpVector(const float* pvNormal, float* pvOut)
+{
+    // a normal near level takes the height's size, so that its view keeps a proper up
+    float y = pvNormal[1];
+    if (y > -0.1f && y <= 0.1f)
+        y = fabsf(y);
+    float fYaw = atan2f(pvNormal[0], pvNormal[2]), fPitch = asinf(y);
+    pvOut[0] = -sinf(fYaw);
+    pvOut[1] = tanf(fPitch);
+    pvOut[2] = -cosf(fYaw);
+    twVec_Normalize(pvOut);
+}

@@ -105,6 +105,7 @@ void twOgl_DrawBackground(int iW, int iH);  // vertical gradient behind everythi
 void twOgl_DrawAxes(void);
 void twOgl_DrawCrossHair(void);
 void twOgl_LookAlong(const float* pvEye, const float* pvDir, const float* pvUp);
+void twOgl_UpVector(const float* pvNormal, float* pvOut); // an up for a view along the normal
 
 // --- textures and frame buffers (texture.cpp)
 TwTexture* twOgl_CreateTexture(const char* pstrName, int iWidth, int iHeight, int iInternalFormat, int bLinear,
