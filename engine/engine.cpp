@@ -3,6 +3,7 @@
 #include <GL/glew.h>
 #include <math.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "engine/log.h"
@@ -10,6 +11,7 @@
 #include "engine/strings.h"
 #include "engine/timer.h"
 #include "interface/layers.h"
+#include "light/light.h"
 #include "navigation/camera.h"
 #include "platform/input.h"
 #include "platform/ogl.h"
@@ -449,6 +451,25 @@ int twEngine_InitLayers(void)
     return 1;
 }
 
+// A light solution this viewer computed before, kept in Temp, for the model it opened
+// again: it loads when its frame fits the model, and is passed over with a line when not
+static int LoadTempLight(void)
+{
+    char szPath[TW_PATH_SIZE + 32];
+    snprintf(szPath, sizeof(szPath), "%sTemp/%s", twCore_GetUserDir(), TW_LIGHT_RESOURCE);
+    FILE* pFile = fopen(szPath, "rb");
+    if (!pFile)
+        return 0;
+    fclose(pFile);
+    if (!twWorld_InitLight(0, nullptr) || !twWorld_LoadLight(1, nullptr)) {
+        twWorld_FreeRad();
+        twLogError("twEngine_InitWorld", "The light in Temp doesn't fit this model: it is passed over\n");
+        return 0;
+    }
+    pEngine->bLightLoaded = 1;
+    return 1;
+}
+
 int twEngine_InitWorld(void)
 {
     TwEngine* e = pEngine;
@@ -472,6 +493,20 @@ int twEngine_InitWorld(void)
             return 0;
         }
         e->bLightLoaded = 0;
+        FILE* pLight = twCore_GetResource(TW_LIGHT_RESOURCE, nullptr);
+        if (pLight) {
+            fclose(pLight);
+            if (!twWorld_InitLight(0, nullptr)) {
+                twLogError("twWorld_LoadLight", "!twWorld_InitLight\n");
+                return 0;
+            }
+            if (!twWorld_LoadLight(0, nullptr)) {
+                twLogError("twWorld_Init", "!twWorld_LoadLight\n");
+                return 0;
+            }
+            e->bLightLoaded = 1;
+            e->iRenderModeWanted = TW_MODE_LIT;
+        }
         twEngine_ApplySettings();
         e->fHintTime = e->bShowHints ? HINT_SECONDS : 0;
         return 1;
@@ -493,6 +528,8 @@ int twEngine_InitWorld(void)
     }
     // a place in the list: the head lamp while all six modes are offered
     e->iRenderModeWanted = TW_MODE_LAMP;
+    if (pWorld->bLoaded && e->bRadiosity && !e->bNoShaders && LoadTempLight())
+        e->iRenderModeWanted = TW_MODE_LIT;
     twEngine_ApplySettings();
     return 1;
 }
@@ -521,6 +558,20 @@ int twEngine_Load(const char* pstrPath)
     e->fMessageTime = 0;
     e->bLightLoaded = 0;
     e->iRenderModeWanted = TW_MODE_LAMP;
+    FILE* pLight = e->bRadiosity ? twCore_GetResourceExt(TW_LIGHT_RESOURCE, szPath, nullptr) : nullptr;
+    if (pLight) {
+        fclose(pLight);
+        if (!twWorld_InitLight(0, szPath)) {
+            twLogError("twWorld_LoadLight", "!twWorld_InitLight\n");
+            return 0;
+        }
+        if (!twWorld_LoadLight(0, szPath)) {
+            twLogError("twEngine_Load", "!twWorld_LoadLight\n");
+            return 0;
+        }
+        e->bLightLoaded = 1;
+        e->iRenderModeWanted = TW_MODE_LIT;
+    }
     snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", szPath);
     // under the light loader's tag on purpose: readers of the log look for it there
     twLog("twWorld_LoadLight", "Model succesfully loaded\n");
@@ -544,6 +595,34 @@ int twEngine_RunPending(const char* pstrPath, int* piStep, int* piKind, float* p
     *piStep = 0;
     *piKind = TW_PENDING_NONE;
     return 1;
+}
+
+int twEngine_PrepareLight(void)
+{
+    twWorld_SetLightProgressCallback(twEngine_LightProgress);
+    if (!twWorld_InitLight(1, nullptr)) {
+        twLogError("twEngine_PrepareLight", "!twWorld_InitLight\n");
+        return 0;
+    }
+    pEngine->iRenderModeWanted = TW_MODE_LIT;
+    pEngine->bLightLoaded = 1;
+    twEngine_ApplySettings();
+    return 1;
+}
+
+int twEngine_RunLight(int bOnlyVisible)
+{
+    twWorld_SetLightAbortCallback(twInput_UpdateAndGetEscape);
+    twWorld_SetLightProgressCallback(twEngine_LightProgress);
+    return twWorld_LightWorld(pCam, bOnlyVisible);
+}
+
+void twEngine_LightProgress(void)
+{
+    // the frame as the main loop draws it, shown at once, with its one window event
+    twTimer_Update();
+    twEngine_Draw();
+    twWindow_SwapBuffers();
 }
 
 int twEngine_InitSkybox(void)
@@ -586,6 +665,23 @@ int twEngine_RenderModeIndex(int iDrawMode)
 {
     return iDrawMode + pEngine->iNumRenderModes - TW_MAX_RENDER_MODES;
 }
+
+#ifdef AMB_TEST_HOOKS
+// Only in test builds: AMB_TEST_BAKE=<quality> bakes the model once the level has run a
+// second (the sweeps have stamped its groups), as the light page's start would
+static void TestHooks(void)
+{
+    static int s_bBaked = 0;
+    const char* pstrQuality = getenv("AMB_TEST_BAKE");
+    if (s_bBaked || !pstrQuality || pEngine->fTimeInLevel < 1.0f || !pWorld->bLoaded)
+        return;
+    s_bBaked = 1;
+    pWorld->iLightQuality = atoi(pstrQuality);
+    twLog("twEngine_TestHooks", "Baking at quality %d\n", pWorld->iLightQuality);
+    if (twEngine_PrepareLight())
+        twEngine_RunLight(0);
+}
+#endif
 
 int twEngine_Update(void)
 {
@@ -643,6 +739,9 @@ int twEngine_Update(void)
     }
     e->fTimeRunning += fDelta;
     e->fTimeInLevel += fDelta;
+#ifdef AMB_TEST_HOOKS
+    TestHooks();
+#endif
     return 1;
 }
 

@@ -13,6 +13,7 @@ struct TwFbo;
 #define TW_PROGRAM_NAME "Ambulon.exe"
 #define TW_MAC_PROGRAM_PATH "Ambulon.app/Contents/MacOS/Ambulon"
 #define TW_MODEL_RESOURCE "Export.bin"
+#define TW_LIGHT_RESOURCE "LightS.bin" // its presence tells that a light solution is there
 #define TW_FAIL_TAG_SIZE 16
 
 #define TW_HOST_WINDOWS 0x01 // uiHostFiles: the Windows master is in the data directory
@@ -143,3 +144,6 @@ void twEngine_HandleInput(void); // keys and commands (interface/viewer.cpp)
 int twEngine_ApplySettings(void);
 int twEngine_EnterLevel(void);
 int twEngine_ShowProgress(const char* pstrLine1, const char* pstrLine2, float fFraction);
+int twEngine_PrepareLight(void);          // a new light solution's frame, and the lit mode
+int twEngine_RunLight(int bOnlyVisible);  // the light job, Esc breaking it off
+void twEngine_LightProgress(void);        // the redraw during the light job

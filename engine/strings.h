@@ -32,6 +32,14 @@
 #define TW_STR_LIGHT_PREPARING 158     // the light job's status line
 #define TW_STR_LIGHT_PACKING 159
 #define TW_STR_LIGHT_READY 160
+#define TW_STR_LIGHT_PARTLY 161
+#define TW_STR_LIGHT_RUNNING 213
+#define TW_STR_LIGHT_UNKNOWN 214       // speed and time left, too early to tell
+#define TW_STR_HOURS 215
+#define TW_STR_MINUTES 216
+#define TW_STR_SECONDS 217
+#define TW_STR_LIGHT_PAUSED 218
+#define TW_STR_LIGHT_FINISHED 219
 #define TW_STR_STEREO_RED_CYAN 174
 #define TW_STR_STEREO_SIDE_BY_SIDE 175
 #define TW_STR_STEREO_INTERLACED 177

@@ -134,6 +134,7 @@ int twWorld_InitLight(int bNewInit, const char* pstrExternal)
         w->pElementGroups[g].uiVisibleFrame = 0;
     w->bLightInitialised = 1;
     w->bLightNewInit = bNewInit;
+    w->iCurrentSurface = w->iCurrentMesh = -1;
     twCore_FormatThousands(w->uiLightRamBytes, w->szLightRam);
     twCore_FormatThousands(w->uiLightVramBytes, w->szLightVram);
     twLog(INIT_TAG, "Number of bytes in RAM = %s\n", w->szLightRam);

@@ -10,6 +10,8 @@
 #include "engine/writer.h"
 #include "world/world.h"
 
+struct TwCamera;
+
 #define TW_LIGHTMAP_SIZE 512          // luxels: the page side
 #define TW_LIGHTMAP_MAX_INDICES 60000 // a lightmap's vertex numbers stay within 16 bits
 #define TW_SURFACE_ARRAY_STRIDE 6000  // a surface array's iIndex: group times this, plus the render array
@@ -130,3 +132,24 @@ int twWorld_LoadSurfacePlaneEqs2(const char* pstrExternal);
 int twWorld_SaveSurfacePlaneEqs2(void);
 int twWorld_LoadSurfacePlaneEq(TwReader* pReader, TwSurface* pSurface);
 int twWorld_SaveSurfacePlaneEq(TwWriter* pWriter, const TwSurface* pSurface);
+// light_files.cpp: the result, LightS.bin and LightM.bin, from Temp (bLocal) or the packs
+int twWorld_LoadLight(int bLocal, const char* pstrExternal);
+int twWorld_LoadLightS(int bLocal, const char* pstrExternal);
+int twWorld_LoadLightM(int bLocal, const char* pstrExternal);
+int twWorld_SaveLight(void); // both to Temp, or neither
+// solver.cpp: the job
+int twWorld_LightWorld(const TwCamera* pCamera, int bOnlyVisible); // 1 also when broken off
+int twWorld_SelectSurface(int iIndex);  // the surface to light, and what lies in its range
+int twWorld_LightSurface(void);         // 0 when broken off
+int twWorld_LightSmoothMeshes(void);    // 0 when broken off, or without meshes
+int twWorld_PlaceSample(TwSurface* pSurface);  // the current luxel's sample position
+int twWorld_AdjustSample(TwSurface* pSurface); // off the walls that stand on the surface
+void twWorld_RenderSample(TwSurface* pSurface);
+void twWorld_RenderVertexSample(uint8_t* pucOut, int iVertex);
+void twWorld_DrawSampleGeometry(int bUseVbos);
+int twWorld_UploadSurfaceLight(TwSurface* pSurface);
+void twWorld_ShowLightProgress(void);
+int twWorld_ResetLightProgress(void);
+int twWorld_LightComplete(void);        // every sample there is has been taken
+void twWorld_FindVisibleSurfaces(const TwCamera* pCamera);
+void twWorld_FindVisibleMeshes(const TwCamera* pCamera);

@@ -1,10 +1,13 @@
+#include <GL/glew.h>
 #include <math.h>
 #include <stddef.h>
 #include <string.h>
 #include <sys/stat.h>
 
 #include "engine/log.h"
+#include "engine/memory.h"
 #include "light/light.h"
+#include "platform/ogl.h"
 
 #define EQ_TAG_LOAD "twWorld_LoadSurfacePlaneEqs2"
 #define EQ_TAG_SAVE "twWorld_SaveSurfacePlaneEqs2"
@@ -227,4 +230,262 @@ int twWorld_SaveSurfacePlaneEqs2(void)
         }
     }
     return CloseLightFile(&writer, EQ_TAG_SAVE);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The result: LightS.bin (the lightmaps) and LightM.bin (the smooth meshes' vertex light)
+// ---------------------------------------------------------------------------------------------
+
+#define S_TAG "twWorld_LoadLightS"
+#define M_TAG "twWorld_LoadLightM"
+#define SAVE_TAG "twWorld_SaveLight"
+
+// The result files come from Temp when bLocal, else from the external copy or the own pack
+static FILE* OpenResult(const char* pstrName, int bLocal, const char* pstrExternal, TwReader* pReader,
+                        const char* pstrTag)
+{
+    if (!bLocal)
+        return twWorld_OpenLightFile(pstrName, pstrExternal, pReader, pstrTag);
+    char szPath[TW_PATH_SIZE + 64];
+    snprintf(szPath, sizeof(szPath), "%sTemp/%s.bin", twCore_GetUserDir() ? twCore_GetUserDir() : "", pstrName);
+    FILE* pFile = fopen(szPath, "rb");
+    if (pFile && !IsPlainFile(pFile)) {
+        fclose(pFile);
+        pFile = nullptr;
+    }
+    if (!pFile) {
+        twLogError(pstrTag, "!fopen : '%s'\n", szPath);
+        return nullptr;
+    }
+    twReader_Init(pReader, pFile, -1);
+    return pFile;
+}
+
+// A count or running number of a result file against the model's; the tag names the file
+static int Matches(TwReader* pReader, int iExpected, const char* pstrWhat, const char* pstrTag)
+{
+    int32_t iFound = twReader_I32(pReader);
+    if (pReader->bShort) {
+        twLogError(pstrTag, "!the file is cut short\n");
+        return 0;
+    }
+    if (iFound != iExpected) {
+        twLogError(pstrTag, "%s mismatch (expected %d found %d)\n", pstrWhat, iExpected, iFound);
+        return 0;
+    }
+    return 1;
+}
+
+static int Header(TwReader* pReader, const char* pstrMagic, const char* pstrTag)
+{
+    char acHeader[3];
+    twReader_Read(pReader, acHeader, 3);
+    if (memcmp(acHeader, pstrMagic, 3) == 0)
+        return 1;
+    twLogError(pstrTag, "!Header not '%s'\n", pstrMagic);
+    return 0;
+}
+
+int twWorld_LoadLightS(int bLocal, const char* pstrExternal)
+{
+    TwWorld* w = pWorld;
+    twLog(S_TAG, "Loading light (from local file = %d path to external exe = %d)\n", bLocal, pstrExternal != nullptr);
+    int iNumLightmaps = twWorld_CountLightmaps();
+    TwReader reader;
+    FILE* pFile = OpenResult("LightS", bLocal, pstrExternal, &reader, S_TAG);
+    if (!pFile)
+        return 0;
+    int bOk = Header(&reader, "L_S", S_TAG) && Matches(&reader, iNumLightmaps, "Lightmap count", S_TAG) &&
+              Matches(&reader, (int)w->uiNumSurfaces, "Surface count", S_TAG);
+    for (uint32_t i = 0; i < w->uiNumSurfaces && bOk; i++)
+        w->ppSurfaces[i]->bLit = twReader_U8(&reader) != 0;
+    int iRunning = 0;
+    for (int g = 0; g < w->iNumElementGroups && bOk; g++)
+        for (int r = 0; r < w->pElementGroups[g].iNumRenderArrays && bOk; r++) {
+            TwSurfaceArray* pArray = w->pElementGroups[g].pRenderArrays[r].pSurfaceArray2;
+            for (TwList* p = pArray ? pArray->pLightmapList->pNext : nullptr; p && bOk; p = p->pNext) {
+                TwLightmap* pLightmap = (TwLightmap*)p->pData;
+                bOk = Matches(&reader, iRunning++, "Lightmap index", S_TAG);
+                if (!bOk)
+                    break;
+                pLightmap->bLit = twReader_U8(&reader) != 0;
+                if (!pLightmap->bLit)
+                    continue;
+                int iBytes = pLightmap->iWidth * pLightmap->iHeight;
+                uint8_t* pucLuxels = (uint8_t*)twMem_GetTempBuffer(iBytes, 0);
+                if (!pucLuxels) {
+                    twLogError(S_TAG, "!twMem_GetTempBuffer\n");
+                    bOk = 0;
+                    break;
+                }
+                twReader_Read(&reader, pucLuxels, iBytes);
+                if (reader.bShort) {
+                    twLogError(S_TAG, "!the file is cut short\n");
+                    bOk = 0;
+                    break;
+                }
+                if (!w->bColourLightmaps) {
+                    glBindTexture(GL_TEXTURE_2D, pLightmap->pTexture->hTexture);
+                    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, pLightmap->iWidth, pLightmap->iHeight, GL_LUMINANCE,
+                                    GL_UNSIGNED_BYTE, pucLuxels);
+                    glBindTexture(GL_TEXTURE_2D, 0);
+                }
+            }
+        }
+    fclose(pFile);
+    return bOk;
+}
+
+// A smooth mesh's vertices and then their light, into the mesh's own buffers: made when
+// it has none yet, written over when it has
+static int VertexLightBuffers(TwMesh* pMesh)
+{
+    int iVertBytes = pMesh->usNumVerts * (int)sizeof(TwVertex), iBytes = pMesh->usNumVerts * 36;
+    uint8_t* pucBlock = (uint8_t*)twMem_GetTempBuffer(iBytes, 0);
+    if (!pucBlock) {
+        twLogError(M_TAG, "!twMem_GetTempBuffer\n");
+        return 0;
+    }
+    memcpy(pucBlock, pMesh->pVerts, (size_t)iVertBytes);
+    memcpy(pucBlock + iVertBytes, pMesh->pucVertexLight, (size_t)pMesh->usNumVerts * 4);
+    if (pMesh->hVboVerts)
+        return twOgl_UpdateVbo(pMesh->hVboVerts, 0, 0, iBytes, pucBlock) ? iBytes : 0;
+    pMesh->hVboVerts = twOgl_CreateVbo(0, 0, iBytes, pucBlock);
+    if (pMesh->hVboVerts) {
+        pMesh->hVboIndices = twOgl_CreateVbo(0, 1, pMesh->usNumIndices * 2, pMesh->pusIndices);
+        if (!pMesh->hVboIndices) {
+            twOgl_FreeVbo(pMesh->hVboVerts);
+            pMesh->hVboVerts = 0;
+        }
+    }
+    return pMesh->hVboVerts ? iBytes : 0;
+}
+
+int twWorld_LoadLightM(int bLocal, const char* pstrExternal)
+{
+    TwWorld* w = pWorld;
+    if (bLocal)
+        twLog(M_TAG, "Loading mesh light from local file\n");
+    else if (pstrExternal)
+        twLog(M_TAG, "Loading mesh light from ext res '%s'\n", pstrExternal);
+    else
+        twLog(M_TAG, "Loading mesh light from std res\n");
+    TwReader reader;
+    FILE* pFile = OpenResult("LightM", bLocal, pstrExternal, &reader, M_TAG);
+    if (!pFile)
+        return 0;
+    int bOk = Header(&reader, "L_M", M_TAG) && Matches(&reader, w->iNumMeshes, "Mesh count", M_TAG);
+    int iSmooth = 0, iCopied = 0;
+    for (int m = 0; m < w->iNumMeshes; m++)
+        iSmooth += w->ppMeshes[m]->bSmooth != 0;
+    if (bOk)
+        twLog(M_TAG, "Meshes in file that will get vertex light = %d\n", iSmooth);
+    for (int m = 0; m < w->iNumMeshes && bOk; m++) {
+        TwMesh* pMesh = w->ppMeshes[m];
+        if (!pMesh->bSmooth)
+            continue;
+        pMesh->bLit = twReader_I32(&reader);
+        bOk = Matches(&reader, pMesh->iIndex, "Mesh index", M_TAG);
+        if (bOk && !pMesh->pucVertexLight) {
+            twLogError(M_TAG, "!pMesh->pucVertexLight\n");
+            bOk = 0;
+        }
+        if (!bOk)
+            break;
+        twReader_Read(&reader, pMesh->pucVertexLight, pMesh->usNumVerts * 4);
+        if (reader.bShort) {
+            twLogError(M_TAG, "!the file is cut short\n");
+            bOk = 0;
+            break;
+        }
+        iCopied += VertexLightBuffers(pMesh);
+    }
+    fclose(pFile);
+    if (bOk)
+        twLog(M_TAG, "---Copied %d bytes for Vbo:s---\n", iCopied);
+    return bOk;
+}
+
+int twWorld_LoadLight(int bLocal, const char* pstrExternal)
+{
+    const char* pstrTag = "twWorld_LoadLight";
+    if (!twWorld_LoadLightS(bLocal, pstrExternal)) {
+        twLogError(pstrTag, "!twWorld_LoadLightS\n");
+        return 0;
+    }
+    if (!twWorld_LoadLightM(bLocal, pstrExternal)) {
+        twLogError(pstrTag, "!twWorld_LoadLightM\n");
+        return 0;
+    }
+    pWorld->bLightLocal = bLocal;
+    pWorld->bLightExternal = pstrExternal != nullptr;
+    twWorld_ResetLightProgress();
+    return 1;
+}
+
+int twWorld_SaveLight(void)
+{
+    TwWorld* w = pWorld;
+    TwWriter writerS, writerM;
+    memset(&writerM, 0, sizeof(writerM));
+    if (!twWorld_CreateLightFile(&writerS, "LightS", SAVE_TAG))
+        return 0;
+    twWriter_Write(&writerS, "L_S", 3);
+    twWriter_U32(&writerS, (uint32_t)twWorld_CountLightmaps());
+    twWriter_U32(&writerS, w->uiNumSurfaces);
+    for (uint32_t i = 0; i < w->uiNumSurfaces; i++)
+        twWriter_U8(&writerS, w->ppSurfaces[i]->bLit);
+    // the luxels come straight from the textures, whatever the window's size
+    int bOk = 1;
+    uint32_t uiRunning = 0;
+    for (int g = 0; g < w->iNumElementGroups && bOk; g++)
+        for (int r = 0; r < w->pElementGroups[g].iNumRenderArrays && bOk; r++) {
+            TwSurfaceArray* pArray = w->pElementGroups[g].pRenderArrays[r].pSurfaceArray2;
+            for (TwList* p = pArray ? pArray->pLightmapList->pNext : nullptr; p && bOk; p = p->pNext) {
+                TwLightmap* pLightmap = (TwLightmap*)p->pData;
+                twWriter_U32(&writerS, uiRunning++);
+                twWriter_U8(&writerS, pLightmap->bLit);
+                if (!pLightmap->bLit)
+                    continue;
+                int iBytes = pLightmap->iWidth * pLightmap->iHeight;
+                uint8_t* pucLuxels = (uint8_t*)twMem_GetTempBuffer(iBytes, 0);
+                if (!pucLuxels) {
+                    twLogError(SAVE_TAG, "!twMem_GetTempBuffer\n");
+                    bOk = 0;
+                    break;
+                }
+                glBindTexture(GL_TEXTURE_2D, pLightmap->pTexture->hTexture);
+                glGetTexImage(GL_TEXTURE_2D, 0, GL_LUMINANCE, GL_UNSIGNED_BYTE, pucLuxels);
+                glBindTexture(GL_TEXTURE_2D, 0);
+                twWriter_Write(&writerS, pucLuxels, iBytes);
+            }
+        }
+    if (bOk && twWorld_CreateLightFile(&writerM, "LightM", SAVE_TAG)) {
+        twWriter_Write(&writerM, "L_M", 3);
+        twWriter_U32(&writerM, (uint32_t)w->iNumMeshes);
+        for (int m = 0; m < w->iNumMeshes && bOk; m++) {
+            const TwMesh* pMesh = w->ppMeshes[m];
+            if (!pMesh->bSmooth)
+                continue;
+            if (!pMesh->pucVertexLight) {
+                twLogError(SAVE_TAG, "!pMesh->pucVertexLight\n");
+                bOk = 0;
+                break;
+            }
+            twWriter_U32(&writerM, (uint32_t)pMesh->bLit);
+            twWriter_U32(&writerM, (uint32_t)pMesh->iIndex);
+            twWriter_Write(&writerM, pMesh->pucVertexLight, pMesh->usNumVerts * 4);
+        }
+    } else {
+        bOk = 0;
+    }
+    // both files or neither: the previous solution stays whole when either fails
+    if (bOk && twWriter_Finish(&writerS) && twWriter_Finish(&writerM) && twWriter_Commit(&writerS) &&
+        twWriter_Commit(&writerM))
+        return 1;
+    if (bOk)
+        twLogError(SAVE_TAG, "!fwrite : '%s'\n", writerS.bFailed ? writerS.szPath : writerM.szPath);
+    twWriter_Abandon(&writerS);
+    twWriter_Abandon(&writerM);
+    return 0;
 }

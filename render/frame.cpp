@@ -68,9 +68,11 @@ static void DrawModel(void)
     float fShadow = 0;
     if (e->bSunShadows && (e->fSunShadow < -SHADOW_VALUE_OFF || e->fSunShadow > SHADOW_VALUE_OFF))
         fShadow = e->fSunShadow;
-    // the lit mode draws with the light solution, which comes with the light job
-    if (e->iDrawMode == TW_MODE_LIT)
+    if (e->iDrawMode == TW_MODE_LIT) {
+        twWorld_DrawLit(e->bUseVbo, e->iSceneOption, pCam, (float)e->iSunAzimuth, (float)e->iSunAltitude, fShadow,
+                        e->fLightLevel, e->bDrawEdges, 1, e->bSoftShadows);
         return;
+    }
     twWorld_Draw(e->bUseVbo, e->iDrawMode, e->iSceneOption, pCam, (float)e->iSunAzimuth, (float)e->iSunAltitude,
                  fShadow, e->fLightLevel, e->fLightGain, e->bDrawEdges, 1, e->bSoftShadows);
 }

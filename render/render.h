@@ -23,6 +23,9 @@ struct TwMesh;
 void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam, float fSunAzimuth,
                   float fSunAltitude, float fShadow, float fLightLevel, float fLightGain, int bDrawEdges,
                   int bTransparency, int bSoftShadows);
+// the lit mode: lightmaps and vertex light times the materials, through the exposure curve
+void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float fSunAzimuth, float fSunAltitude,
+                     float fShadow, float fLightLevel, int bDrawEdges, int bTransparency, int bSoftShadows);
 void twWorld_SetFixedLighting(int bOn, float fSunAzimuth, float fSunAltitude);
 void twWorld_SetMaterial(const TwMaterial* pMaterial, int* piTextured, float fAlpha, int bTextures);
 void twWorld_DrawMeshEdges(const TwMesh* pMesh);

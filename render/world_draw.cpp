@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "engine/vector.h"
+#include "light/light.h"
 #include "interface/layers.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
@@ -82,6 +83,40 @@ static void DrawRenderArray(const TwRenderArray* pArray, const TwElementGroup* p
     }
 }
 
+// The end of both draws: the black edges over what was drawn, the vertex array off and
+// the count for the developer panel
+static void FinishDraw(int bDrawEdges)
+{
+    TwWorld* w = pWorld;
+    if (bDrawEdges) {
+        glDisable(GL_POLYGON_OFFSET_FILL);
+        glColor4f(0, 0, 0, 1);
+        for (int g = 0; g < w->iNumElementGroups; g++) {
+            const TwElementGroup* pGroup = &w->pElementGroups[g];
+            if (!twWorld_GroupSeen(pGroup->uiVisibleFrame))
+                continue;
+            for (int e = 0; e < pGroup->iNumElements; e++) {
+                const TwElement* pElement = pGroup->ppElements[e];
+                if (pGroup->bHasHiddenElements && !twLayers_IsVisible(pElement->iLayer))
+                    continue;
+                for (int m = 0; m < pElement->iNumMeshes; m++)
+                    twWorld_DrawMeshEdges(&pElement->pMeshes[m]);
+            }
+        }
+    }
+    glDisableClientState(GL_VERTEX_ARRAY);
+    char szDrawn[32];
+    twCore_FormatThousands((uint32_t)w->iNumIndicesDrawn / 3, szDrawn);
+    snprintf(w->szDrawInfo, sizeof(w->szDrawInfo), "%s / %s", szDrawn, w->szNumTris);
+}
+
+// A group is drawn when the sweep saw it lately, or when it is near
+static int DrawsGroup(const TwElementGroup* pGroup, const TwCamera* pCam)
+{
+    float fDistSq = twVec_DistanceSq(pCam->vPos, pGroup->vCentre) - pGroup->fRadiusSq;
+    return twWorld_GroupSeen(pGroup->uiVisibleFrame) || fDistSq <= TW_NEAR_GROUP_SQ;
+}
+
 int twWorld_GroupSeen(uint32_t uiGroupFrame)
 {
     return uiGroupFrame + TW_SWEEP_CYCLE >= pWorld->uiVisibleFrame;
@@ -146,9 +181,9 @@ void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam
         }
         for (int g = 0; g < w->iNumElementGroups; g++) {
             const TwElementGroup* pGroup = &w->pElementGroups[g];
-            float fDistSq = twVec_DistanceSq(pCam->vPos, pGroup->vCentre) - pGroup->fRadiusSq;
-            if (!twWorld_GroupSeen(pGroup->uiVisibleFrame) && fDistSq > TW_NEAR_GROUP_SQ)
+            if (!DrawsGroup(pGroup, pCam))
                 continue;
+            float fDistSq = twVec_DistanceSq(pCam->vPos, pGroup->vCentre) - pGroup->fRadiusSq;
             int bNear = bShadow && bSoftShadows && fDistSq < TW_SOFT_SHADOW_RANGE;
             for (int r = 0; r < pGroup->iNumRenderArrays; r++) {
                 const TwRenderArray* pArray = &pGroup->pRenderArrays[r];
@@ -195,26 +230,7 @@ void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam
         glDisable(GL_TEXTURE_CUBE_MAP_ARB);
         glDisableClientState(GL_NORMAL_ARRAY);
     }
-    if (bDrawEdges) {
-        glDisable(GL_POLYGON_OFFSET_FILL);
-        glColor4f(0, 0, 0, 1);
-        for (int g = 0; g < w->iNumElementGroups; g++) {
-            const TwElementGroup* pGroup = &w->pElementGroups[g];
-            if (!twWorld_GroupSeen(pGroup->uiVisibleFrame))
-                continue;
-            for (int e = 0; e < pGroup->iNumElements; e++) {
-                const TwElement* pElement = pGroup->ppElements[e];
-                if (pGroup->bHasHiddenElements && !twLayers_IsVisible(pElement->iLayer))
-                    continue;
-                for (int m = 0; m < pElement->iNumMeshes; m++)
-                    twWorld_DrawMeshEdges(&pElement->pMeshes[m]);
-            }
-        }
-    }
-    glDisableClientState(GL_VERTEX_ARRAY);
-    char szDrawn[32];
-    twCore_FormatThousands((uint32_t)w->iNumIndicesDrawn / 3, szDrawn);
-    snprintf(w->szDrawInfo, sizeof(w->szDrawInfo), "%s / %s", szDrawn, w->szNumTris);
+    FinishDraw(bDrawEdges);
 }
 
 void twWorld_SetFixedLighting(int bOn, float fSunAzimuth, float fSunAltitude)
@@ -283,4 +299,151 @@ void twWorld_DrawMeshEdges(const TwMesh* pMesh)
                         pMesh->pusEdgeIndices);
     glPopMatrix();
     pWorld->iNumDrawCalls++;
+}
+
+// Binds a fragment program by its key unless it is bound already
+static void BindFragmentProgram(int iKey)
+{
+    if (iKey != pWorld->iCurrentFp) {
+        glBindProgramARB(GL_FRAGMENT_PROGRAM_ARB, pWorld->ahFragmentPrograms[iKey]);
+        pWorld->iCurrentFp = iKey;
+    }
+}
+
+// A render array's lightmaps: the lightmap on unit 0, the material on unit 1, from the
+// lightmap's own buffers. In a group with hidden elements each surface is drawn alone.
+static void DrawLightmaps(const TwSurfaceArray* pArray, const TwElementGroup* pGroup, int iTextured, int bUseVbo)
+{
+    TwWorld* w = pWorld;
+    for (TwList* p = pArray->pLightmapList ? pArray->pLightmapList->pNext : nullptr; p; p = p->pNext) {
+        const TwLightmap* pLightmap = (const TwLightmap*)p->pData;
+        if (!pLightmap || !pLightmap->pTexture)
+            continue;
+        int bBuffers = bUseVbo && pLightmap->hVboVerts;
+        const uint8_t* pucVerts = bBuffers ? nullptr : (const uint8_t*)pLightmap->pVerts;
+        const uint16_t* pusIndices = bBuffers ? nullptr : pLightmap->pusIndices;
+        if (!bBuffers && !pucVerts)
+            continue;
+        glBindBufferARB(GL_ARRAY_BUFFER_ARB, bBuffers ? pLightmap->hVboVerts : 0);
+        glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, bBuffers ? pLightmap->hVboIndices : 0);
+        glActiveTexture(GL_TEXTURE0);
+        glBindTexture(GL_TEXTURE_2D, pLightmap->pTexture->hTexture);
+        glClientActiveTexture(GL_TEXTURE0);
+        glTexCoordPointer(2, GL_FLOAT, sizeof(TwLightmapVertex), pucVerts + offsetof(TwLightmapVertex, fMapU));
+        glClientActiveTexture(GL_TEXTURE1);
+        if (iTextured)
+            glTexCoordPointer(2, GL_FLOAT, sizeof(TwLightmapVertex), pucVerts + offsetof(TwLightmapVertex, fU));
+        glActiveTexture(GL_TEXTURE1);
+        glVertexPointer(3, GL_FLOAT, sizeof(TwLightmapVertex), pucVerts);
+        glNormalPointer(GL_BYTE, sizeof(TwLightmapVertex), pucVerts + offsetof(TwLightmapVertex, acNormal));
+        if (!pGroup->bHasHiddenElements) {
+            glDrawElements(GL_TRIANGLES, pLightmap->usNumIndices, GL_UNSIGNED_SHORT, pusIndices);
+            w->iNumIndicesDrawn += pLightmap->usNumIndices;
+            continue;
+        }
+        int iFirst = 0;
+        for (TwList* s = pLightmap->pSurfaceList->pNext; s; s = s->pNext) {
+            const TwSurface* pSurface = (const TwSurface*)s->pData;
+            if (pSurface && twLayers_IsVisible(pSurface->pMesh->pElement->iLayer)) {
+                glDrawElements(GL_TRIANGLES, pSurface->usNumIndices, GL_UNSIGNED_SHORT, pusIndices + iFirst);
+                w->iNumIndicesDrawn += pSurface->usNumIndices;
+            }
+            iFirst += pSurface ? pSurface->usNumIndices : 0;
+        }
+    }
+}
+
+// A render array's smooth meshes, with their vertex light as the colour
+static void DrawSmoothMeshes(const TwRenderArray* pArray, const TwElementGroup* pGroup, int iTextured, int bUseVbo)
+{
+    TwWorld* w = pWorld;
+    for (TwList* p = pArray->pMeshListSmooth ? pArray->pMeshListSmooth->pNext : nullptr; p; p = p->pNext) {
+        const TwMesh* pMesh = (const TwMesh*)p->pData;
+        if (!pMesh || !pMesh->pucVertexLight ||
+            (pGroup->bHasHiddenElements && !twLayers_IsVisible(pMesh->pElement->iLayer)))
+            continue;
+        int bBuffers = bUseVbo && pMesh->hVboVerts;
+        const uint8_t* pucVerts = bBuffers ? nullptr : (const uint8_t*)pMesh->pVerts;
+        const uint8_t* pucLight = bBuffers ? pucVerts + pMesh->usNumVerts * sizeof(TwVertex) : pMesh->pucVertexLight;
+        glBindBufferARB(GL_ARRAY_BUFFER_ARB, bBuffers ? pMesh->hVboVerts : 0);
+        glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, bBuffers ? pMesh->hVboIndices : 0);
+        glVertexPointer(3, GL_FLOAT, sizeof(TwVertex), pucVerts + offsetof(TwVertex, vPos));
+        glNormalPointer(GL_FLOAT, sizeof(TwVertex), pucVerts + offsetof(TwVertex, vNormal));
+        if (iTextured)
+            glTexCoordPointer(2, GL_FLOAT, sizeof(TwVertex), pucVerts + offsetof(TwVertex, fU));
+        glColorPointer(4, GL_UNSIGNED_BYTE, 0, pucLight);
+        glDrawRangeElements(GL_TRIANGLES, 0, pMesh->usNumVerts, pMesh->usNumIndices, GL_UNSIGNED_SHORT,
+                            bBuffers ? nullptr : pMesh->pusIndices);
+        w->iNumIndicesDrawn += pMesh->usNumIndices;
+    }
+}
+
+void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float fSunAzimuth, float fSunAltitude,
+                     float fShadow, float fLightLevel, int bDrawEdges, int bTransparency, int bSoftShadows)
+{
+    TwWorld* w = pWorld;
+    if (!w || !w->bLoaded || !w->bLightInitialised)
+        return;
+    // the sun's shadows join the lit picture with their own issue of the frame
+    (void)iSceneOption, (void)fSunAzimuth, (void)fSunAltitude, (void)fShadow, (void)bSoftShadows;
+    w->iNumIndicesDrawn = 0;
+    glEnable(GL_FRAGMENT_PROGRAM_ARB);
+    glActiveTexture(GL_TEXTURE3);
+    glBindTexture(GL_TEXTURE_1D, w->pExposureTexture ? w->pExposureTexture->hTexture : 0);
+    glActiveTexture(GL_TEXTURE1);
+    glClientActiveTexture(GL_TEXTURE1);
+    glEnableClientState(GL_VERTEX_ARRAY);
+    glEnableClientState(GL_NORMAL_ARRAY);
+    if (bDrawEdges) {
+        glEnable(GL_POLYGON_OFFSET_FILL);
+        glPolygonOffset(1, 1);
+    }
+    int iTextured = 0;
+    for (int iPass = 0; iPass < 2 && (iPass == 0 || bTransparency); iPass++) {
+        if (iPass == 1)
+            glEnable(GL_BLEND);
+        int iAlpha = iPass ? TW_FP_ALPHA : 0;
+        for (int g = 0; g < w->iNumElementGroups; g++) {
+            const TwElementGroup* pGroup = &w->pElementGroups[g];
+            if (!DrawsGroup(pGroup, pCam))
+                continue;
+            for (int r = 0; r < pGroup->iNumRenderArrays; r++) {
+                const TwRenderArray* pArray = &pGroup->pRenderArrays[r];
+                const TwMaterial* pMaterial = &w->pMaterials[pArray->iMaterial];
+                if ((pMaterial->bIsTransparent != 0) != (iPass == 1))
+                    continue;
+                twWorld_SetMaterial(pMaterial, &iTextured, fLightLevel, 1);
+                int iTexture = iTextured ? TW_FP_TEXTURE : 0;
+                if (pArray->pSurfaceArray2) {
+                    BindFragmentProgram(TW_FP_LIGHT_MAP | iTexture | iAlpha);
+                    glClientActiveTexture(GL_TEXTURE0);
+                    glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+                    glClientActiveTexture(GL_TEXTURE1);
+                    DrawLightmaps(pArray->pSurfaceArray2, pGroup, iTextured, bUseVbo);
+                    glClientActiveTexture(GL_TEXTURE0);
+                    glDisableClientState(GL_TEXTURE_COORD_ARRAY);
+                    glClientActiveTexture(GL_TEXTURE1);
+                }
+                if (pArray->pMeshListSmooth) {
+                    BindFragmentProgram(TW_FP_VERTEX_LIGHT | iTexture | iAlpha);
+                    glEnableClientState(GL_COLOR_ARRAY);
+                    DrawSmoothMeshes(pArray, pGroup, iTextured, bUseVbo);
+                    glDisableClientState(GL_COLOR_ARRAY);
+                }
+            }
+        }
+    }
+    glDisable(GL_BLEND);
+    glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
+    glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
+    if (iTextured) {
+        glDisableClientState(GL_TEXTURE_COORD_ARRAY);
+        glDisable(GL_TEXTURE_2D);
+    }
+    glDisableClientState(GL_NORMAL_ARRAY);
+    glDisable(GL_FRAGMENT_PROGRAM_ARB);
+    glActiveTexture(GL_TEXTURE0);
+    glBindTexture(GL_TEXTURE_2D, 0);
+    glClientActiveTexture(GL_TEXTURE0);
+    FinishDraw(bDrawEdges);
 }

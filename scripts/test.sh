@@ -21,7 +21,8 @@ for _ in $(seq 1 100); do
 done
 
 status=0
-for config in "build:-DCMAKE_BUILD_TYPE=RelWithDebInfo" "build-asan:-DCMAKE_BUILD_TYPE=Debug -DAMB_SANITIZE=ON"; do
+for config in "build:-DCMAKE_BUILD_TYPE=RelWithDebInfo -DAMB_TEST_HOOKS=ON" \
+        "build-asan:-DCMAKE_BUILD_TYPE=Debug -DAMB_SANITIZE=ON -DAMB_TEST_HOOKS=ON"; do
     dir=${config%%:*}
     flags=${config#*:}
     echo "=== $dir"

@@ -242,6 +242,8 @@ void twWorld_Shutdown(void)
     twOgl_ReleaseTexture(&pWorld->pExposureTexture);
     twOgl_ReleaseTexture(&pWorld->pSamplerResultTexLo);
     twOgl_ReleaseTexture(&pWorld->pSamplerResultTexHi);
+    if (pWorld->pSamplerFbo)
+        twOgl_FreeFbo(pWorld->pSamplerFbo);
     FreeBlock(pWorld->pSampleDataLo);
     FreeBlock(pWorld->pSampleDataHi);
     FreeBlock(pWorld->pSurfaceLightData);

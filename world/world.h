@@ -14,6 +14,7 @@
 #include "engine/list.h"
 
 struct TwTexture;
+struct TwFbo;
 struct TwCamera;
 struct TwTree;
 struct TwTreeItem;
@@ -251,6 +252,8 @@ struct TwWorld {
     char szLightSpeed[TW_TEXT_SIZE];
     char szLightRam[32], szLightVram[32]; // bytes of the light's data, for display
     char szLightExternal[TW_PATH_SIZE]; // the copy the light came from, or empty
+    int32_t bSampleOneByOne;        // each sample read back alone, not a target's worth at once
+    TwFbo* pSamplerFbo;             // the target the samples are drawn into, a tile each
     // the model: everything from bLoaded on is cleared when the model is freed
     int32_t bLoaded;                // a model is completely loaded
     int32_t bAnyHiddenElements;
@@ -316,6 +319,16 @@ struct TwWorld {
     uint32_t uiLightRamBytes;       // memory and video memory the light's data take
     uint32_t uiLightVramBytes;
     char szLastError[128];          // why the last rectangle fit failed
+    // the light job, light/solver.cpp
+    int32_t iCurrentSurface, iCurrentMesh; // -1: none
+    float vSamplePos[3], vSampleNormal[3];
+    uint16_t usSampleU, usSampleV;  // the luxel being sampled
+    int32_t iSamplesDone, iSamplesTotal, iSamplesSinceRedraw;
+    float fSamplesThisRun;
+    float fElapsed;                 // seconds of this run
+    float fSamplesPerSecond;
+    int32_t bAborted;               // the user broke the job off
+    int32_t bSampleInTriangle;      // the last sample lay over its surface
 };
 
 extern TwWorld* pWorld;
