@@ -1,6 +1,7 @@
-// The readers of the light's frame files on any bytes. The small sample house's frame is
-// computed once; each input then stands in for one of the three files (its first byte
-// says which), the other two are the good ones, and the frame is loaded and freed.
+// The readers of the light's five files on any bytes. The small sample house's frame is
+// computed once and its result saved with every surface and mesh marked lit; each input
+// then stands in for one of the files (its first byte says which), the others are the
+// good ones, and the frame and the result are loaded and freed.
 // Textures need a GL context, so this target opens a small window on the display that
 // DISPLAY names. The good files are written as seeds into every folder given.
 #include <stdlib.h>
@@ -17,8 +18,10 @@
 #include "tests/fuzz/fuzz_common.h"
 #include "tools/harness/samples.h"
 
-static const char* s_apstrFiles[3] = {"LightInit.bin", "LightSort.bin", "LightEq.bin"};
-static std::string s_good[3];
+#define NUM_FILES 5
+static const char* s_apstrFiles[NUM_FILES] = {"LightInit.bin", "LightSort.bin", "LightEq.bin", "LightS.bin",
+                                              "LightM.bin"};
+static std::string s_good[NUM_FILES];
 static char s_szTemp[64];
 
 static std::string ReadAll(const std::string& path)
@@ -66,14 +69,28 @@ extern "C" int LLVMFuzzerInitialize(int* piArgc, char*** pppArgv)
     pWorld->fLightRangeInit = TW_LIGHT_RANGE_DEFAULT;
     pWorld->iLightmapSize = TW_LIGHTMAP_SIZE;
     std::string model = dir + "house.bin";
-    twExport_WriteFile(twSample_SmallHouse(), model);
+    TwExportModel house = twSample_SmallHouse();
+    TwExportElement round = twSample_Box(5, 0, 5, 6, 1, 6, 4, 0); // a smooth mesh for vertex light
+    round.meshes[0].bSmooth = 1;
+    round.meshes[0].surfaces.clear();
+    house.elements.push_back(round);
+    twExport_WriteFile(house, model);
     if (!twWorld_LoadModel(nullptr, model.c_str(), 0, nullptr, nullptr, nullptr, nullptr, 1, nullptr) ||
         !twWorld_InitLight(1, nullptr)) {
         fprintf(stderr, "fuzz_light: the sample's light frame can't be computed\n");
         exit(1);
     }
+    // a result in which every luxel and vertex light is read
+    for (uint32_t i = 0; i < pWorld->uiNumSurfaces; i++)
+        pWorld->ppSurfaces[i]->bLit = 1;
+    for (int m = 0; m < pWorld->iNumMeshes; m++)
+        pWorld->ppMeshes[m]->bLit = pWorld->ppMeshes[m]->bSmooth;
+    if (!twWorld_SaveLight()) {
+        fprintf(stderr, "fuzz_light: the sample's light can't be saved\n");
+        exit(1);
+    }
     twWorld_FreeRad();
-    for (int i = 0; i < 3; i++)
+    for (int i = 0; i < NUM_FILES; i++)
         s_good[i] = ReadAll(std::string(s_szTemp) + s_apstrFiles[i]);
     // the good files as seeds, each behind the byte that picks it
     for (int a = 1; a < *piArgc; a++) {
@@ -81,7 +98,7 @@ extern "C" int LLVMFuzzerInitialize(int* piArgc, char*** pppArgv)
         const char* pstrArg = (*pppArgv)[a];
         if (pstrArg[0] == '-' || stat(pstrArg, &st) != 0 || !S_ISDIR(st.st_mode))
             continue;
-        for (int i = 0; i < 3; i++) {
+        for (int i = 0; i < NUM_FILES; i++) {
             std::string seed = std::string(1, (char)i) + s_good[i];
             WriteAll(std::string(pstrArg) + "/good_" + s_apstrFiles[i], seed.data(), seed.size());
         }
@@ -91,15 +108,16 @@ extern "C" int LLVMFuzzerInitialize(int* piArgc, char*** pppArgv)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t uiSize)
 {
-    int iFile = uiSize ? pData[0] % 3 : 0;
-    for (int i = 0; i < 3; i++) {
+    int iFile = uiSize ? pData[0] % NUM_FILES : 0;
+    for (int i = 0; i < NUM_FILES; i++) {
         std::string path = std::string(s_szTemp) + s_apstrFiles[i];
         if (i == iFile)
             WriteAll(path, uiSize ? pData + 1 : pData, uiSize ? uiSize - 1 : 0);
         else
             WriteAll(path, s_good[i].data(), s_good[i].size());
     }
-    twWorld_InitLight(0, nullptr);
+    if (twWorld_InitLight(0, nullptr))
+        twWorld_LoadLight(1, nullptr);
     twWorld_FreeRad();
     return 0;
 }
