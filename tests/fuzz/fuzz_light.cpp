@@ -85,6 +85,12 @@ extern "C" int LLVMFuzzerInitialize(int* piArgc, char*** pppArgv)
         pWorld->ppSurfaces[i]->bLit = 1;
     for (int m = 0; m < pWorld->iNumMeshes; m++)
         pWorld->ppMeshes[m]->bLit = pWorld->ppMeshes[m]->bSmooth;
+    for (int g = 0; g < pWorld->iNumElementGroups; g++)
+        for (int r = 0; r < pWorld->pElementGroups[g].iNumRenderArrays; r++) {
+            TwSurfaceArray* pArray = pWorld->pElementGroups[g].pRenderArrays[r].pSurfaceArray2;
+            for (TwList* p = pArray ? pArray->pLightmapList->pNext : nullptr; p; p = p->pNext)
+                ((TwLightmap*)p->pData)->bLit = 1;
+        }
     if (!twWorld_SaveLight()) {
         fprintf(stderr, "fuzz_light: the sample's light can't be saved\n");
         exit(1);
