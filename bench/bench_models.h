@@ -13,3 +13,6 @@ std::string twBench_StartWorld(void);
 TwExportModel twBench_SampleHouse(void);
 // The house's elements repeated on a grid of n by n
 TwExportModel twBench_Tiled(const TwExportModel& house, int n);
+// A builder room of 10 by 8 by 3 metres: floor and ceiling in 1 m tiles, walls in panels,
+// eight boxes on the floor; about 2,700 triangles
+TwExportModel twBench_Room(void);

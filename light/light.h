@@ -147,6 +147,9 @@ int twWorld_AdjustSample(TwSurface* pSurface); // off the walls that stand on th
 void twWorld_RenderSample(TwSurface* pSurface);
 void twWorld_RenderVertexSample(uint8_t* pucOut, int iVertex);
 void twWorld_DrawSampleGeometry(int bUseVbos);
+void twWorld_BeginSampling(void); // the sampler's target, programs and states
+void twWorld_EndSampling(void);
+void twWorld_LookFromSample(const float* pvDir, const float* pvUp); // the sample view's matrices
 int twWorld_UploadSurfaceLight(TwSurface* pSurface);
 void twWorld_ShowLightProgress(void);
 int twWorld_ResetLightProgress(void);

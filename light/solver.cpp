@@ -28,6 +28,7 @@
 #define SLAB_HEIGHT 0.1f         // metres above a surface where crossing surfaces are looked for
 #define BEST_START 4600.0f
 #define RAY_EPSILON 1e-5f
+#define CULL_MARGIN 0.01f        // metres a group must lie outside the sample view to be left out
 #define TARGET_SIZE 512          // pixels: side of the target the sample pictures are drawn into
 #define MAX_TILES 8              // pictures read back at once: more make the driver's scenes dearer
 
@@ -173,6 +174,39 @@ static void DrawSampleGround(void)
     glEnd();
 }
 
+// The sample view's four sides and near plane in the world, pointing inwards, each as a
+// normal and its distance: a group wholly outside one of them cannot reach a pixel
+static float s_afFrustum[5][4];
+
+static void SetFrustum(const float* pvEye, const float* pvDir, const float* pvUp)
+{
+    float afFront[3] = {pvDir[0], pvDir[1], pvDir[2]}, afSide[3], afUp[3];
+    twVec_Normalize(afFront);
+    twVec_Cross(afFront, pvUp, afSide);
+    twVec_Normalize(afSide);
+    twVec_Cross(afSide, afFront, afUp);
+    twVec_Normalize(afUp);
+    const float* apAcross[4] = {afSide, afSide, afUp, afUp};
+    for (int p = 0; p < 5; p++) {
+        float* n = s_afFrustum[p];
+        for (int i = 0; i < 3; i++)
+            n[i] = p == 4 ? afFront[i] : SAMPLE_FOV_TAN * afFront[i] + (p & 1 ? 1 : -1) * apAcross[p][i];
+        n[3] = -twVec_Dot(n, pvEye) - (p == 4 ? SAMPLE_NEAR : 0);
+    }
+}
+
+// With a margin, so that rounding in the driver's clipping can never make it differ
+static int BoxOutsideFrustum(const float* pvCentre, const float* pvHalf)
+{
+    for (int p = 0; p < 5; p++) {
+        const float* n = s_afFrustum[p];
+        float fReach = fabsf(n[0]) * pvHalf[0] + fabsf(n[1]) * pvHalf[1] + fabsf(n[2]) * pvHalf[2];
+        if (twVec_Dot(n, pvCentre) + n[3] + fReach < -CULL_MARGIN)
+            return 1;
+    }
+    return 0;
+}
+
 void twWorld_DrawSampleGeometry(int bUseVbos)
 {
     TwWorld* w = pWorld;
@@ -187,7 +221,8 @@ void twWorld_DrawSampleGeometry(int bUseVbos)
     uint32_t hBound = 0;
     for (TwElementGroup** pp = w->ppElementGroupsInRange; *pp; pp++) {
         const TwElementGroup* pGroup = *pp;
-        if (!twBox_Overlap(pGroup->vCentre, pGroup->vHalfSize, w->vSamplePos, afRange))
+        if (!twBox_Overlap(pGroup->vCentre, pGroup->vHalfSize, w->vSamplePos, afRange) ||
+            BoxOutsideFrustum(pGroup->vCentre, pGroup->vHalfSize))
             continue;
         for (int r = 0; r < pGroup->iNumRenderArrays; r++) {
             const TwRenderArray* pArray = &pGroup->pRenderArrays[r];
@@ -224,6 +259,22 @@ void twWorld_DrawSampleGeometry(int bUseVbos)
     glDisableClientState(GL_VERTEX_ARRAY);
 }
 
+void twWorld_LookFromSample(const float* pvDir, const float* pvUp)
+{
+    TwWorld* w = pWorld;
+    SetFrustum(w->vSamplePos, pvDir, pvUp);
+    float fFar = 2 * w->fLightRange, fNear = SAMPLE_NEAR, f = 1.0f / SAMPLE_FOV_TAN;
+    const float afProjection[16] = {f, 0, 0, 0, 0, f, 0, 0, 0, 0, (fFar + fNear) / (fNear - fFar), -1,
+                                    0, 0, 2 * fFar * fNear / (fNear - fFar), 0};
+    glMatrixMode(GL_PROJECTION);
+    glLoadMatrixf(afProjection);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+    twOgl_LookAlong(w->vSamplePos, pvDir, pvUp);
+    glProgramEnvParameter4fARB(GL_VERTEX_PROGRAM_ARB, 3, w->vSamplePos[0], w->vSamplePos[1], w->vSamplePos[2],
+                               1.0f / w->fLightRange);
+}
+
 // One picture from the sample position along a direction into the item's tile; its mean
 // goes to pucOut when it is read back
 static void RenderPicture(const float* pvDir, const float* pvUp, int iItem, uint8_t* pucOut, int bVertex)
@@ -237,16 +288,7 @@ static void RenderPicture(const float* pvDir, const float* pvUp, int iItem, uint
     glViewport(x, y, iSize, iSize);
     glScissor(x, y, iSize, iSize);
     ClearTile();
-    float fFar = 2 * w->fLightRange, fNear = SAMPLE_NEAR, f = 1.0f / SAMPLE_FOV_TAN;
-    const float afProjection[16] = {f, 0, 0, 0, 0, f, 0, 0, 0, 0, (fFar + fNear) / (fNear - fFar), -1,
-                                    0, 0, 2 * fFar * fNear / (fNear - fFar), 0};
-    glMatrixMode(GL_PROJECTION);
-    glLoadMatrixf(afProjection);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
-    twOgl_LookAlong(w->vSamplePos, pvDir, pvUp);
-    glProgramEnvParameter4fARB(GL_VERTEX_PROGRAM_ARB, 3, w->vSamplePos[0], w->vSamplePos[1], w->vSamplePos[2],
-                               1.0f / w->fLightRange);
+    twWorld_LookFromSample(pvDir, pvUp);
     twWorld_DrawSampleGeometry(w->bUseVbo);
     s_aPending[iTile].pucOut = pucOut;
     s_aPending[iTile].bVertex = bVertex;
@@ -502,10 +544,20 @@ static void SetPercent(void)
              (float)pWorld->iSamplesDone / (float)pWorld->iSamplesTotal * 100.0f);
 }
 
-// The job's GL state: the sample target, its programs, the clear value of open space
-static void BeginSampling(void)
+// The target the samples are drawn into, made on first need; without frame buffers the
+// pictures go to the window's own, one at a time
+static void MakeSamplerTarget(void)
 {
     TwWorld* w = pWorld;
+    if (!w->pSamplerFbo && twOgl_HasFbo())
+        w->pSamplerFbo = twOgl_CreateFbo("pSamplerFbo", TARGET_SIZE, TARGET_SIZE, 1, 0);
+}
+
+// The job's GL state: the sample target, its programs, the clear value of open space
+void twWorld_BeginSampling(void)
+{
+    TwWorld* w = pWorld;
+    MakeSamplerTarget();
     if (w->pSamplerFbo)
         glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, w->pSamplerFbo->hFbo);
     glClearColor(0, 1, 0, 0);
@@ -521,7 +573,7 @@ static void BeginSampling(void)
     glColor4f(1, 1, 1, 0);
 }
 
-static void EndSampling(void)
+void twWorld_EndSampling(void)
 {
     glDisable(GL_VERTEX_PROGRAM_ARB);
     glDisable(GL_FRAGMENT_PROGRAM_ARB);
@@ -557,13 +609,13 @@ void twWorld_ShowLightProgress(void)
         return;
     // the redraw draws the frame with its own state; the job's is built again after it
     FlushSamples();
-    EndSampling();
+    twWorld_EndSampling();
     GLint aiViewport[4];
     glGetIntegerv(GL_VIEWPORT, aiViewport);
     glViewport(0, 0, w->iWidth, w->iHeight);
     w->pfnLightProgress();
     glViewport(aiViewport[0], aiViewport[1], aiViewport[2], aiViewport[3]);
-    BeginSampling();
+    twWorld_BeginSampling();
 }
 
 // One sample done: the counters, a redraw every 2000, and the question whether to stop
@@ -774,14 +826,6 @@ void twWorld_FindVisibleMeshes(const TwCamera* pCamera)
     FindVisible(pCamera, 1, pWorld->piMeshesVisible, pWorld->iNumMeshes);
 }
 
-// The target the samples are drawn into, made on first need; without frame buffers the
-// pictures go to the window's own, one at a time
-static void MakeSamplerTarget(void)
-{
-    TwWorld* w = pWorld;
-    if (!w->pSamplerFbo && twOgl_HasFbo())
-        w->pSamplerFbo = twOgl_CreateFbo("pSamplerFbo", TARGET_SIZE, TARGET_SIZE, 1, 0);
-}
 
 int twWorld_LightWorld(const TwCamera* pCamera, int bOnlyVisible)
 {
@@ -806,9 +850,8 @@ int twWorld_LightWorld(const TwCamera* pCamera, int bOnlyVisible)
     CountAll(bOnlyVisible, &w->iSamplesTotal, &iDone);
     GLint aiViewport[4];
     glGetIntegerv(GL_VIEWPORT, aiViewport);
-    MakeSamplerTarget();
     DropSamples();
-    BeginSampling();
+    twWorld_BeginSampling();
     SetText(w->szLightStatus, twStrings_Get(TW_STR_LIGHT_RUNNING));
     SetText(w->szLightSpeed, twStrings_Get(TW_STR_LIGHT_UNKNOWN));
     SetText(w->szLightTimeLeft, twStrings_Get(TW_STR_LIGHT_UNKNOWN));
@@ -829,7 +872,7 @@ int twWorld_LightWorld(const TwCamera* pCamera, int bOnlyVisible)
     FlushSamples();
     twWorld_ShowLightProgress();
     SetText(w->szLightStatus, twStrings_Get(w->bAborted ? TW_STR_LIGHT_PAUSED : TW_STR_LIGHT_FINISHED));
-    EndSampling();
+    twWorld_EndSampling();
     glViewport(aiViewport[0], aiViewport[1], aiViewport[2], aiViewport[3]);
     // through the files and back: smooth meshes get their buffers with the new light, and
     // what the user sees is what a later load sees

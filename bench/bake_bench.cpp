@@ -1,0 +1,146 @@
+// The light job: luxels a second and the whole job's time on a builder room, the sample house
+// at three qualities and 16 houses on a grid; beside them the path that reads back each
+// picture alone, and the floor: one bare picture of the same geometry and its read-back per
+// sample, timed over the same samples.
+//
+//   bench_bake [repeats] [quick]   (needs a display; the best of the repeats counts, 3 unless
+//                                   given; quick stops after the house at quality 0)
+#include <GL/glew.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <vector>
+
+#include "bench/bench_models.h"
+#include "engine/timer.h"
+#include "light/light.h"
+#include "navigation/camera.h"
+#include "render/render.h"
+#include "tools/export/export.h"
+#include "tools/harness/harness.h"
+#include "world/world.h"
+
+#define FLOOR_SAMPLES 4000 // pictures the floor is timed over
+
+static int s_iRepeats = 3;
+
+static int Load(const TwExportModel& model, const std::string& dir, int iQuality)
+{
+    std::string path = dir + "bench.bin";
+    twExport_WriteFile(model, path);
+    if (!twWorld_LoadModel(nullptr, path.c_str(), 0, nullptr, nullptr, nullptr, nullptr, 1, nullptr))
+        return 0;
+    // as after the frames that come before a light job
+    for (int g = 0; g < pWorld->iNumElementGroups; g++)
+        pWorld->pElementGroups[g].uiVisibleFrame = 1;
+    pWorld->iLightQuality = iQuality;
+    return twWorld_InitLight(1, nullptr);
+}
+
+// The best time of a whole job over the repeats, every run from an unlit frame
+static double Job(int bOneByOne)
+{
+    double dBest = 1e30;
+    for (int r = 0; r < s_iRepeats; r++) {
+        twWorld_FreeRad();
+        twWorld_InitLight(0, nullptr);
+        pWorld->bSampleOneByOne = bOneByOne;
+        TwCamera cam;
+        twCamera_Init(&cam);
+        double dStart = twTimer_Seconds();
+        twWorld_LightWorld(&cam, 0);
+        double d = twTimer_Seconds() - dStart;
+        dBest = d < dBest ? d : dBest;
+    }
+    pWorld->bSampleOneByOne = 0;
+    return dBest;
+}
+
+// Seconds a sample of bare pictures: the first luxels of the surfaces in order, each drawn
+// alone into a cleared square and read back
+static double Floor(void)
+{
+    TwWorld* w = pWorld;
+    int iSize = w->iSamplerSizeHi;
+    std::vector<uint8_t> pixels((size_t)iSize * iSize * 4);
+    double dBest = 1e30;
+    for (int r = 0; r < s_iRepeats; r++) {
+        twWorld_BeginSampling();
+        glViewport(0, 0, iSize, iSize);
+        glScissor(0, 0, iSize, iSize);
+        int iDone = 0;
+        double dStart = twTimer_Seconds();
+        for (uint32_t i = 0; i < w->uiNumSurfaces && iDone < FLOOR_SAMPLES; i++) {
+            TwSurface* S = w->ppSurfaces[i];
+            if (S->bNoSampling)
+                continue;
+            twWorld_SelectSurface((int)i);
+            for (int v = 0; v < S->usLuxelsV && iDone < FLOOR_SAMPLES; v++)
+                for (int u = 0; u < S->usLuxelsU && iDone < FLOOR_SAMPLES; u++, iDone++) {
+                    w->usSampleU = (uint16_t)u;
+                    w->usSampleV = (uint16_t)v;
+                    twWorld_PlaceSample(S);
+                    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+                    twWorld_LookFromSample(S->fPlane, S->fPlaneV);
+                    twWorld_DrawSampleGeometry(w->bUseVbo);
+                    glReadPixels(0, 0, iSize, iSize, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+                }
+        }
+        double d = (twTimer_Seconds() - dStart) / (iDone ? iDone : 1);
+        dBest = d < dBest ? d : dBest;
+        w->iCurrentSurface = -1;
+        twWorld_EndSampling();
+    }
+    return dBest;
+}
+
+static void Bench(const char* pstrName, const TwExportModel& model, const std::string& dir, int iQuality,
+                  int bBeside)
+{
+    if (!Load(model, dir, iQuality)) {
+        printf("%s: FAILED to load and prepare\n", pstrName);
+        twWorld_Free();
+        return;
+    }
+    int iTriangles = 0;
+    for (int m = 0; m < pWorld->iNumMeshes; m++)
+        iTriangles += pWorld->ppMeshes[m]->usNumIndices / 3;
+    double dJob = Job(0);
+    int iSamples = pWorld->iSamplesTotal;
+    printf("%s, quality %d: %d triangles, %d samples\n", pstrName, iQuality, iTriangles, iSamples);
+    printf("  job, batched        %8.2f s  %8.0f luxels/s\n", dJob, iSamples / dJob);
+    if (bBeside) {
+        double dOne = Job(1);
+        double dFloor = Floor();
+        printf("  job, one by one     %8.2f s  %8.0f luxels/s\n", dOne, iSamples / dOne);
+        printf("  floor               %8.2f s  %8.0f luxels/s  (bare picture and read-back; batched job at "
+               "%.2fx its time)\n",
+               dFloor * iSamples, 1 / dFloor, dJob / (dFloor * iSamples));
+    }
+    twWorld_Free();
+}
+
+int main(int argc, char** argv)
+{
+    if (argc > 1)
+        s_iRepeats = atoi(argv[1]) > 0 ? atoi(argv[1]) : 1;
+    std::string dir = twBench_StartWorld();
+    if (dir.empty() || !twWorld_InitShaders())
+        return 1;
+    Bench("room", twBench_Room(), dir, 0, 1);
+    TwExportModel house = twBench_SampleHouse();
+    Bench("house", house, dir, 0, 1);
+    if (argc > 2 && !strcmp(argv[2], "quick")) {
+        twHarness_StopWorld();
+        return 0;
+    }
+    Bench("house", house, dir, 1, 0);
+    Bench("house", house, dir, 2, 0);
+    int iRepeats = s_iRepeats;
+    s_iRepeats = 1;
+    Bench("16 houses", twBench_Tiled(house, 4), dir, 0, 0);
+    s_iRepeats = iRepeats;
+    twHarness_StopWorld();
+    return 0;
+}
