@@ -20,11 +20,11 @@ make_home() {
     echo "$home/Documents/Ambulon/Amb2_Log.txt"
 }
 
-# Waits for a text in a file; 0 when it came. A start that never gets there fails the
-# scenario instead of hanging the suite.
+# Waits for a text in a file (at most a minute, or the seconds given); 0 when it came. A
+# start that never gets there fails the scenario instead of hanging the suite.
 wait_for_text() {
-    local file=$1 text=$2
-    for _ in $(seq 1 600); do
+    local file=$1 text=$2 seconds=${3:-60}
+    for _ in $(seq 1 $((seconds * 10))); do
         grep -qF -- "$text" "$file" 2>/dev/null && return 0
         kill -0 "$PID" 2>/dev/null || { grep -qF -- "$text" "$file" 2>/dev/null; return; }
         sleep 0.1
@@ -224,6 +224,40 @@ if [ -r "$SAMPLE" ]; then
     expect_in_order "$LOG" sample "Project name = 'AC14-FZK-Haus'" "World was successfully loaded" \
         "---Entering main loop---" "Shutting down core"
     grep -q "  Number of door elements = [1-9]" "$LOG" || fail "sample: no doors"
+
+fi
+
+# --- 7b. The test build's hook bakes the house; the next start loads the light ---------
+# (the hook exists only in builds made with AMB_TEST_HOOKS; the sanitizer build, many times
+# slower, bakes the small house of scenario 6 instead of the sample house)
+BAKE_HOME=$WORK/sample
+if strings "$BUILD/Ambulon.exe" | grep -q AddressSanitizer || [ ! -d "$BAKE_HOME" ]; then
+    BAKE_HOME=$WORK/model
+fi
+LOG=$BAKE_HOME/Documents/Ambulon/Amb2_Log.txt
+if strings "$BUILD/Ambulon.exe" | grep -q AMB_TEST_BAKE; then
+    : > "$LOG"
+    start_viewer "$BAKE_HOME" "$BUILD/Ambulon.exe" AMB_TEST_BAKE=0
+    wait_for_text "$LOG" "Loading mesh light from local file" 1200 || fail "bake: the job never finished"
+    run_and_quit "$LOG" bake
+    expect_in_order "$LOG" bake "Baking at quality 0" "Lighting surfaces" \
+        "Loading light (from local file = 1 path to external exe = 0)" "Loading mesh light from local file"
+    TEMP="$BAKE_HOME/Documents/Ambulon/Temp"
+    [ -s "$TEMP/LightS.bin" ] && [ -s "$TEMP/LightM.bin" ] || fail "bake: no result files"
+    : > "$LOG"
+    start_viewer "$BAKE_HOME" "$BUILD/Ambulon.exe"
+    if wait_for_text "$LOG" "---Entering main loop---"; then
+        sleep 1.5
+        import -window root "$BUILD/e2e-lit.png"
+        # light and shade: the house's middle is neither black nor one flat tone
+        tone=$(convert "$BUILD/e2e-lit.png" -crop 400x300+440+350 -colorspace gray \
+            -format "%[fx:mean] %[fx:standard_deviation]" info: 2>/dev/null)
+        awk -v t="${tone:-0 0}" 'BEGIN { split(t, a, " "); exit !(a[1] > 0.15 && a[2] > 0.03) }' ||
+            fail "lit: the lit house shows no light and shade ($tone)"
+    fi
+    run_and_quit "$LOG" lit-end
+    expect_in_order "$LOG" lit "Loading light (from local file = 1 path to external exe = 0)" \
+        "---Entering main loop---" "Shutting down core"
 fi
 
 # --- 7. A damaged model is removed at start, and the viewer comes up empty -----------------
