@@ -10,6 +10,7 @@
 #include "engine/memory.h"
 #include "engine/strings.h"
 #include "engine/timer.h"
+#include "interface/interf.h"
 #include "interface/layers.h"
 #include "light/light.h"
 #include "navigation/camera.h"
@@ -93,6 +94,9 @@ int twEngine_Startup(const char* pstrExePath, char* pstrFailTag)
     twLog(STARTUP_TAG, "Initializing engine\n");
     if (!twEngine_InitEngine())
         return Fail(pstrFailTag, "!InitEngine");
+    twLog(STARTUP_TAG, "Initializing devmode\n");
+    if (!twEngine_InitDevMode())
+        return Fail(pstrFailTag, "!InitDev");
     twLog(STARTUP_TAG, "Initializing camera\n");
     if (!twEngine_InitCamera())
         return Fail(pstrFailTag, "!InitCamera");
@@ -106,6 +110,9 @@ int twEngine_Startup(const char* pstrExePath, char* pstrFailTag)
     twLog(STARTUP_TAG, "Initializing skybox\n");
     if (!twEngine_InitSkybox())
         return Fail(pstrFailTag, "!InitSkybox");
+    twLog(STARTUP_TAG, "Initializing interface\n");
+    if (!twEngine_InitInterf())
+        return Fail(pstrFailTag, "!InitInterf");
     twLog(STARTUP_TAG, "Entering level\n");
     twEngine_EnterLevel();
     return 1;
@@ -128,6 +135,8 @@ int twEngine_Run(void)
 
 int twEngine_Shutdown(void)
 {
+    twLog(SHUTDOWN_TAG, "Shutting down interface\n");
+    twInterf_Free();
     twLog(SHUTDOWN_TAG, "Shutting down skybox\n");
     twSkybox_Free();
     twLog(SHUTDOWN_TAG, "Shutting down world\n");
@@ -137,6 +146,11 @@ int twEngine_Shutdown(void)
     twLog(STARTUP_TAG, "Shutting down layers\n");
     twLayers_Free();
     if (pEngine) {
+        if (pEngine->bStarted && !pEngine->bStandAlone && pCam) {
+            twLog("twEngine_Save", "  Saving settings\n");
+            if (!twEngine_LoadSaveSettings(nullptr, 1))
+                twLogError(SHUTDOWN_TAG, "!twEngine_LoadSaveSettings\n");
+        }
         twOgl_ReleaseTexture(&pEngine->pPlaneTexture);
         twOgl_ReleaseTexture(&pEngine->pFbTex);
         twOgl_ReleaseTexture(&pEngine->pRecTexture);
@@ -146,6 +160,8 @@ int twEngine_Shutdown(void)
     FreeCamera(&pCam);
     FreeCamera(&pCam2);
     FreeCamera(&pSunCam);
+    twLog(SHUTDOWN_TAG, "Shutting down dev mode\n");
+    twDev_Free();
     twLog(SHUTDOWN_TAG, "Shutting down engine\n");
     if (pEngine) {
         twOgl_ReleaseTexture(&pEngine->pGalleryTexture);
@@ -312,6 +328,7 @@ int twEngine_InitEngine(void)
     e->vClearColor[0] = e->vClearColor[1] = e->vClearColor[2] = 1.0f;
     e->bSoftShadows = 1;
     e->bSkyFollowsSun = 1;
+    e->bInstances = e->bOcclusionCulling = e->bDrawSmooth = e->bTransparency = 1;
     snprintf(e->szModelInfo, sizeof(e->szModelInfo), "%s", twStrings_Get(TW_STR_NO_MODEL));
     snprintf(e->szLegalLine, sizeof(e->szLegalLine), "%s", twStrings_Get(TW_STR_LEGAL_LINE));
 
@@ -507,10 +524,17 @@ int twEngine_InitWorld(void)
             e->bLightLoaded = 1;
             e->iRenderModeWanted = TW_MODE_LIT;
         }
+        FILE* pSettings = twCore_GetResource(TW_SETTINGS_FILE, nullptr);
+        if (pSettings) {
+            twEngine_LoadSaveSettings(pSettings, 0);
+            fclose(pSettings);
+        }
         twEngine_ApplySettings();
         e->fHintTime = e->bShowHints ? HINT_SECONDS : 0;
         return 1;
     }
+    // no settings of the user's yet, or bad ones: the engine's defaults stand
+    twEngine_LoadSaveSettings(nullptr, 0);
     char szPath[TW_PATH_SIZE];
     if (snprintf(szPath, sizeof(szPath), "%sTemp/%s", twCore_GetUserDir(), TW_MODEL_RESOURCE) >= TW_PATH_SIZE)
         szPath[0] = 0;

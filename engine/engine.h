@@ -3,6 +3,7 @@
 // Written by the engine's own steps and by the interface's commands.
 #pragma once
 #include <stdint.h>
+#include <stdio.h>
 
 #include "engine/core.h"
 
@@ -22,6 +23,10 @@ struct TwFbo;
 #define TW_PROGRESS_FADE_END 1.4f // seconds of the progress screen's fade-in
 #define TW_LEVEL_SWAP_DELAY 0.4f  // seconds after entering a level before frames are shown
 #define TW_LEVEL_GALLERY_DELAY 0.2f
+
+#define TW_SETTINGS_FILE "Settings.bin"
+#define TW_SETTINGS_ITEMS 26 // four bytes each: the version, then the settings
+#define TW_SETTINGS_SIZE (TW_SETTINGS_ITEMS * 4)
 
 #define TW_MAX_RENDER_MODES 6
 #define TW_NUM_BACKGROUNDS 5
@@ -115,6 +120,23 @@ struct TwEngine {
     int32_t bSkyFollowsSun;           // setting
     int32_t iSunAltitudeState, iSunAzimuthState, iShadowState; // control-state words of the view page
     float fScale1, fScale10, fScale100, fScale200, fScale1000; // display scales of value controls
+    // the panel's pointer: the frozen one for hit tests stands still while the left button is held
+    int32_t iMouseX, iMouseY, iLiveX, iLiveY;
+    int32_t bStatistics;              // U: the frame rate and counts panel
+    int32_t bPlayOnStart;             // setting: a copy plays its gallery at start
+    int32_t bPlayWhenIdle;            // setting: the gallery plays after a while without input
+    int32_t bPlayAll;                 // play goes on through every clip
+    int32_t bAngleWithSun;            // a kept angle brings back its sun
+    float fIdleTime;                  // seconds without input
+    int32_t bIdle;
+    int32_t bWheelFast;               // Backspace: the wheel's speed
+    int32_t bWheelLock;
+    int32_t bDevSwitchF;              // Z+F: a switch nothing reads
+    int32_t bDisplaySwitchO;          // O: a display switch nothing reads yet
+    // developer switches (the Z keys of dev mode)
+    int32_t iDrawVolumes;
+    int32_t bDrawSun, bInstances, bDrawSurfaces, bOcclusionCulling, bDrawOccluders, bSelectMode, bDrawSmooth;
+    int32_t bTransparency, bViewFromSun;
 };
 
 extern TwEngine* pEngine;
@@ -142,6 +164,11 @@ int twEngine_Update(void);
 void twEngine_Draw(void);        // the frame (render/frame.cpp)
 void twEngine_HandleInput(void); // keys and commands (interface/viewer.cpp)
 int twEngine_ApplySettings(void);
+int twEngine_LoadSaveSettings(FILE* pFile, int bSave); // null: the user's Temp/Settings.bin
+int twEngine_InitInterf(void);   // the panel's pages (interface/viewer.cpp)
+int twEngine_InitDevMode(void);  // interface/dev.cpp
+void twDev_DrawPanel(void);
+void twDev_Free(void);
 int twEngine_EnterLevel(void);
 int twEngine_ShowProgress(const char* pstrLine1, const char* pstrLine2, float fFraction);
 int twEngine_PrepareLight(void);          // a new light solution's frame, and the lit mode

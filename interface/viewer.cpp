@@ -1,13 +1,334 @@
+// The viewer's panel and its commands: the pages built once from the toolkit, and the one
+// place where keys and clicks become engine actions, at the end of every frame. A command
+// is known by the text of its button, so the string ids are the contract with the pages.
+#include <stdio.h>
+#include <string.h>
+
 #include "engine/engine.h"
+#include "engine/log.h"
+#include "engine/memory.h"
+#include "engine/strings.h"
+#include "engine/timer.h"
+#include "engine/vector.h"
+#include "interface/dev.h"
+#include "interface/interf.h"
+#include "interface/layers.h"
+#include "light/light.h"
 #include "navigation/camera.h"
 #include "platform/input.h"
+#include "platform/ogl.h"
+#include "platform/window.h"
+#include "render/render.h"
+#include "world/world.h"
 
 #define TW_MOUSE_LOOK_BUTTON TW_MOUSE_RIGHT // held: level the view, or keep a flight's height
 
-static int KeyDown(int iKey)
+// Panel geometry: rows from the panel's top, 17 pixels apart; two label and two field columns
+#define ROW(n) (pEngine->iInterfHeight - 24 - 17 * (n))
+#define LABEL1 188
+#define FIELD1 358
+#define LABEL2 545
+#define FIELD2 715
+#define TAB_X 2
+#define WIDGET_W 169
+#define WIDGET_H 16
+#define WIDE_W 526
+#define PANEL_H 233
+#define POINTER_MARGIN 10
+
+// Text ids of the pages and their commands
+enum {
+    STR_PAGE_FILE = 100, STR_PAGE_VIEW, STR_PAGE_LIGHT, STR_PAGE_LAYERS, STR_PAGE_GALLERY, STR_PAGE_KEYS,
+    STR_PAGE_ABOUT, STR_QUIT,
+    STR_MODEL_FILE = 110, STR_OPEN = 112, STR_PUBLISH_WIN = 116, STR_PUBLISH_MAC = 117,
+    STR_LIGHT_NOT_OFFERED = 220, STR_LIGHT_CARRIED = 156,
+    STR_LIGHT_VIEW = 204, STR_LIGHT_CONTINUE = 205, STR_LIGHT_START = 206, STR_LIGHT_NO_GPU = 207,
+    STR_LAYERS_PREV = 240, STR_LAYERS_NEXT = 241, STR_LAYERS_LOCKED = 242,
+    STR_GALLERY_DELETE = 301, STR_GALLERY_EARLIER, STR_GALLERY_LATER, STR_GALLERY_SUN, STR_GALLERY_IDLE,
+    STR_GALLERY_STOP, STR_GALLERY_ALL, STR_GALLERY_PREV, STR_GALLERY_NEXT,
+    STR_QUALITY_FIRST = 223, STR_SCENE_FIRST = 138, STR_METRES = 141,
+    STR_KEYS_FLY_UP = 456,
+};
+#define PAGE_LAYERS_LOCKED "LAYERSRAD"
+#define GALLERY_IMAGE "GALLERYIMAGE"
+
+// What the pages show that the engine doesn't keep as text
+static struct {
+    char szTriangles[64], szTextures[64], szMemory[64];
+    char szEmpty[4];
+    char aszQuality[3][TW_TEXT_SIZE];
+    const char* apszQuality[3];
+    char aszScene[2][TW_TEXT_SIZE];
+    const char* apszScene[2];
+    char aszUnits[2][TW_TEXT_SIZE];
+    const char* apszUnits[2];
+    TwTexture* pGalleryKindImage; // the gallery's kind of item, when it comes
+    int bHasLight;                // the light page offers the job
+} s_ui;
+
+static const char* Str(int iId) { return twStrings_Get(iId); }
+
+static int KeyDown(int iKey) { return twInput_KeyDown(iKey) != 0; }
+
+// ---------------------------------------------------------------------------------------------
+// The pages
+// ---------------------------------------------------------------------------------------------
+
+// The black panel and the tabs, the page's own drawn down
+static void AddTabs(int iOwnId)
 {
-    return twInput_KeyDown(iKey) != 0;
+    TwEngine* e = pEngine;
+    twInterf_AddQuad(0, 0, twWindow_GetWidth(), e->iInterfHeight, 0, 1);
+    int iRow = 1;
+    for (int iId = STR_PAGE_FILE; iId <= STR_PAGE_ABOUT; iId++) {
+        if (iId == STR_PAGE_FILE && e->bStandAlone)
+            continue;
+        twInterf_AddButton(TAB_X, ROW(iRow++), WIDGET_W, WIDGET_H, Str(iId), iId == iOwnId, 0, 0, 0);
+    }
+    twInterf_AddButton(TAB_X, ROW(9), WIDGET_W, WIDGET_H, Str(STR_QUIT), 0, 0, 0, 0);
 }
+
+static void StaticAt(int x, int iRow, int iId) { twInterf_AddStaticText(x, ROW(iRow), 0, 0, Str(iId)); }
+
+static void Labels(int x, const int* piRows, const int* piIds, int iCount)
+{
+    for (int i = 0; i < iCount; i++)
+        StaticAt(x, piRows[i], piIds[i]);
+}
+
+static void Option(int x, int iRow, int32_t* piOption, int iCount, const char* const* ppstrNames, const int32_t* piState)
+{
+    twInterf_AddValue(x, ROW(iRow), TW_VALUE_OPTION, nullptr, nullptr, 0, (float)(iCount - 1), 1, nullptr, ppstrNames,
+                      piOption, 0, piState, nullptr);
+}
+
+static void Float(int x, int iRow, float* pfValue, float fMin, float fMax, float fStep, const float* pfScale,
+                  const int32_t* piState, const char* pstrUnit, int bOffAtZero)
+{
+    twInterf_AddValue(x, ROW(iRow), TW_VALUE_FLOAT, nullptr, pfValue, fMin, fMax, fStep, pfScale, nullptr, nullptr,
+                      bOffAtZero, piState, pstrUnit);
+}
+
+static void PageFile(void)
+{
+    TwEngine* e = pEngine;
+    twInterf_AddPage(Str(STR_PAGE_FILE));
+    AddTabs(STR_PAGE_FILE);
+    StaticAt(LABEL1, 1, STR_MODEL_FILE);
+    twInterf_AddContainer(FIELD1, ROW(1), WIDE_W, WIDGET_H, e->szModelPath);
+    twInterf_AddButton(FIELD2, ROW(2), WIDGET_W, WIDGET_H, Str(STR_OPEN), 0, 0, 0, 1);
+    int iRow = 3;
+    if (e->uiHostFiles & TW_HOST_WINDOWS)
+        twInterf_AddButton(FIELD2, ROW(iRow++), WIDGET_W, WIDGET_H, Str(STR_PUBLISH_WIN), 0, 0, 0, 1);
+    if (e->uiHostFiles & TW_HOST_MAC)
+        twInterf_AddButton(FIELD2, ROW(iRow), WIDGET_W, WIDGET_H, Str(STR_PUBLISH_MAC), 0, 0, 0, 1);
+}
+
+static void PageView(void)
+{
+    TwEngine* e = pEngine;
+    TwCamera* c = pCam;
+    twInterf_AddPage(Str(STR_PAGE_VIEW));
+    AddTabs(STR_PAGE_VIEW);
+    static const int aiRows1[] = {1, 2, 3, 4, 6, 7, 8, 9, 10}, aiIds1[] = {164, 134, 126, 135, 120, 121, 122, 123, 140};
+    static const int aiRows2[] = {1, 2, 3, 4, 5, 7, 8, 9, 10}, aiIds2[] = {129, 130, 131, 137, 132, 124, 125, 148, 128};
+    Labels(LABEL1, aiRows1, aiIds1, 9);
+    Labels(LABEL2, aiRows2, aiIds2, 9);
+    Option(FIELD1, 1, &e->iRenderModeWanted, e->iNumRenderModes, e->apszRenderModes, nullptr);
+    Option(FIELD1, 2, &e->iBackgroundWanted, TW_NUM_BACKGROUNDS, e->apszBackgrounds, nullptr);
+    Option(FIELD1, 3, &e->iStereoMode, e->iNumStereoModes, e->apszStereoModes, nullptr);
+    Float(FIELD1, 4, &e->fLightLevelWanted, 0.2f, 0.8f, 0.005f, &e->fScale100, nullptr, nullptr, 0);
+    Float(FIELD1, 6, &c->fFov, 10, 120, 1, &e->fScale1, nullptr, nullptr, 0);
+    Float(FIELD1, 7, &c->fSpeed, 1, 100, 0.1f, &e->fScale10, nullptr, nullptr, 0);
+    Float(FIELD1, 8, &c->fMouseSpeed, 0.05f, 0.25f, 0.005f, &e->fScale200, nullptr, nullptr, 0);
+    Option(FIELD1, 9, &c->bInvertMouse, 2, e->apszLookMode, nullptr);
+    Option(FIELD1, 10, &e->iUnitsWanted, 2, s_ui.apszUnits, nullptr);
+    twInterf_AddValue(FIELD2, ROW(1), TW_VALUE_INT, &e->iSunAltitudeWanted, nullptr, 10, 80, 1, nullptr, nullptr,
+                      nullptr, 0, &e->iSunAltitudeState, nullptr);
+    twInterf_AddValue(FIELD2, ROW(2), TW_VALUE_INT, &e->iSunAzimuthWanted, nullptr, 1, 360, 1, nullptr, nullptr,
+                      nullptr, 0, &e->iSunAzimuthState, nullptr);
+    Float(FIELD2, 3, &e->fSunShadowWanted, -1, 1, 0.005f, &e->fScale100, &e->iShadowState, nullptr, 1);
+    Option(FIELD2, 4, &e->iSceneOptionWanted, 2, s_ui.apszScene, &e->iShadowState);
+    Option(FIELD2, 5, &e->bSoftShadows, 2, e->apszNoYes, &e->iShadowState);
+    Float(FIELD2, 7, &c->fStandHeight, 0.6f, 2, 0.005f, &e->fUnitScale, nullptr, e->szUnitSuffix, 0);
+    Float(FIELD2, 8, &e->fCollisionSize, 0.15f, 0.4f, 0.005f, &e->fUnitScale, nullptr, e->szUnitSuffix, 0);
+    Option(FIELD2, 9, &e->bDrawFlare, 2, e->apszNoYes, nullptr);
+    Option(FIELD2, 10, &e->bShowHints, 2, e->apszNoYes, nullptr);
+}
+
+static void PageLight(void)
+{
+    TwEngine* e = pEngine;
+    TwWorld* w = pWorld;
+    twInterf_AddPage(Str(STR_PAGE_LIGHT));
+    AddTabs(STR_PAGE_LIGHT);
+    if (!s_ui.bHasLight) {
+        twInterf_AddContainer(LABEL1, ROW(1), 694, WIDGET_H,
+                              Str(e->bStandAlone && e->bLightLoaded ? STR_LIGHT_CARRIED : STR_LIGHT_NOT_OFFERED));
+        return;
+    }
+    static const int aiRows1[] = {1, 2, 4, 5, 6, 8}, aiIds1[] = {200, 201, 221, 222, 202, 203};
+    static const int aiRows2[] = {1, 2, 4, 5, 6}, aiIds2[] = {208, 209, 210, 211, 212};
+    Labels(LABEL1, aiRows1, aiIds1, 6);
+    twInterf_AddContainer(FIELD1, ROW(1), WIDGET_W, WIDGET_H, w->szLightVram);
+    twInterf_AddContainer(FIELD1, ROW(2), WIDGET_W, WIDGET_H, w->szLightRam);
+    Float(FIELD1, 4, &w->fLightRangeInit, 1, 8, 0.05f, &e->fScale1000, &e->bLightLoaded, nullptr, 0);
+    Option(FIELD1, 5, &w->iLightQuality, 3, s_ui.apszQuality, &e->bLightLoaded);
+    Option(FIELD1, 6, &w->bSampleHi, 2, e->apszNoYes, nullptr);
+    twInterf_AddContainer(FIELD1, ROW(8), WIDE_W, WIDGET_H, w->szLightStatus);
+    twInterf_AddButton(LABEL2, ROW(10), WIDGET_W, WIDGET_H, Str(STR_LIGHT_VIEW), 0, 0, 1, 1);
+    int bCan = twOgl_HasFbo() && !e->bNoShaders;
+    twInterf_AddButton(FIELD2, ROW(10), WIDGET_W, WIDGET_H, Str(bCan ? STR_LIGHT_START : STR_LIGHT_NO_GPU), 0, 0, 0, 1);
+    Labels(LABEL2, aiRows2, aiIds2, 5);
+    const char* apstrStatus[5] = {w->szLightPercent, w->szLightTimeLeft, s_ui.szEmpty, s_ui.szEmpty, w->szLightSpeed};
+    for (int i = 0; i < 5; i++)
+        twInterf_AddContainer(FIELD2, ROW(aiRows2[i]), WIDGET_W, WIDGET_H, apstrStatus[i]);
+}
+
+static void PageLayers(void)
+{
+    twInterf_AddPage(Str(STR_PAGE_LAYERS));
+    AddTabs(STR_PAGE_LAYERS);
+    twInterf_AddLayerList(LABEL1, pEngine->iInterfHeight - 172, 696, 146, twLayers_GetPageSize(), twLayers_GetList());
+    twInterf_AddButton(LABEL2, ROW(10), WIDGET_W, WIDGET_H, Str(STR_LAYERS_PREV), 0, 0, 0, 1);
+    twInterf_AddButton(FIELD2, ROW(10), WIDGET_W, WIDGET_H, Str(STR_LAYERS_NEXT), 0, 0, 0, 1);
+    // shown instead while a solution is part way: a layer changed now would split it
+    twInterf_AddPage(PAGE_LAYERS_LOCKED);
+    AddTabs(STR_PAGE_LAYERS);
+    StaticAt(LABEL1, 1, STR_LAYERS_LOCKED);
+}
+
+static int PageGallery(void)
+{
+    TwEngine* e = pEngine;
+    int H = e->iInterfHeight, bFull = !e->bStandAlone;
+    twInterf_AddPage(Str(STR_PAGE_GALLERY));
+    AddTabs(STR_PAGE_GALLERY);
+    twInterf_AddFakeButton(LABEL1, H - 153, 256, 128, GALLERY_IMAGE);
+    e->pGalleryTexture = twInterf_AddTexture(LABEL1, H - 153, 256, 128, 0, "Gallery.tga");
+    if (!e->pGalleryTexture) {
+        twLogError("InitInterf", "!twInterf_AddTexture\n");
+        return 0;
+    }
+    twInterf_AddTexture2(300, H - 145, 1, &s_ui.pGalleryKindImage);
+    twInterf_AddContainer(187, ROW(9), 257, 15, s_ui.szEmpty);
+    if (bFull) {
+        twInterf_AddButton(714, ROW(1), WIDGET_W, WIDGET_H, Str(STR_GALLERY_DELETE), 0, 0, 0, 1);
+        twInterf_AddButton(544, ROW(3), WIDGET_W, WIDGET_H, Str(STR_GALLERY_EARLIER), 0, 0, 0, 1);
+        twInterf_AddButton(714, ROW(3), WIDGET_W, WIDGET_H, Str(STR_GALLERY_LATER), 0, 0, 0, 1);
+        twInterf_AddPushButton(544, ROW(6), WIDGET_W, WIDGET_H, Str(STR_GALLERY_SUN), &e->bAngleWithSun, 1);
+    }
+    twInterf_AddPushButton(714, ROW(6), WIDGET_W, WIDGET_H, Str(STR_GALLERY_IDLE), &e->bPlayWhenIdle, 1);
+    twInterf_AddButton(544, ROW(7), WIDGET_W, WIDGET_H, Str(STR_GALLERY_STOP), 0, 0, 0, 1);
+    twInterf_AddPushButton(714, ROW(7), WIDGET_W, WIDGET_H, Str(STR_GALLERY_ALL), &e->bPlayAll, 1);
+    twInterf_AddButton(544, ROW(9), WIDGET_W, WIDGET_H, Str(STR_GALLERY_PREV), 0, 0, 0, 1);
+    twInterf_AddButton(714, ROW(9), WIDGET_W, WIDGET_H, Str(STR_GALLERY_NEXT), 0, 0, 0, 1);
+    return 1;
+}
+
+static void PageKeys(void)
+{
+    twInterf_AddPage(Str(STR_PAGE_KEYS));
+    AddTabs(STR_PAGE_KEYS);
+    // left: walking, with the two fly keys at the foot; right: the rest
+    static const int aiLeft[][2] = {{460, 461}, {462, 463}, {464, 465}, {466, 467}, {468, 469}, {470, 471}, {472, 474}};
+    for (int i = 0; i < 7; i++) {
+        StaticAt(LABEL1, i + 1, aiLeft[i][0]);
+        twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(i + 1), 0, 2, Str(aiLeft[i][1]));
+    }
+    StaticAt(LABEL1, 9, STR_KEYS_FLY_UP);
+    twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(9), 0, 2, "Y");
+    StaticAt(LABEL1, 10, STR_KEYS_FLY_UP + 1);
+    twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(10), 0, 2, "H");
+    for (int i = 0; i < 8; i++) {
+        StaticAt(LABEL2, i + 1, 476 + 2 * i);
+        twInterf_AddStaticText(FIELD2 + WIDGET_W, ROW(i + 1), 0, 2, Str(477 + 2 * i));
+    }
+}
+
+static void PageAbout(void)
+{
+    TwEngine* e = pEngine;
+    twInterf_AddPage(Str(STR_PAGE_ABOUT));
+    AddTabs(STR_PAGE_ABOUT);
+    static const int aiRows[] = {1, 2, 4, 5, 6, 7}, aiIds[] = {340, 341, 349, 342, 343, 344};
+    Labels(LABEL1, aiRows, aiIds, 6);
+    const char* apstrTexts[6] = {e->szModelInfo,     e->szVersion,       e->szEngineInfo,
+                                 s_ui.szTriangles, s_ui.szTextures, s_ui.szMemory};
+    for (int i = 0; i < 6; i++)
+        twInterf_AddContainer(FIELD1, ROW(aiRows[i]), WIDE_W, WIDGET_H, apstrTexts[i]);
+    twInterf_AddPointerText(362, e->iInterfHeight - 188, Str(TW_STR_APP_NAME));
+    twInterf_AddPointerText(362, e->iInterfHeight - 200, e->szLegalLine);
+}
+
+static void PageDev(void)
+{
+    twInterf_AddPage(TW_DEV_PAGE);
+    AddTabs(0);
+    twInterf_AddStaticText(LABEL1, ROW(1), 0, 0, "System");
+    Option(FIELD1, 1, &pDev->iSystem, pDev->iNumSystems, pDev->apszSystems, nullptr);
+}
+
+// The light page's buttons as the model's light stands: start, or continue, or nothing left
+static void SyncLightButtons(void)
+{
+    if (!s_ui.bHasLight || !pEngine->bLightLoaded)
+        return;
+    const char* pstrSaved = twInterf_GetPageName();
+    twInterf_SelectPage(nullptr);
+    twInterf_SelectPage(Str(STR_PAGE_LIGHT));
+    twInterf_ChangeButton(Str(STR_LIGHT_START), Str(STR_LIGHT_CONTINUE));
+    int bComplete = twWorld_LightComplete();
+    twInterf_ShowButton(Str(STR_LIGHT_VIEW), !bComplete);
+    twInterf_ShowButton(Str(STR_LIGHT_CONTINUE), !bComplete);
+    twInterf_SelectPage(nullptr);
+    if (pstrSaved)
+        twInterf_SelectPage(pstrSaved);
+}
+
+int twEngine_InitInterf(void)
+{
+    TwEngine* e = pEngine;
+    memset(&s_ui, 0, sizeof(s_ui));
+    for (int i = 0; i < 3; i++) {
+        snprintf(s_ui.aszQuality[i], TW_TEXT_SIZE, "%s", Str(STR_QUALITY_FIRST + i));
+        s_ui.apszQuality[i] = s_ui.aszQuality[i];
+    }
+    for (int i = 0; i < 2; i++) {
+        snprintf(s_ui.aszScene[i], TW_TEXT_SIZE, "%s", Str(STR_SCENE_FIRST + i));
+        s_ui.apszScene[i] = s_ui.aszScene[i];
+        snprintf(s_ui.aszUnits[i], TW_TEXT_SIZE, "%s", Str(STR_METRES + i));
+        s_ui.apszUnits[i] = s_ui.aszUnits[i];
+    }
+    s_ui.bHasLight = e->bRadiosity && !e->bStandAlone;
+    int iWidth = twWindow_GetWidth(), iHeight = twWindow_GetHeight();
+    e->iMouseX = e->iLiveX = iWidth / 2;
+    e->iMouseY = e->iLiveY = iHeight / 2;
+    if (!twInter_Init(iWidth, iHeight, iWidth - 60, PANEL_H, &e->iMouseX, &e->iMouseY, &e->iLiveX, &e->iLiveY)) {
+        twLogError("InitInterf", "!twInterf_Init\n");
+        return 0;
+    }
+    twLog("InitInterf", "Radiosity = %s\n", e->bRadiosity ? "Yes" : "No");
+    twLog("InitInterf", "Lauched from exe = %s\n", e->bStandAlone ? "Yes" : "No");
+    if (!e->bStandAlone)
+        PageFile();
+    PageView();
+    PageLight();
+    PageLayers();
+    if (!PageGallery())
+        return 0;
+    PageKeys();
+    PageAbout();
+    PageDev();
+    twInterf_SelectPage(nullptr);
+    SyncLightButtons();
+    twInterf_SelectPage(Str(e->bStandAlone ? STR_PAGE_VIEW : STR_PAGE_FILE));
+    return 1;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Keys and commands
+// ---------------------------------------------------------------------------------------------
 
 // Walking and flying: held keys set this frame's motion, presses switch modes
 static void MovementKeys(void)
@@ -56,6 +377,167 @@ static void MovementKeys(void)
         twCamera_TopZoom(c, pEngine->iMouseDz);
 }
 
+static void ToggleInterface(void)
+{
+    TwEngine* e = pEngine;
+    if (!e->bInterface) {
+        e->bInterface = 1;
+        e->fInterfSlideDir = 1;
+        if (!twInterf_GetPageName())
+            twInterf_SelectPage(Str(e->bStandAlone ? STR_PAGE_VIEW : STR_PAGE_FILE));
+    } else {
+        // the panel stays until it has slid out
+        e->fInterfSlideDir = -1;
+        e->fProgressFade = 0;
+    }
+}
+
+static void Keys(void)
+{
+    TwEngine* e = pEngine;
+    int bZ = KeyDown(TW_KEY_Z);
+    int bShift = KeyDown(TW_KEY_LSHIFT) || KeyDown(TW_KEY_RSHIFT);
+    if (twInput_KeyPressed(TW_KEY_ESCAPE)) {
+        if (bZ)
+            e->bQuit = 1;
+        else
+            ToggleInterface();
+    }
+    if (bZ) {
+        if (twInput_KeyPressed(TW_KEY_F))
+            e->bDevSwitchF = !e->bDevSwitchF;
+        if (twInput_KeyPressed(TW_KEY_TAB))
+            twDev_Toggle();
+        // the letter toggles need a developers' build; without one Z silences the letters
+        static const int aiDevKeys[] = {TW_KEY_B, TW_KEY_C, TW_KEY_D, TW_KEY_I, TW_KEY_M, TW_KEY_O,
+                                        TW_KEY_P, TW_KEY_R, TW_KEY_S, TW_KEY_T, TW_KEY_V, TW_KEY_W};
+        for (int iKey : aiDevKeys)
+            if (twInput_KeyPressed(iKey))
+                twDev_Key(iKey);
+    } else {
+        if (twInput_KeyPressed(TW_KEY_U) && !bShift)
+            e->bStatistics = !e->bStatistics;
+        if (twInput_KeyPressed(TW_KEY_O) && e->iDrawMode != TW_MODE_WHITE)
+            e->bDisplaySwitchO = !e->bDisplaySwitchO;
+    }
+    if (twInput_KeyPressed(TW_KEY_F8))
+        pCam->bTopView = !pCam->bTopView;
+    if (twInput_KeyPressed(TW_KEY_BACK) && !e->bWheelLock)
+        e->bWheelFast = !e->bWheelFast;
+    // idle: any real motion of the mouse or the camera wakes the viewer
+    int iDx = e->iMouseDx, iDy = e->iMouseDy;
+    if ((e->fTimeInLevel > 0.2f && (iDx * iDx >= 3 || iDy * iDy >= 3)) || twVec_Dot(pCam->vMoved, pCam->vMoved) > 1e-10f) {
+        e->fIdleTime = 0;
+        e->bIdle = 0;
+    } else if (e->bPlayWhenIdle) {
+        e->fIdleTime += twTimer_GetDelta();
+    }
+}
+
+static int Is(const char* pstrName, int iId) { return !strcmp(pstrName, Str(iId)); }
+
+static void ShowPage(int iId)
+{
+    if (!twInterf_IsPage(Str(iId)))
+        twInterf_SelectPage(Str(iId));
+}
+
+static void Commands(void)
+{
+    TwEngine* e = pEngine;
+    const char* pstrName = twInterf_GetButtonHit();
+    int bPressed = twInput_ButtonPressed(TW_MOUSE_LEFT);
+    if (!pstrName) {
+        if (twInterf_IsPage(Str(STR_PAGE_VIEW)) && twInput_ButtonDown(TW_MOUSE_LEFT))
+            twEngine_ApplySettings();
+        else if (twInterf_IsPage(Str(STR_PAGE_LAYERS)) && bPressed)
+            e->iSunUpdate = e->iLayerUpdate = 1; // a press in the list may have changed a layer
+        return;
+    }
+    if (!bPressed)
+        return;
+    static const int aiTabs[] = {STR_PAGE_FILE,    STR_PAGE_VIEW, STR_PAGE_LAYERS, STR_PAGE_LIGHT,
+                                 STR_PAGE_GALLERY, STR_PAGE_KEYS, STR_PAGE_ABOUT};
+    for (int iId : aiTabs) {
+        if (Is(pstrName, iId)) {
+            // the layers while a solution is part way: the page that says why they can't change
+            if (iId == STR_PAGE_LAYERS && pWorld->bLightInitialised && e->bLightLoaded && !twWorld_LightComplete() &&
+                pWorld->bLightNewInit) {
+                if (!twInterf_IsPage(PAGE_LAYERS_LOCKED))
+                    twInterf_SelectPage(PAGE_LAYERS_LOCKED);
+            } else {
+                ShowPage(iId);
+            }
+            if (iId == STR_PAGE_GALLERY)
+                e->bUpdateGalleryImage = 1;
+            return;
+        }
+    }
+    if (Is(pstrName, STR_QUIT)) {
+        e->bQuit = 1;
+    } else if (twInterf_IsPage(Str(STR_PAGE_FILE))) {
+        int iKind = Is(pstrName, STR_OPEN)          ? TW_PENDING_OPEN
+                    : Is(pstrName, STR_PUBLISH_WIN) ? TW_PENDING_PUBLISH_WIN
+                    : Is(pstrName, STR_PUBLISH_MAC) ? TW_PENDING_PUBLISH_MAC
+                                                    : TW_PENDING_NONE;
+        if (iKind != TW_PENDING_NONE) {
+            e->iPendingStep = 1;
+            e->iPendingKind = iKind;
+            if (iKind == TW_PENDING_OPEN)
+                e->fProgressFade = 0;
+        }
+    } else if (twInterf_IsPage(Str(STR_PAGE_LIGHT)) && s_ui.bHasLight) {
+        if (Is(pstrName, STR_LIGHT_START)) {
+            if (twEngine_PrepareLight()) {
+                twInterf_ShowButton(Str(STR_LIGHT_VIEW), 1);
+                twInterf_ChangeButton(Str(STR_LIGHT_START), Str(STR_LIGHT_CONTINUE));
+            }
+        } else if (Is(pstrName, STR_LIGHT_CONTINUE)) {
+            twEngine_RunLight(0);
+            SyncLightButtons();
+        } else if (Is(pstrName, STR_LIGHT_VIEW)) {
+            twEngine_RunLight(1);
+            SyncLightButtons();
+        }
+    } else if (twInterf_IsPage(Str(STR_PAGE_LAYERS))) {
+        if (Is(pstrName, STR_LAYERS_NEXT))
+            twLayers_NextPage();
+        else if (Is(pstrName, STR_LAYERS_PREV))
+            twLayers_PrevPage();
+    }
+    // the gallery's commands come with the gallery
+}
+
+// The pointer of the panel: the frozen one holds still through a drag, and the live one
+// comes back to it, unless a drop-down is open and the live one picks from it
+static void MovePointer(int bListOpen)
+{
+    TwEngine* e = pEngine;
+    int iWidth = twWindow_GetWidth(), iHeight = twWindow_GetHeight();
+    if (!bListOpen) {
+        e->iLiveX = e->iMouseX;
+        e->iLiveY = e->iMouseY;
+    }
+    e->iLiveX += e->iMouseDx;
+    e->iLiveY -= e->iMouseDy;
+    e->iLiveX = e->iLiveX < POINTER_MARGIN ? POINTER_MARGIN : e->iLiveX > iWidth - POINTER_MARGIN ? iWidth - POINTER_MARGIN : e->iLiveX;
+    e->iLiveY = e->iLiveY < POINTER_MARGIN ? POINTER_MARGIN : e->iLiveY > iHeight - POINTER_MARGIN ? iHeight - POINTER_MARGIN : e->iLiveY;
+    if (!twInput_ButtonDown(TW_MOUSE_LEFT)) {
+        e->iMouseX = e->iLiveX;
+        e->iMouseY = e->iLiveY;
+    }
+}
+
+// The figures of the information page
+static void AboutTexts(void)
+{
+    char szCount[16];
+    twCore_FormatThousands(pWorld && pWorld->bLoaded ? (uint32_t)pWorld->iNumTris : 0, szCount);
+    snprintf(s_ui.szTriangles, sizeof(s_ui.szTriangles), "%s", szCount);
+    snprintf(s_ui.szTextures, sizeof(s_ui.szTextures), "%s", twOgl_GetTextureMemoryText());
+    snprintf(s_ui.szMemory, sizeof(s_ui.szMemory), "%s", twMem_GetUsageString());
+}
+
 void twEngine_HandleInput(void)
 {
     TwEngine* e = pEngine;
@@ -63,28 +545,18 @@ void twEngine_HandleInput(void)
     e->iMouseDx = twInput_GetMouseDx();
     e->iMouseDy = twInput_GetMouseDy();
     e->iMouseDz = twInput_GetMouseDz();
-    // Z is the developer's shift: with Escape it ends the program
-    int bShift = KeyDown(TW_KEY_Z);
-    if (twInput_KeyPressed(TW_KEY_ESCAPE)) {
-        if (bShift) {
-            e->bQuit = 1;
-        } else if (!e->bInterface) {
-            e->bInterface = 1;
-            e->fInterfSlideDir = 1;
-        } else {
-            // the panel stays until it has slid out
-            e->fInterfSlideDir = -1;
-            e->fProgressFade = 0;
-        }
-    }
-    if (twInput_KeyPressed(TW_KEY_F8))
-        pCam->bTopView = !pCam->bTopView;
+    Keys();
     MovementKeys();
-    // the look, while the panel is closed
-    if (!e->bInterface) {
+    if (e->bInterface) {
+        Commands();
+        if (twInterf_IsPage(Str(STR_PAGE_ABOUT)))
+            AboutTexts();
+    } else {
+        // the look, while the panel is closed
         if (pCam->bTopView && twInput_ButtonDown(TW_MOUSE_LOOK_BUTTON))
             twCamera_TopPan(pCam, e->iMouseDx, e->iMouseDy);
         else
             twCamera_MouseLook(pCam, e->iMouseDx, e->iMouseDy);
     }
+    MovePointer(twInterf_TakeValueListOpen());
 }

@@ -54,17 +54,73 @@ static const struct {
     {SDL_SCANCODE_RGUI, 0xDC}, {SDL_SCANCODE_APPLICATION, 0xDD},
 };
 
-// The wheel has no state in SDL, only events; they are gathered as the pump sees them.
-static int SDLCALL GatherWheel(void* pUser, SDL_Event* pEvent)
+#define TAP_DOWN 1      // went down since the last read
+#define TAP_UP 2        // came up since the last read
+#define TAP_AGAIN 4     // went down after it came up: a new press of a key that was held
+#define TAP_HELD 8      // the last event was a press
+#define TAP_RELEASED 16 // counted down at the last read, though it was already up again
+
+static void Tap(uint8_t* pucTaps, int bDown)
+{
+    if (!bDown)
+        *pucTaps = (uint8_t)((*pucTaps | TAP_UP) & ~TAP_HELD);
+    else
+        *pucTaps |= TAP_DOWN | TAP_HELD | (*pucTaps & TAP_UP ? TAP_AGAIN : 0);
+}
+
+static int ButtonIndex(int iSdlButton)
+{
+    switch (iSdlButton) {
+    case SDL_BUTTON_LEFT: return TW_MOUSE_LEFT;
+    case SDL_BUTTON_RIGHT: return TW_MOUSE_RIGHT;
+    case SDL_BUTTON_MIDDLE: return TW_MOUSE_MIDDLE;
+    case SDL_BUTTON_X1: return TW_MOUSE_FOURTH;
+    default: return -1;
+    }
+}
+
+// The state is read once a frame, and the wheel has no state at all: what happens between
+// two reads is gathered as the event pump sees it. The events gathered leave the queue (0),
+// so that the one event a swap handles is a window's.
+static int SDLCALL GatherEvents(void* pUser, SDL_Event* pEvent)
 {
     (void)pUser;
-    if (pInput && pEvent->type == SDL_MOUSEWHEEL) {
+    if (!pInput)
+        return 1;
+    int bTaken = pEvent->type == SDL_MOUSEWHEEL || pEvent->type == SDL_KEYDOWN || pEvent->type == SDL_KEYUP ||
+                 pEvent->type == SDL_MOUSEBUTTONDOWN || pEvent->type == SDL_MOUSEBUTTONUP;
+    if (pEvent->type == SDL_MOUSEWHEEL) {
         int iSteps = pEvent->wheel.y;
         if (pEvent->wheel.direction == SDL_MOUSEWHEEL_FLIPPED)
             iSteps = -iSteps;
         pInput->iWheelGathered += iSteps * TW_WHEEL_NOTCH;
+    } else if ((pEvent->type == SDL_KEYDOWN && !pEvent->key.repeat) || pEvent->type == SDL_KEYUP) {
+        int iKey = twInput_MapScancode(pEvent->key.keysym.scancode);
+        if (iKey)
+            Tap(&pInput->aucKeyTaps[iKey], pEvent->type == SDL_KEYDOWN);
+    } else if (pEvent->type == SDL_MOUSEBUTTONDOWN || pEvent->type == SDL_MOUSEBUTTONUP) {
+        int iButton = ButtonIndex(pEvent->button.button);
+        if (iButton >= 0)
+            Tap(&pInput->aucButtonTaps[iButton], pEvent->type == SDL_MOUSEBUTTONDOWN);
     }
-    return 1;
+    return !bTaken;
+}
+
+// A press seen between two reads counts in this frame, whatever the state says now. A tap
+// that was over before its read stood down for one frame only: the next read starts from up.
+static void ApplyTaps(uint8_t* pucState, uint8_t* pucPrev, uint8_t* pucTaps, int iCount)
+{
+    for (int i = 0; i < iCount; i++) {
+        uint8_t ucTaps = pucTaps[i];
+        if (ucTaps & TAP_RELEASED)
+            pucPrev[i] = 0;
+        if (ucTaps & TAP_DOWN) {
+            pucState[i] = 0x80;
+            if (ucTaps & TAP_AGAIN)
+                pucPrev[i] = 0;
+        }
+        pucTaps[i] = (ucTaps & TAP_DOWN) && !(ucTaps & TAP_HELD) ? TAP_RELEASED : 0;
+    }
 }
 
 int twInput_MapScancode(int iSdlScancode)
@@ -96,7 +152,7 @@ int twInput_Init(int bExclusiveMouse, void* hWnd, void* hInstance)
     }
     SDL_GetRelativeMouseState(nullptr, nullptr); // drop motion from before the start
     pInput->bMouseAcquired = 1;
-    SDL_AddEventWatch(GatherWheel, nullptr);
+    SDL_SetEventFilter(GatherEvents, nullptr);
     return 1;
 }
 
@@ -104,7 +160,7 @@ int twInput_Free(void)
 {
     if (!pInput)
         return 1;
-    SDL_DelEventWatch(GatherWheel, nullptr);
+    SDL_SetEventFilter(nullptr, nullptr);
     if (SDL_WasInit(SDL_INIT_VIDEO))
         SDL_SetRelativeMouseMode(SDL_FALSE);
     twMem_Free(pInput);
@@ -129,6 +185,9 @@ int twInput_Update(void)
         const uint8_t* pucState = SDL_GetKeyboardState(&iNumKeys);
         for (const auto& key : s_aKeyMap)
             pInput->aucKeys[key.ucDik] = key.usSdl < iNumKeys && pucState[key.usSdl] ? 0x80 : 0;
+        ApplyTaps(pInput->aucKeys, pInput->aucKeysPrev, pInput->aucKeyTaps, 256);
+    } else {
+        memset(pInput->aucKeyTaps, 0, sizeof(pInput->aucKeyTaps));
     }
     if (pInput->bMouseAcquired && SDL_WasInit(SDL_INIT_VIDEO)) {
         int iDx = 0, iDy = 0;
@@ -141,7 +200,9 @@ int twInput_Update(void)
         pInput->aucButtons[TW_MOUSE_RIGHT] = (uiButtons & SDL_BUTTON_RMASK) ? 0x80 : 0;
         pInput->aucButtons[TW_MOUSE_MIDDLE] = (uiButtons & SDL_BUTTON_MMASK) ? 0x80 : 0;
         pInput->aucButtons[TW_MOUSE_FOURTH] = (uiButtons & SDL_BUTTON_X1MASK) ? 0x80 : 0;
+        ApplyTaps(pInput->aucButtons, pInput->aucButtonsPrev, pInput->aucButtonTaps, 4);
     } else {
+        memset(pInput->aucButtonTaps, 0, sizeof(pInput->aucButtonTaps));
         // a lost mouse reports no motion; the buttons stay as they were
         pInput->iMouseDx = pInput->iMouseDy = pInput->iMouseDz = 0;
     }

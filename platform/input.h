@@ -10,6 +10,7 @@
 #define TW_KEY_TAB 15
 #define TW_KEY_W 17
 #define TW_KEY_R 19
+#define TW_KEY_T 20
 #define TW_KEY_Y 21
 #define TW_KEY_U 22
 #define TW_KEY_I 23
@@ -23,6 +24,9 @@
 #define TW_KEY_H 35
 #define TW_KEY_LSHIFT 42
 #define TW_KEY_Z 44
+#define TW_KEY_C 46
+#define TW_KEY_V 47
+#define TW_KEY_B 48
 #define TW_KEY_M 50
 #define TW_KEY_RSHIFT 54
 #define TW_KEY_LALT 56
@@ -57,6 +61,10 @@ struct TwInput {
     uint32_t uiKeyboardFlags, uiMouseFlags; // co-operative levels: 0x16 shared, 0x15 exclusive
     int32_t bUpdated;          // set by every update, never read
     int32_t iWheelGathered;    // wheel motion seen by the event pump since the last read
+    // presses and releases the event pump saw since the last read, TW_TAP_* bits: a tap
+    // shorter than a frame still counts as one press
+    uint8_t aucKeyTaps[256];
+    uint8_t aucButtonTaps[4];
 };
 
 extern TwInput* pInput;

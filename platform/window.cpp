@@ -27,10 +27,10 @@ TwWindow* pWindow = nullptr;
 #endif
 #define GL_GPU_MEMORY_INFO_DEDICATED_VIDMEM_NVX 0x9047
 
-// Event kinds that SDL keeps in its queue. Keys, buttons and motion are read as state
-// by the input layer; the queue then holds only what the one-per-swap pump handles.
-static const uint32_t s_auiIgnoredEvents[] = {SDL_KEYDOWN, SDL_KEYUP, SDL_TEXTINPUT, SDL_TEXTEDITING,
-                                              SDL_MOUSEMOTION, SDL_MOUSEBUTTONDOWN, SDL_MOUSEBUTTONUP};
+// Event kinds that SDL keeps out of its queue. Motion is read as state by the input layer;
+// keys, buttons and the wheel are taken out of the queue by the input layer's filter,
+// which gathers them; the queue then holds only what the one-per-swap pump handles.
+static const uint32_t s_auiIgnoredEvents[] = {SDL_TEXTINPUT, SDL_TEXTEDITING, SDL_MOUSEMOTION};
 
 // Tries one visual: a hidden window of the colour and depth bits, with or without stereo.
 static SDL_Window* TryVisual(int iWidth, int iHeight, int bDesktop, int iColorBits, int iDepthBits, int bStereo,

@@ -1,8 +1,12 @@
 #include <GL/glew.h>
 
 #include "engine/engine.h"
+#include "engine/strings.h"
 #include "engine/timer.h"
+#include "interface/dev.h"
+#include "interface/interf.h"
 #include "navigation/camera.h"
+#include "platform/input.h"
 #include "platform/ogl.h"
 #include "platform/window.h"
 #include "render/render.h"
@@ -13,6 +17,10 @@
 #define NOTE_HALF_WIDTH 300      // the shutter flash, pixels about the window's centre
 #define NOTE_HALF_HEIGHT 200
 #define SHADOW_VALUE_OFF 0.02f   // a shadow value this close to 0 casts nothing
+
+#define MESSAGE_WIDTH 460        // the centre message and the hints, pixels
+#define HINT_FIRST 420           // the hint panel's four lines
+#define STR_MESSAGE_HEADING 100
 
 enum TwStereo { STEREO_OFF = 0, STEREO_MASKED = 1, STEREO_SPLIT = 2, STEREO_QUAD = 3 };
 
@@ -77,6 +85,40 @@ static void DrawModel(void)
                  fShadow, e->fLightLevel, e->fLightGain, e->bDrawEdges, 1, e->bSoftShadows);
 }
 
+// A box of text lines in the window's middle, on a dark ground
+static void TextBox(int iWidth, int iHeight, const char* const* ppstrLines, int iCount)
+{
+    int x = (iWidth - MESSAGE_WIDTH) / 2, iTop = iHeight / 2 + iCount * 9;
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    glColor4f(0, 0, 0, 0.7f);
+    twOgl_DrawRect(x, iTop - iCount * 18 - 10, MESSAGE_WIDTH, iCount * 18 + 14, 0);
+    glDisable(GL_BLEND);
+    glColor4f(1, 1, 1, 1);
+    for (int i = 0; i < iCount; i++)
+        twOgl_DrawText(0, x + 12, iTop - 16 - i * 18, ppstrLines[i]);
+}
+
+static void DrawMessage(int iWidth, int iHeight)
+{
+    static const int aiSecondLines[6] = {0, 0, 119, 13, 15, 114};
+    int iKind = pEngine->iMessageKind;
+    const char* apstrLines[2] = {twStrings_Get(STR_MESSAGE_HEADING), "Undefined error 461"};
+    if (iKind == 1)
+        apstrLines[1] = "File error";
+    else if (iKind >= 2 && iKind <= 5)
+        apstrLines[1] = twStrings_Get(aiSecondLines[iKind]);
+    TextBox(iWidth, iHeight, apstrLines, 2);
+}
+
+static void DrawHints(int iWidth, int iHeight)
+{
+    const char* apstrLines[4];
+    for (int i = 0; i < 4; i++)
+        apstrLines[i] = twStrings_Get(HINT_FIRST + i);
+    TextBox(iWidth, iHeight, apstrLines, 4);
+}
+
 void twEngine_Draw(void)
 {
     TwEngine* e = pEngine;
@@ -132,7 +174,8 @@ void twEngine_Draw(void)
         }
         glClear(GL_DEPTH_BUFFER_BIT | (e->bClearColor ? GL_COLOR_BUFFER_BIT : 0));
         twOgl_DrawAxes();
-        DrawModel();
+        if (!twDev_HidesWorld())
+            DrawModel();
     }
     if (bStereo && e->iStereoMode == STEREO_MASKED)
         glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
@@ -156,12 +199,23 @@ void twEngine_Draw(void)
         twOgl_DrawRect(iWidth / 2 - NOTE_HALF_WIDTH, iHeight / 2 - NOTE_HALF_HEIGHT, 2 * NOTE_HALF_WIDTH,
                        2 * NOTE_HALF_HEIGHT, 1);
     }
+    if (e->bDevMode)
+        twDev_DrawPanel();
+    if (e->bStatistics)
+        twDev_DrawStatistics();
+    if (e->bInterface)
+        twInterf_Draw(twInput_ButtonDown(TW_MOUSE_LEFT), twInput_ButtonPressed(TW_MOUSE_LEFT), e->iMouseDx,
+                      e->iMouseDy, e->bShowHints, (1.0f - e->fInterfSlide) * (float)e->iInterfHeight);
+    if (e->bDevMode)
+        twOgl_DrawCrossHair();
     float fDelta = twTimer_GetDelta();
     if (e->fMessageTime > 0) {
+        DrawMessage(iWidth, iHeight);
         e->fMessageTime -= fDelta;
         if (e->fMessageTime < 0)
             e->fMessageTime = 0;
     } else if (e->fHintTime > 0) {
+        DrawHints(iWidth, iHeight);
         e->fHintTime -= fDelta;
         if (e->fHintTime < 0)
             e->fHintTime = 0;

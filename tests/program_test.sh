@@ -84,8 +84,10 @@ start_viewer() {
 }
 
 STARTUP_LINES=("Initializing memory manager" "Initializing window" "Initializing input" "Initializing opengl"
-    "Initializing strings" "Initializing engine" "Initializing camera" "Initializing layers" "Initializing world")
-SHUTDOWN_LINES=("Shutting down world" "Shutting down layers" "Shutting down camera" "Shutting down engine"
+    "Initializing strings" "Initializing engine" "Initializing devmode" "Initializing camera" "Initializing layers"
+    "Initializing world")
+SHUTDOWN_LINES=("Shutting down interface" "Shutting down world" "Shutting down layers" "Shutting down camera"
+    "Shutting down dev mode" "Shutting down engine"
     "Shutting down strings" "Shutting down opengl" "Shutting down input" "Shutting down window"
     "Shutting down memory manager" "Shutting down core")
 
@@ -130,8 +132,10 @@ wait_exit normal
 [ "$STATUS" = 0 ] || fail "normal: exit status $STATUS"
 expect_in_order "$LOG" normal "Program directory is '$BUILD/'" "Data directory is '$BUILD/'" \
     "User directory is '$WORK/normal/Documents/Ambulon/'" "${STARTUP_LINES[@]:0:6}" "Version is 2.1" \
-    "Launching application only" "Initializing camera" "Initializing layers" "Initializing world" "Entering level" "---Entering main loop---" "---Exiting main loop---" \
-    "${SHUTDOWN_LINES[@]}"
+    "Launching application only" "Initializing devmode" "Initializing camera" "Initializing layers" \
+    "Initializing world" "Initializing skybox" "Initializing interface" "Radiosity = Yes" "Lauched from exe = No" \
+    "Entering level" "---Entering main loop---" "---Exiting main loop---" "${SHUTDOWN_LINES[@]:0:3}" \
+    "  Saving settings" "${SHUTDOWN_LINES[@]:3}"
 grep -q "Leaking" "$LOG" && fail "normal: memory leaked"
 [ -d "$WORK/normal/Documents/Ambulon/Temp" ] || fail "normal: no Temp folder"
 [ -d "$WORK/normal/Documents/Ambulon/Screenshots" ] || fail "normal: no Screenshots folder"

@@ -1,0 +1,260 @@
+// The panel on a real window: widgets drawn and hit in one pass, values dragged and picked,
+// the layer list, taps shorter than a frame, and the viewer's commands and dev keys.
+#include <GL/glew.h>
+#include <SDL2/SDL.h>
+#include <gtest/gtest.h>
+#include <string.h>
+
+#include "engine/engine.h"
+#include "engine/strings.h"
+#include "interface/dev.h"
+#include "interface/interf.h"
+#include "interface/layers.h"
+#include "navigation/camera.h"
+#include "platform/input.h"
+#include "platform/ogl.h"
+#include "platform/window.h"
+#include "tests/support.h"
+#include "world/world.h"
+
+#define W 1000
+#define H 400
+
+struct Interf : ::testing::Test {
+    static void SetUpTestSuite()
+    {
+        twHarness_StartGl(W, H);
+        twStrings_Init();
+        ASSERT_EQ(twStrings_ImportBin((std::string(AMB_BUILD_DIR) + "/Data/Strings/Strings.bin").c_str()), 1);
+        ASSERT_EQ(twInput_Init(0, nullptr, nullptr), 1);
+        ASSERT_EQ(twEngine_InitEngine(), 1);
+        ASSERT_EQ(twEngine_InitDevMode(), 1);
+        ASSERT_EQ(twEngine_InitCamera(), 1);
+        ASSERT_EQ(twEngine_InitLayers(), 1);
+        ASSERT_EQ(twEngine_InitWorld(), 1);
+        ASSERT_EQ(twEngine_InitInterf(), 1);
+    }
+    static void TearDownTestSuite() { twEngine_Shutdown(); }
+
+    // the pass in window pixels, the panel all the way out, faded in
+    static void Pass(int x, int y, int bHeld, int bPressed, int iDx = 0)
+    {
+        glViewport(0, 0, W, H);
+        glMatrixMode(GL_PROJECTION);
+        glLoadIdentity();
+        glOrtho(0, W, 0, H, 1, -1);
+        glMatrixMode(GL_MODELVIEW);
+        glLoadIdentity();
+        glDisable(GL_DEPTH_TEST);
+        pEngine->iMouseX = pEngine->iLiveX = x;
+        pEngine->iMouseY = pEngine->iLiveY = y;
+        pInterf->fFade = 1;
+        twInterf_Draw(bHeld, bPressed, iDx, 0, 0, 0);
+    }
+    static float Grey(int x, int y)
+    {
+        uint8_t aucPixel[4];
+        glReadPixels(x, y, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, aucPixel);
+        return aucPixel[0] / 255.0f;
+    }
+    // a key or button going down and up between two reads of the state
+    static void Tap(int iSdlScancode, int iButton = 0)
+    {
+        SDL_Event e = {};
+        for (int bDown = 1; bDown >= 0; bDown--) {
+            if (iButton) {
+                e.type = bDown ? SDL_MOUSEBUTTONDOWN : SDL_MOUSEBUTTONUP;
+                e.button.button = (uint8_t)iButton;
+            } else {
+                e.type = bDown ? SDL_KEYDOWN : SDL_KEYUP;
+                e.key.keysym.scancode = (SDL_Scancode)iSdlScancode;
+            }
+            SDL_PushEvent(&e);
+        }
+    }
+    static void Key(int iSdlScancode, int bDown)
+    {
+        SDL_Event e = {};
+        e.type = bDown ? SDL_KEYDOWN : SDL_KEYUP;
+        e.key.keysym.scancode = (SDL_Scancode)iSdlScancode;
+        SDL_PushEvent(&e);
+    }
+    static void ZTap(int iSdlScancode)
+    {
+        Key(SDL_SCANCODE_Z, 1);
+        Tap(iSdlScancode);
+        Key(SDL_SCANCODE_Z, 0);
+    }
+    // one frame of the viewer with the pointer where the test puts it
+    static void Frame(int x, int y)
+    {
+        pEngine->iMouseX = pEngine->iLiveX = x;
+        pEngine->iMouseY = pEngine->iLiveY = y;
+        pEngine->fInterfSlide = pEngine->bInterface ? 1 : 0;
+        twEngine_Draw();
+        twEngine_HandleInput();
+    }
+};
+
+TEST_F(Interf, WidgetsAreDrawnAndHitInOnePass)
+{
+    static int32_t iPushed = 0;
+    ASSERT_EQ(twInterf_AddPage("T"), 1);
+    twInterf_AddQuad(0, 0, W, 100, 0, 1);
+    twInterf_AddButton(10, 10, 100, 16, "Toggle", 0, 1, 0, 1);
+    twInterf_AddButton(10, 40, 100, 16, "Hidden", 0, 0, 1, 1);
+    twInterf_AddPushButton(200, 10, 100, 16, "Push", &iPushed, 1);
+    twInterf_AddFakeButton(400, 10, 50, 50, "FAKE");
+    // under the pointer a button is lighter than at rest
+    Pass(50, 18, 0, 0);
+    EXPECT_STREQ(twInterf_GetButtonHit(), "Toggle");
+    EXPECT_NEAR(Grey(12, 12), 140 / 255.0f, 0.02f);
+    EXPECT_NEAR(Grey(202, 12), 40 / 255.0f, 0.02f);
+    // a press flips a toggle and a push button's integer; hits are strictly inside
+    Pass(50, 18, 1, 1);
+    Pass(250, 18, 1, 1);
+    EXPECT_EQ(iPushed, 1);
+    Pass(10, 18, 0, 0);
+    EXPECT_EQ(twInterf_GetButtonHit(), nullptr);
+    Pass(425, 30, 0, 0);
+    EXPECT_STREQ(twInterf_GetButtonHit(), "FAKE");
+    Pass(50, 48, 0, 0); // hidden: not hit
+    EXPECT_EQ(twInterf_GetButtonHit(), nullptr);
+    Pass(600, 300, 1, 1); // outside every widget
+    EXPECT_EQ(twInterf_GetButtonHit(), nullptr);
+    EXPECT_EQ(twInterf_ShowButton("Hidden", 1), 1);
+    EXPECT_EQ(twInterf_ChangeButton("Nope", "X"), 0);
+    EXPECT_TRUE(twTest_LogHas("!Failed to find button 'Nope' in page 'T'\n"));
+    // a second selection of the shown page closes it; an unknown name closes and fails
+    EXPECT_EQ(twInterf_SelectPage("T"), 1);
+    EXPECT_EQ(twInterf_GetPageName(), nullptr);
+    EXPECT_EQ(twInterf_AddQuad(0, 0, 1, 1, 0, 0), 0);
+    EXPECT_TRUE(twTest_LogHas("page must be selected\n"));
+    EXPECT_EQ(twInterf_SelectPage("no such page"), 0);
+    EXPECT_EQ(twInterf_AddLayerList(0, 0, 1, 1, 21, nullptr), 0);
+}
+
+TEST_F(Interf, ValuesDragOnTheSpotAndOptionsDropDown)
+{
+    static int32_t iValue = 78, iLocked = 5, iState = 1, iOption = 0;
+    static float fValue = 0.5f;
+    static const char* apstrNames[3] = {"a", "b", "c"};
+    static const float fScale = 100;
+    twInterf_AddPage("V");
+    twInterf_AddValue(10, 150, TW_VALUE_INT, &iValue, nullptr, 10, 80, 1, nullptr, nullptr, nullptr, 0, nullptr, nullptr);
+    twInterf_AddValue(10, 120, TW_VALUE_INT, &iLocked, nullptr, 0, 80, 1, nullptr, nullptr, nullptr, 0, &iState, nullptr);
+    twInterf_AddValue(10, 90, TW_VALUE_FLOAT, nullptr, &fValue, 0, 1, 0.01f, &fScale, nullptr, nullptr, 0, nullptr,
+                      nullptr);
+    twInterf_AddValue(10, 60, TW_VALUE_OPTION, nullptr, nullptr, 0, 2, 1, nullptr, apstrNames, &iOption, 0, nullptr,
+                      nullptr);
+    EXPECT_EQ(twInterf_AddValue(0, 0, TW_VALUE_OPTION, nullptr, nullptr, 0, 1, 1, nullptr, nullptr, &iOption, 0, nullptr,
+                                "m"),
+              0);
+    EXPECT_TRUE(twTest_LogHas("Unit string only valid for int and float type\n"));
+    Pass(90, 158, 1, 1, 5); // dragged past its end: held at 80
+    EXPECT_EQ(iValue, 80);
+    Pass(90, 158, 1, 0, -3);
+    EXPECT_EQ(iValue, 77);
+    Pass(90, 128, 1, 1, 5); // shown but not active
+    EXPECT_EQ(iLocked, 5);
+    Pass(90, 98, 1, 1, 10);
+    EXPECT_NEAR(fValue, 0.6f, 1e-5f);
+    // held over an option: the list hangs beside it and the live pointer picks
+    pEngine->iMouseX = 90;
+    pEngine->iMouseY = 68;
+    pEngine->iLiveX = 10 + 170 + 50;
+    pEngine->iLiveY = 60 + 16 - 16 - 2 * 15 + 7; // the third item
+    twInterf_Draw(1, 0, 0, 0, 0, 0);
+    EXPECT_EQ(iOption, 2);
+    EXPECT_EQ(twInterf_TakeValueListOpen(), 1);
+    EXPECT_EQ(twInterf_TakeValueListOpen(), 0);
+    twInterf_SelectPage("V");
+}
+
+TEST_F(Interf, ALayerRowFlipsItsLayerAndEmptyRowsNeverShow)
+{
+    uint8_t aucLayers[2][TW_LAYER_SIZE] = {};
+    snprintf((char*)aucLayers[0] + TW_LAYER_NAME_OFFSET, 20, "Walls");
+    int32_t* pbVisible = (int32_t*)(aucLayers[0] + TW_LAYER_VISIBLE_OFFSET);
+    *pbVisible = 1;
+    uint8_t* apLayers[2] = {aucLayers[1], aucLayers[0]}; // an empty row first: skipped, but it takes its place
+    twInterf_AddPage("L");
+    twInterf_AddLayerList(10, 100, 400, 100, 2, apLayers);
+    // the second row's top line is 14 below the list's top
+    Pass(30, 200 - 14 - 12, 1, 1);
+    EXPECT_EQ(*pbVisible, 0);
+    Pass(30, 200 - 12, 1, 1); // the empty first row: nothing
+    EXPECT_EQ(*pbVisible, 0);
+    twInterf_SelectPage("L");
+}
+
+TEST_F(Interf, ATapShorterThanAFrameCountsOnce)
+{
+    twInput_Update();
+    Tap(SDL_SCANCODE_F8);
+    twInput_Update();
+    EXPECT_EQ(twInput_KeyPressed(TW_KEY_F8), 1);
+    twInput_Update();
+    EXPECT_EQ(twInput_KeyPressed(TW_KEY_F8), 0);
+    // a key held through a frame is one press, released and pressed again between reads another
+    Key(SDL_SCANCODE_F, 1);
+    twInput_Update();
+    EXPECT_EQ(twInput_KeyPressed(TW_KEY_F), 1);
+    Key(SDL_SCANCODE_F, 0);
+    Key(SDL_SCANCODE_F, 1);
+    twInput_Update();
+    EXPECT_EQ(twInput_KeyPressed(TW_KEY_F), 1);
+    Key(SDL_SCANCODE_F, 0);
+    twInput_Update();
+    Tap(0, SDL_BUTTON_LEFT);
+    twInput_Update();
+    EXPECT_EQ(twInput_ButtonPressed(TW_MOUSE_LEFT), 1);
+    twInput_Update();
+    EXPECT_EQ(twInput_ButtonDown(TW_MOUSE_LEFT), 0);
+}
+
+TEST_F(Interf, TabsSwitchPagesAndZKeysBelongToDevMode)
+{
+    int iRow2 = pEngine->iInterfHeight - 24 - 34 + 8, iTabX = 80;
+    Tap(SDL_SCANCODE_ESCAPE);
+    Frame(W / 2, H / 2);
+    ASSERT_EQ(pEngine->bInterface, 1);
+    EXPECT_TRUE(twInterf_IsPage(twStrings_Get(100)));
+    Frame(iTabX, iRow2); // the pass finds the tab under the pointer
+    Tap(0, SDL_BUTTON_LEFT);
+    Frame(iTabX, iRow2);
+    EXPECT_TRUE(twInterf_IsPage(twStrings_Get(101)));
+    Tap(0, SDL_BUTTON_LEFT); // the shown page's own tab does nothing
+    Frame(iTabX, iRow2);
+    EXPECT_TRUE(twInterf_IsPage(twStrings_Get(101)));
+    // Z with Tab: the Dev page, and back to the page before (pushed events move no key
+    // state, so Z goes down again in each frame it is to be held)
+    ZTap(SDL_SCANCODE_TAB);
+    Frame(W / 2, H / 2);
+    EXPECT_TRUE(twInterf_IsPage(TW_DEV_PAGE));
+    EXPECT_EQ(twDev_HidesWorld(), 1);
+    ZTap(SDL_SCANCODE_TAB);
+    Frame(W / 2, H / 2);
+    EXPECT_TRUE(twInterf_IsPage(twStrings_Get(101)));
+    // letters with Z toggle nothing without dev mode; with it B counts 0, 1, 2, 0
+    ZTap(SDL_SCANCODE_T);
+    Frame(W / 2, H / 2);
+    EXPECT_EQ(pEngine->bTransparency, 1);
+    pEngine->bDevMode = 1;
+    int aiVolumes[4];
+    for (int i = 0; i < 4; i++) {
+        ZTap(SDL_SCANCODE_B);
+        Frame(W / 2, H / 2);
+        aiVolumes[i] = pEngine->iDrawVolumes;
+    }
+    EXPECT_EQ(aiVolumes[0] * 1000 + aiVolumes[1] * 100 + aiVolumes[2] * 10 + aiVolumes[3], 1201);
+    pEngine->bDevMode = 0;
+    Frame(W / 2, H / 2);
+    // the Exit tab ends the loop
+    int iExitY = pEngine->iInterfHeight - 24 - 17 * 9 + 8;
+    Frame(iTabX, iExitY);
+    Tap(0, SDL_BUTTON_LEFT);
+    Frame(iTabX, iExitY);
+    EXPECT_EQ(pEngine->bQuit, 1);
+    pEngine->bQuit = 0;
+}
