@@ -5,6 +5,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unistd.h>
 
 #include "engine/log.h"
 #include "engine/memory.h"
@@ -693,8 +694,12 @@ int twEngine_RenderModeIndex(int iDrawMode)
 #ifdef AMB_TEST_HOOKS
 // Only in test builds: AMB_TEST_BAKE=<quality> bakes the model once the level has run a
 // second (the sweeps have stamped its groups), as the light page's start would
+// AMB_TEST_SLOW_FRAME=<ms> makes every frame that much longer, as on a modest machine
 static void TestHooks(void)
 {
+    const char* pstrSlow = getenv("AMB_TEST_SLOW_FRAME");
+    if (pstrSlow && atoi(pstrSlow) > 0)
+        usleep((useconds_t)atoi(pstrSlow) * 1000);
     static int s_bBaked = 0;
     const char* pstrQuality = getenv("AMB_TEST_BAKE");
     if (s_bBaked || !pstrQuality || pEngine->fTimeInLevel < 1.0f || !pWorld->bLoaded)

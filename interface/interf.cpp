@@ -438,6 +438,9 @@ static void DrawButtons(const TwInterfPage* pPage)
             glVertex2i(b->x + b->iWidth, b->y + b->iHeight);
             glVertex2i(b->x, b->y + b->iHeight);
             glEnd();
+        } else if (b->bDown && !b->bFramed) {
+            // a tab down is its page's: it takes the panel's grey, so the user sees where he is
+            Frame(b->x, b->y, b->iWidth, b->iHeight, 0, 1);
         } else {
             Frame(b->x, b->y, b->iWidth, b->iHeight, b->bDown ? 1 + b->bToggles : bHit, b->bFramed);
         }

@@ -139,10 +139,11 @@ static int MeasureText(const TwFont* pFont, const char* pstrText)
 
 // Renders a text into the font's bitmap with its top at the bitmap's top, as white on
 // black: the green byte of a pixel is the glyph's coverage.
-static void RenderText(TwFont* pFont, const char* pstrText)
+// The text into the font's bitmap; returns the column right of the last glyph pixel
+static int RenderText(TwFont* pFont, const char* pstrText)
 {
     FT_Face hFace = (FT_Face)pFont->hFace;
-    int iPenX = 0;
+    int iPenX = 0, iRight = 0;
     for (const unsigned char* p = (const unsigned char*)pstrText; *p && iPenX < pFont->iWidth; p++) {
         if (!LoadGlyph(pFont, *p, 1))
             continue;
@@ -162,12 +163,15 @@ static void RenderText(TwFont* pFont, const char* pstrText)
                 unsigned int uiCover = pBitmap->pixel_mode == FT_PIXEL_MODE_MONO
                                            ? ((pucSource[iCol >> 3] >> (7 - (iCol & 7))) & 1) * 255
                                            : pucSource[iCol];
-                if (uiCover)
+                if (uiCover) {
                     puiRow[x] = 0xFF000000u | (uiCover << 16) | (uiCover << 8) | uiCover;
+                    iRight = x + 1 > iRight ? x + 1 : iRight;
+                }
             }
         }
         iPenX += pFont->asAdvance[*p];
     }
+    return iRight;
 }
 
 int twOgl_InitFonts(void* hDC, int iCharset, const char* pstrFace, int iHeight, int iTextYOffset)
@@ -187,8 +191,87 @@ int twOgl_InitFonts(void* hDC, int iCharset, const char* pstrFace, int iHeight, 
     return 1;
 }
 
+// Texts drawn again and again (the panel's, frame after frame) keep their pictures: a
+// texture a text, the least recently used one given up for a new text. The picture is the
+// one the bitmap would get, so a text looks the same from the cache as made afresh.
+#define TEXT_CACHE_SIZE 256
+
+struct TextPicture {
+    uint32_t hTexture;   // 0: a free place
+    int32_t iFont;
+    int32_t iRight;      // the picture's columns right of this are clear
+    uint32_t uiLastUse;
+    char szText[TW_TEXT_BUFFER_SIZE];
+};
+
+static TextPicture* s_pTextCache; // TEXT_CACHE_SIZE places, made with the first text
+static uint32_t s_uiTextUses;
+
+// The text's picture into the bound texture: a hard-edged mask, every glyph pixel fully
+// opaque and coloured by the current colour. Returns the width that holds every glyph pixel.
+static int UploadPicture(TwFont* pFont, const char* pstrText)
+{
+    int iRight = RenderText(pFont, pstrText);
+    int iNumPixels = pFont->iWidth * pFont->iHeight;
+    for (int i = 0; i < iNumPixels; i++)
+        pFont->puiBits[i] = (pFont->puiBits[i] & 0x0000FF00u) ? 0xFFFFFFFFu : 0x00FFFFFFu;
+    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, pFont->iWidth, pFont->iHeight, GL_RGBA, GL_UNSIGNED_BYTE, pFont->puiBits);
+    memset(pFont->puiBits, 0, (size_t)iNumPixels * 4);
+    return iRight;
+}
+
+static void FreeTextCache(void)
+{
+    if (!s_pTextCache)
+        return;
+    for (int i = 0; i < TEXT_CACHE_SIZE; i++)
+        if (s_pTextCache[i].hTexture)
+            glDeleteTextures(1, &s_pTextCache[i].hTexture);
+    twMem_PlainFree(s_pTextCache);
+    s_pTextCache = nullptr;
+}
+
+// The texture with the text's picture, made when it isn't there yet, and its width; 0
+// without memory
+static uint32_t TextPictureOf(TwFont* pFont, int iFont, const char* pstrText, int* piRight)
+{
+    if (!s_pTextCache) {
+        s_pTextCache = (TextPicture*)twMem_PlainMalloc(sizeof(TextPicture) * TEXT_CACHE_SIZE);
+        if (!s_pTextCache)
+            return 0;
+        memset(s_pTextCache, 0, sizeof(TextPicture) * TEXT_CACHE_SIZE);
+    }
+    s_uiTextUses++;
+    TextPicture* pOldest = &s_pTextCache[0];
+    for (int i = 0; i < TEXT_CACHE_SIZE; i++) {
+        TextPicture* p = &s_pTextCache[i];
+        if (p->hTexture && p->iFont == iFont && !strcmp(p->szText, pstrText)) {
+            p->uiLastUse = s_uiTextUses;
+            *piRight = p->iRight;
+            return p->hTexture;
+        }
+        if (!p->hTexture || (pOldest->hTexture && p->uiLastUse < pOldest->uiLastUse))
+            pOldest = p;
+    }
+    if (!pOldest->hTexture) {
+        glGenTextures(1, &pOldest->hTexture);
+        glBindTexture(GL_TEXTURE_2D, pOldest->hTexture);
+        glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA, pFont->iWidth, pFont->iHeight, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+        glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    }
+    pOldest->iFont = iFont;
+    pOldest->uiLastUse = s_uiTextUses;
+    snprintf(pOldest->szText, sizeof(pOldest->szText), "%s", pstrText);
+    glBindTexture(GL_TEXTURE_2D, pOldest->hTexture);
+    pOldest->iRight = UploadPicture(pFont, pstrText);
+    *piRight = pOldest->iRight;
+    return pOldest->hTexture;
+}
+
 void twOgl_FreeFonts(void)
 {
+    FreeTextCache();
     if (!pOgl)
         return;
     for (int i = 0; i < TW_NUM_FONTS; i++) {
@@ -236,21 +319,26 @@ void twOgl_DrawText(int iFont, int iX, int iY, const char* pstrText)
                 break;
         }
     }
-    RenderText(pFont, szText);
+    int iRight = 0;
+    uint32_t hPicture = TextPictureOf(pFont, iFont, szText, &iRight);
+    if (hPicture) {
+        glBindTexture(GL_TEXTURE_2D, hPicture);
+    } else {
+        // no memory for the cache: the font's own texture, made afresh
+        glBindTexture(GL_TEXTURE_2D, pFont->hTexture);
+        iRight = UploadPicture(pFont, szText);
+    }
     iY += pOgl->iTextYOffset;
-    // a hard-edged mask: every glyph pixel fully opaque, coloured by the current colour
-    int iNumPixels = pFont->iWidth * pFont->iHeight;
-    for (int i = 0; i < iNumPixels; i++)
-        pFont->puiBits[i] = (pFont->puiBits[i] & 0x0000FF00u) ? 0xFFFFFFFFu : 0x00FFFFFFu;
-    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, pFont->iWidth, pFont->iHeight, GL_RGBA, GL_UNSIGNED_BYTE, pFont->puiBits);
-    memset(pFont->puiBits, 0, (size_t)iNumPixels * 4);
+    // only the part with glyphs: the rest of the picture is clear, and each of these pixels
+    // samples the texel it did across the whole width
+    float u = (float)iRight / (float)pFont->iWidth;
     glBegin(GL_QUADS);
     glTexCoord2f(0, 0);
     glVertex2i(iX, iY);
-    glTexCoord2f(1, 0);
-    glVertex2i(iX + pFont->iWidth, iY);
-    glTexCoord2f(1, 1);
-    glVertex2i(iX + pFont->iWidth, iY + pFont->iHeight);
+    glTexCoord2f(u, 0);
+    glVertex2i(iX + iRight, iY);
+    glTexCoord2f(u, 1);
+    glVertex2i(iX + iRight, iY + pFont->iHeight);
     glTexCoord2f(0, 1);
     glVertex2i(iX, iY + pFont->iHeight);
     glEnd();

@@ -198,6 +198,63 @@ expect_in_order "$LOG" model "Initializing world" "Project name = 'Test house'" 
     "Done freeing world" "Shutting down core"
 [ -f "$TEMP/Export.bin" ] || fail "model: the host's model was removed"
 
+# The panel is up in a capture: its left column holds the tabs' white words
+panel_shown() {
+    local tabs
+    tabs=$(convert "$1" -crop 170x160+0+790 -format "%[fx:maxima.r]" info: 2>/dev/null)
+    awk -v b="${tabs:-0}" 'BEGIN { exit !(b > 0.8) }'
+}
+
+# --- 6b. The panel: a tab, a drop-down, and the choice kept in the settings -------------
+# The pointer starts in the window's middle and moves by the mouse's steps; GL rows count
+# from the bottom. The View tab is the second row of the panel, Units its tenth.
+LOG=$(make_home panel)
+TEMP="$WORK/panel/Documents/Ambulon/Temp"
+mkdir -p "$TEMP"
+"$BUILD/write_model" "$TEMP/Export.bin"
+start_viewer "$WORK/panel" "$BUILD/Ambulon.exe"
+if wait_for_text "$LOG" "---Entering main loop---"; then
+    sleep 0.6
+    xdotool key Escape
+    sleep 0.8
+    xdotool mousemove_relative -- -560 330 # over the View tab
+    sleep 0.3
+    xdotool click 1
+    sleep 0.5
+    xdotool mousemove_relative -- 360 138 # over the Units value
+    sleep 0.3
+    xdotool mousedown 1
+    sleep 0.3
+    xdotool mousemove_relative -- 150 15 # the list's second item, Feet
+    sleep 0.5
+    import -window root "$BUILD/e2e-panel.png"
+    xdotool mouseup 1
+    sleep 0.3
+    panel_shown "$BUILD/e2e-panel.png" || fail "panel: no tabs drawn"
+fi
+run_and_quit "$LOG" panel-end
+[ "$(od -An -tu4 -j8 -N4 "$TEMP/Settings.bin" 2>/dev/null | tr -d ' ')" = 1 ] || fail "panel: feet weren't kept"
+start_viewer "$WORK/panel" "$BUILD/Ambulon.exe"
+run_and_quit "$LOG" panel-again
+[ "$(od -An -tu4 -j8 -N4 "$TEMP/Settings.bin" 2>/dev/null | tr -d ' ')" = 1 ] || fail "panel: feet lost on restart"
+grep -q "!version mismatch" "$LOG" && fail "panel: the saved settings were refused"
+
+# --- 6c. On a slow machine a tap of Escape shorter than a frame still opens the panel ---
+if strings "$BUILD/Ambulon.exe" | grep -q AMB_TEST_SLOW_FRAME; then
+    LOG=$(make_home slow)
+    start_viewer "$WORK/slow" "$BUILD/Ambulon.exe" AMB_TEST_SLOW_FRAME=300
+    if wait_for_text "$LOG" "---Entering main loop---"; then
+        sleep 1
+        xdotool key --delay 20 Escape
+        sleep 3
+        import -window root "$BUILD/e2e-slow.png"
+        panel_shown "$BUILD/e2e-slow.png" || fail "slow: a quick Escape was lost"
+        press_for 1 z Escape
+    fi
+    wait_exit slow
+    [ "$STATUS" = 0 ] || fail "slow: exit status $STATUS"
+fi
+
 # --- 7a. The exporter puts the sample house in place and starts the viewer on it -----------
 SAMPLE=/usr/share/assimp/models/IFC/AC14-FZK-Haus.ifc
 if [ -r "$SAMPLE" ]; then

@@ -3,6 +3,8 @@
 // action that does it.
 #include <GL/glew.h>
 #include <gtest/gtest.h>
+#include <math.h>
+#include <unistd.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -114,6 +116,71 @@ TEST_F(Engine, SettingsTakeEffectOnlyWhenApplied)
     EXPECT_EQ(pEngine->iSkyMode, 2);
     EXPECT_EQ(pEngine->bClearColor, 0);
     twEngine_InitAvailableRenderModes(0);
+}
+
+TEST_F(Engine, SettingsRoundTripAndEveryBadFileKeepsWhatWasThere)
+{
+    std::string file = std::string(twCore_GetUserDir()) + "Temp/Settings.bin";
+    mkdir((std::string(twCore_GetUserDir()) + "Temp").c_str(), 0755);
+    // saving writes applied values: a wanted change not applied yet isn't saved
+    pEngine->iUnits = 1;
+    pEngine->iUnitsWanted = 0;
+    pEngine->iSunAzimuth = 360;
+    pEngine->bShowHints = 0;
+    pCam->fFov = 120;
+    pCam->bWalk = 1;
+    ASSERT_EQ(twEngine_LoadSaveSettings(nullptr, 1), 1);
+    std::string bytes = twHarness_ReadFile(file);
+    ASSERT_EQ(bytes.size(), 104u);
+    EXPECT_EQ(bytes[0], 25);
+    pEngine->bShowHints = 1;
+    pEngine->iSunAzimuthWanted = 10;
+    pCam->fFov = 80;
+    pCam->bWalk = 0;
+    pEngine->iRenderModeWanted = 4;
+    ASSERT_EQ(twEngine_LoadSaveSettings(nullptr, 0), 1);
+    EXPECT_EQ(pEngine->iUnitsWanted, 1);
+    EXPECT_EQ(pEngine->iSunAzimuthWanted, 360);
+    EXPECT_EQ(pEngine->bShowHints, 0);
+    EXPECT_FLOAT_EQ(pCam->fFov, 120);
+    EXPECT_EQ(pCam->bWalk, 1);
+    EXPECT_EQ(pEngine->iRenderModeWanted, 4); // a local file never sets the mode
+    // one item out of range (azimuth 361, hints 2, a NaN field of view) keeps its value alone
+    std::string bad = bytes;
+    int32_t i361 = 361, i2 = 2;
+    float fNan = NAN;
+    memcpy(&bad[68], &i361, 4);
+    memcpy(&bad[4], &i2, 4);
+    memcpy(&bad[92], &fNan, 4);
+    twHarness_WriteText(file, bad);
+    pEngine->iSunAzimuthWanted = 10;
+    pEngine->iUnitsWanted = 0;
+    ASSERT_EQ(twEngine_LoadSaveSettings(nullptr, 0), 1);
+    EXPECT_EQ(pEngine->iSunAzimuthWanted, 10);
+    EXPECT_EQ(pEngine->bShowHints, 0);
+    EXPECT_FLOAT_EQ(pCam->fFov, 120);
+    EXPECT_EQ(pEngine->iUnitsWanted, 1); // the items after the bad ones are read on
+    // whole files refused: another version, short, long, a folder; nothing changes
+    std::string other = bytes;
+    other[0] = 24;
+    const std::string aBad[3] = {other, bytes.substr(0, 50), bytes + "x"};
+    for (const std::string& content : aBad) {
+        twHarness_WriteText(file, content);
+        pEngine->iUnitsWanted = 0;
+        EXPECT_EQ(twEngine_LoadSaveSettings(nullptr, 0), 0);
+        EXPECT_EQ(pEngine->iUnitsWanted, 0);
+    }
+    EXPECT_TRUE(twTest_LogHas("!version mismatch (expected 25, found 24)\n"));
+    unlink(file.c_str());
+    mkdir(file.c_str(), 0755);
+    EXPECT_EQ(twEngine_LoadSaveSettings(nullptr, 0), 0);
+    rmdir(file.c_str());
+    // a copy's stream sets the render mode too
+    FILE* pStream = fmemopen((void*)bytes.data(), bytes.size(), "rb");
+    pEngine->iRenderModeWanted = 4;
+    EXPECT_EQ(twEngine_LoadSaveSettings(pStream, 0), 1);
+    fclose(pStream);
+    EXPECT_EQ(pEngine->iRenderModeWanted, pEngine->iRenderMode);
 }
 
 TEST_F(Engine, OpensAStandAloneCopy)

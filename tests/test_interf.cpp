@@ -5,6 +5,10 @@
 #include <gtest/gtest.h>
 #include <string.h>
 
+#include <algorithm>
+#include <string>
+#include <vector>
+
 #include "engine/engine.h"
 #include "engine/strings.h"
 #include "interface/dev.h"
@@ -257,4 +261,50 @@ TEST_F(Interf, TabsSwitchPagesAndZKeysBelongToDevMode)
     Frame(iTabX, iExitY);
     EXPECT_EQ(pEngine->bQuit, 1);
     pEngine->bQuit = 0;
+}
+
+// Every page with its widgets; every button's text is a command, or one whose feature comes later
+TEST_F(Interf, EveryPageIsBuiltAndEveryButtonIsACommand)
+{
+    struct Expected {
+        const char* pstrPage;
+        int aiCounts[TW_NUM_LISTS];
+    };
+    // quads, static texts, pointer texts, -, buttons, push buttons, fake buttons, containers, -,
+    // layer lists, textures, textures2, values
+    const Expected aPages[] = {
+        {twStrings_Get(100), {1, 1, 0, 0, 9, 0, 0, 1, 0, 0, 0, 0, 0}},
+        {twStrings_Get(101), {1, 18, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 18}},
+        {twStrings_Get(102), {1, 11, 0, 0, 10, 0, 0, 8, 0, 0, 0, 0, 3}},
+        {twStrings_Get(103), {1, 0, 0, 0, 10, 0, 0, 0, 0, 1, 0, 0, 0}},
+        {"LAYERSRAD", {1, 1, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0}},
+        {twStrings_Get(104), {1, 0, 0, 0, 14, 3, 1, 1, 0, 0, 1, 1, 0}},
+        {twStrings_Get(105), {1, 34, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0}},
+        {twStrings_Get(106), {1, 6, 2, 0, 8, 0, 0, 6, 0, 0, 0, 0, 0}},
+        {TW_DEV_PAGE, {1, 1, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 1}},
+    };
+    std::vector<std::string> commands;
+    for (int iId : {100, 101, 102, 103, 104, 105, 106, 107, 112, 116, 117, 204, 205, 206, 240, 241})
+        commands.push_back(twStrings_Get(iId));
+    // the gallery's buttons and the light button of a machine without programs do nothing yet
+    for (int iId : {207, 301, 302, 303, 306, 308, 309})
+        commands.push_back(twStrings_Get(iId));
+    int iPages = 0;
+    for (TwList* p = pInterf->pPageList.pNext; p; p = p->pNext) {
+        TwInterfPage* pPage = (TwInterfPage*)p->pData;
+        const Expected* pExpected = nullptr;
+        for (const Expected& e : aPages)
+            if (!strcmp(e.pstrPage, pPage->szName))
+                pExpected = &e;
+        if (!pExpected)
+            continue; // the pages the tests above made
+        iPages++;
+        for (int l = 0; l < TW_NUM_LISTS; l++)
+            EXPECT_EQ(twList_Count(&pPage->aLists[l]), pExpected->aiCounts[l]) << pPage->szName << " list " << l;
+        for (TwList* b = pPage->aLists[TW_LIST_BUTTONS].pNext; b; b = b->pNext) {
+            const char* pstrName = ((TwInterfButton*)b->pData)->szName;
+            EXPECT_NE(std::find(commands.begin(), commands.end(), pstrName), commands.end()) << pstrName;
+        }
+    }
+    EXPECT_EQ(iPages, 9);
 }

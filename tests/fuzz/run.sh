@@ -10,8 +10,9 @@ FUZZ=$(cd "$1" && pwd)
 BUILD=$(cd "$2" && pwd)
 shift 2
 SEEDS=$FUZZ/seeds
-mkdir -p "$SEEDS"/{pack,strings,bmp,tga,dds,model,light}
+mkdir -p "$SEEDS"/{pack,strings,settings,bmp,tga,dds,model,light}
 cp "$BUILD/Data/Strings/Strings.bin" "$SEEDS/strings/"
+cp "$BUILD/Data/Settings.bin" "$SEEDS/settings/"
 cp "$BUILD/Data/Textures/System/Check.tga" "$BUILD/Data/Textures/System/Cross2.tga" "$SEEDS/tga/"
 convert -size 4x4 xc:red "bmp3:$SEEDS/bmp/red.bmp" 2>/dev/null
 convert -size 8x8 xc:blue -define dds:compression=dxt1 -define dds:mipmaps=3 "dds:$SEEDS/dds/blue.dds" 2>/dev/null
@@ -23,7 +24,7 @@ rm -f "$SEEDS/bare"
 export LSAN_OPTIONS="suppressions=$(cd "$(dirname "$0")/.." && pwd)/lsan.supp:print_suppressions=0"
 
 status=0
-for target in pack strings bmp tga dds model light; do
+for target in pack strings settings bmp tga dds model light; do
     mkdir -p "$FUZZ/corpus/$target"
     if ! (cd "$FUZZ" && "./fuzz_$target" -max_len=16384 "$@" "corpus/$target" "$SEEDS/$target" \
             >"$FUZZ/fuzz_$target.log" 2>&1); then
