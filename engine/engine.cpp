@@ -336,6 +336,9 @@ int twEngine_InitEngine(void)
     // the product version: major in the high word of the first half, then the second half whole
     snprintf(e->szVersion, sizeof(e->szVersion), "%u.%u", AMB_VERSION_MS >> 16, AMB_VERSION_LS);
     twLog(pstrTag, "Version is %s\n", e->szVersion);
+    // the information page names the graphics the pictures come from
+    const char* pstrRenderer = (const char*)glGetString(GL_RENDERER);
+    snprintf(e->szEngineInfo, sizeof(e->szEngineInfo), "OpenGL %s", pstrRenderer ? pstrRenderer : "");
 
     FILE* pModel = twCore_GetResource(TW_MODEL_RESOURCE, nullptr);
     if (pModel) {

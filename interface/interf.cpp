@@ -496,7 +496,7 @@ static void DrawLayerList(TwInterfLayerList* l)
         else
             Grey(0.66f);
         Text(l->x + 24, iTop - 18, szName);
-        twOgl_DrawImage(l->x + 4, iTop - 16 - 16, 16, 16, pInterf->apTextures[*pbVisible ? TEX_SHOWN : TEX_HIDDEN], 1);
+        twOgl_DrawImage(l->x + 4, iTop - 16, 16, 16, pInterf->apTextures[*pbVisible ? TEX_SHOWN : TEX_HIDDEN], 1);
     }
 }
 
