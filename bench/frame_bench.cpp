@@ -243,6 +243,45 @@ static void Panel(void)
            aTimings[0].dTotal * 1000 / iFrames, aTimings[1].dTotal * 1000 / iFrames, dPass * 1000 / iFrames);
 }
 
+// The sun's shadows in the head-lamp mode at the current view: frames without and with
+// them, and one sun move (the map drawn again), finished on the GPU
+static void Sun(void)
+{
+    TwEngine* e = pEngine;
+    const int iFrames = 60;
+    if (!twWorld_InitShadows()) {
+        printf("  sun: no shadow map on this driver\n");
+        return;
+    }
+    e->iRenderModeWanted = twEngine_RenderModeIndex(TW_MODE_LAMP);
+    twEngine_ApplySettings();
+    Timing aTimings[2] = {};
+    for (int bShadows = 0; bShadows <= 1; bShadows++) {
+        e->bSunShadows = bShadows;
+        e->fSunShadow = -2;
+        e->fSunShadowWanted = 0.26f;
+        twEngine_ApplySettings();
+        twEngine_UpdateSun();
+        for (int i = 0; i < iFrames; i++)
+            Frame(1, &aTimings[bShadows]);
+    }
+    double dMove = 1e30;
+    for (int i = 0; i < 3; i++) {
+        e->iSunAzimuthWanted = (e->iSunAzimuth + 40) % 360;
+        twEngine_ApplySettings();
+        glFinish();
+        double d = twTimer_Seconds();
+        twEngine_UpdateSun();
+        glFinish();
+        d = twTimer_Seconds() - d;
+        dMove = d < dMove ? d : dMove;
+    }
+    e->bSunShadows = 0;
+    double dWithout = aTimings[0].dTotal * 1000 / iFrames, dWith = aTimings[1].dTotal * 1000 / iFrames;
+    printf("  sun: frame %.1f ms without shadows, %.1f ms with them (+%.0f%%); a sun move %.0f ms (map %d)\n",
+           dWithout, dWith, (dWith / dWithout - 1) * 100, dMove * 1000, pWorld->iShadowSize);
+}
+
 int main(int argc, char** argv)
 {
     s_pstrShots = argc > 1 ? argv[1] : nullptr;
@@ -273,6 +312,8 @@ int main(int argc, char** argv)
         View("along a row", vRow, -110, -70);
         float vInside[3] = {(vMin[0] + vMax[0]) * 0.5f, vEye[1], (vMin[2] + vMax[2]) * 0.5f};
         View("inside a house", vInside, 0, 360);
+        PlaceTurning(0, 1, vRow, -90, -90);
+        Sun();
     }
     twEngine_Shutdown();
     return 0;

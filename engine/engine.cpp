@@ -39,6 +39,7 @@
 #define LAYER_PAGE_SIZE 12
 #define HINT_SECONDS 26.0f
 #define MESSAGE_SECONDS 6.0f
+#define SHADOW_MESSAGE_SECONDS 4.0f // the note that this machine can't draw shadows
 #define PENDING_PUBLISH_STEP 4
 
 TwEngine* pEngine = nullptr;
@@ -842,8 +843,38 @@ int twEngine_UpdateSun(void)
     pSunCam->fRoll = 0;
     if (!pWorld || !pWorld->bLoaded)
         return 1;
+    // shadows asked for but no map to draw them from: nothing to renew
+    if ((e->fSunShadow < -0.02f || e->fSunShadow > 0.02f) && !twWorld_ShadowsReady())
+        return 1;
     twWorld_PlaceSunCamera(pSunCam);
     twCamera_UpdateSunMatrices(pSunCam);
+    twWorld_UpdateShadowMatrices(pSunCam);
+    twWorld_RenderShadowMap(pSunCam, e->bUseVbo, 1);
+    return 1;
+}
+
+int twEngine_ToggleSunShadows(void)
+{
+    TwEngine* e = pEngine;
+    // only the modes drawn by programs have shadows
+    if (e->iDrawMode >= TW_MODE_SUN)
+        return 0;
+    e->bSunShadows = !e->bSunShadows;
+    if (e->bSunShadows && !twWorld_ShadowsReady() && !twWorld_InitShadows()) {
+        e->bSunShadows = 0;
+        e->fMessageTime = SHADOW_MESSAGE_SECONDS;
+        e->iMessageKind = 4;
+        return 0;
+    }
+    if (e->bSunShadows) {
+        e->iSunAltitudeState = e->iSunAzimuthState = e->iShadowState = 0;
+        e->iSunUpdate = 1;
+        if (e->fSunShadowWanted == 0)
+            e->fSunShadowWanted = 0.26f;
+        e->fSunShadow = -2.0f; // counts as changed: the next apply sends the value
+    } else {
+        e->iShadowState = 4;
+    }
     return 1;
 }
 

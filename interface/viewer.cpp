@@ -422,6 +422,8 @@ static void Keys(void)
     }
     if (twInput_KeyPressed(TW_KEY_F8))
         pCam->bTopView = !pCam->bTopView;
+    if (twInput_KeyPressed(TW_KEY_F3))
+        twEngine_ToggleSunShadows();
     if (twInput_KeyPressed(TW_KEY_BACK) && !e->bWheelLock)
         e->bWheelFast = !e->bWheelFast;
     // idle: any real motion of the mouse or the camera wakes the viewer

@@ -193,6 +193,8 @@ void twEngine_Draw(void)
         glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);
         PresentStereo();
     }
+    if (e->bDrawFlare)
+        twWorld_DrawFlare(pCam, iWidth, iHeight, fSkyAngle);
     // the shutter flash of a screenshot or a kept view
     if (e->fNoteTime > 0) {
         glColor3fv(e->vNoteColor);

@@ -38,3 +38,11 @@ int twWorld_FragmentProgramText(int iKey, char* pstrOut);
 void twWorld_VisibilitySweep(int bSun, const TwCamera* pCam, float fSkyAngle, int bUseVbo, int bDebugCopy);
 void twWorld_DrawSunDisc(const float* pvPos, float fSkyAngle);
 void twWorld_DrawGroupIds(void);
+void twWorld_DrawFlare(const TwCamera* pCam, int iWidth, int iHeight, float fSkyAngle);
+// shadows.cpp: the sun's shadow map, drawn only when the sun moves
+int twWorld_InitShadows(void);
+void twWorld_UpdateShadowMatrices(const TwCamera* pSunCam);
+int twWorld_RenderShadowMap(const TwCamera* pSunCam, int bUseVbo, int bUnused);
+int twWorld_ShadowsReady(void);
+void twWorld_FreeShadows(void);
+void twWorld_DrawDepthOnly(int bUseVbo); // world_draw.cpp: what casts a shadow, depth alone

@@ -83,6 +83,79 @@ static void DrawRenderArray(const TwRenderArray* pArray, const TwElementGroup* p
     }
 }
 
+// The shadow map on unit 2: the eight taps read single texels; without soft shadows the one
+// tap reads a blend of four
+static void BindShadowMap(int bSoftShadows)
+{
+    glActiveTexture(GL_TEXTURE2);
+    glBindTexture(GL_TEXTURE_2D, pWorld->hShadowTexture);
+    GLint iFilter = bSoftShadows ? GL_NEAREST : GL_LINEAR, iWrap = bSoftShadows ? GL_CLAMP : GL_CLAMP_TO_EDGE;
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, iFilter);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, iFilter);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, iWrap);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, iWrap);
+    glActiveTexture(GL_TEXTURE1);
+}
+
+static int TextureHasAlpha(const TwTexture* pTexture)
+{
+    switch (pTexture->iInternalFormat) {
+    case GL_RGBA:
+    case GL_RGBA8:
+    case GL_ALPHA:
+    case GL_LUMINANCE_ALPHA:
+    case GL_COMPRESSED_RGBA_S3TC_DXT1_EXT:
+    case GL_COMPRESSED_RGBA_S3TC_DXT3_EXT:
+    case GL_COMPRESSED_RGBA_S3TC_DXT5_EXT:
+        return 1;
+    default:
+        return 0;
+    }
+}
+
+// Everything that stands in the sun's way, depth alone: the sun sees every group; glass
+// (untextured and transparent) lets the light through, and a cut-out texture casts its holes
+void twWorld_DrawDepthOnly(int bUseVbo)
+{
+    TwWorld* w = pWorld;
+    glColor4f(1, 1, 1, 1);
+    glAlphaFunc(GL_GREATER, 0.49f);
+    glActiveTexture(GL_TEXTURE0);
+    glClientActiveTexture(GL_TEXTURE0);
+    glEnableClientState(GL_VERTEX_ARRAY);
+    int bBuffersBound = 0;
+    for (int g = 0; g < w->iNumElementGroups; g++) {
+        const TwElementGroup* pGroup = &w->pElementGroups[g];
+        for (int r = 0; r < pGroup->iNumRenderArrays; r++) {
+            const TwRenderArray* pArray = &pGroup->pRenderArrays[r];
+            const TwMaterial* pMaterial = &w->pMaterials[pArray->iMaterial];
+            const TwTexture* pTexture = pMaterial->iTexture >= 0 && pMaterial->iTexture < w->iNumTextures
+                                            ? w->ppTextures[pMaterial->iTexture]
+                                            : nullptr;
+            if (!pTexture && pMaterial->bIsTransparent)
+                continue;
+            int bCutOut = pTexture && TextureHasAlpha(pTexture);
+            if (bCutOut) {
+                glEnable(GL_ALPHA_TEST);
+                glEnable(GL_TEXTURE_2D);
+                glBindTexture(GL_TEXTURE_2D, pTexture->hTexture);
+                glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+            }
+            DrawRenderArray(pArray, pGroup, bUseVbo, bCutOut, 0, &bBuffersBound);
+            if (bCutOut) {
+                glDisable(GL_ALPHA_TEST);
+                glDisable(GL_TEXTURE_2D);
+                glDisableClientState(GL_TEXTURE_COORD_ARRAY);
+            }
+        }
+    }
+    if (bBuffersBound) {
+        glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
+        glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
+    }
+    glDisableClientState(GL_VERTEX_ARRAY);
+}
+
 // The end of both draws: the black edges over what was drawn, the vertex array off and
 // the count for the developer panel
 static void FinishDraw(int bDrawEdges)
@@ -166,6 +239,8 @@ void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam
         }
         afLamp[3] = 1;
         glProgramEnvParameter4fvARB(GL_VERTEX_PROGRAM_ARB, 0, afLamp);
+        if (bShadow)
+            BindShadowMap(bSoftShadows);
     }
     glEnableClientState(GL_VERTEX_ARRAY);
     if (bDrawEdges) {
@@ -302,6 +377,14 @@ void twWorld_DrawMeshEdges(const TwMesh* pMesh)
 }
 
 // Binds a fragment program by its key unless it is bound already
+static void BindVertexProgram(int iKey)
+{
+    if (iKey != pWorld->iCurrentVp) {
+        glBindProgramARB(GL_VERTEX_PROGRAM_ARB, pWorld->ahVertexPrograms[iKey]);
+        pWorld->iCurrentVp = iKey;
+    }
+}
+
 static void BindFragmentProgram(int iKey)
 {
     if (iKey != pWorld->iCurrentFp) {
@@ -384,10 +467,15 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
     TwWorld* w = pWorld;
     if (!w || !w->bLoaded || !w->bLightInitialised)
         return;
-    // the sun's shadows join the lit picture with their own issue of the frame
-    (void)iSceneOption, (void)fSunAzimuth, (void)fSunAltitude, (void)fShadow, (void)bSoftShadows;
+    (void)fSunAzimuth, (void)fSunAltitude;
+    int bShadow = fShadow != 0 && w->hShadowTexture;
     w->iNumIndicesDrawn = 0;
     glEnable(GL_FRAGMENT_PROGRAM_ARB);
+    if (bShadow) {
+        // the programs carry the sun's shadow over the light
+        glEnable(GL_VERTEX_PROGRAM_ARB);
+        BindShadowMap(bSoftShadows);
+    }
     glActiveTexture(GL_TEXTURE3);
     glBindTexture(GL_TEXTURE_1D, w->pExposureTexture ? w->pExposureTexture->hTexture : 0);
     glActiveTexture(GL_TEXTURE1);
@@ -407,6 +495,10 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
             const TwElementGroup* pGroup = &w->pElementGroups[g];
             if (!DrawsGroup(pGroup, pCam))
                 continue;
+            float fDistSq = twVec_DistanceSq(pCam->vPos, pGroup->vCentre) - pGroup->fRadiusSq;
+            int iSun = !bShadow ? 0
+                                : TW_FP_SHADOW | (bSoftShadows && fDistSq < TW_SOFT_SHADOW_RANGE ? TW_FP_FILTERED : 0) |
+                                      (fShadow > 0 ? TW_FP_SUN_ADDS : 0) | (iSceneOption ? TW_FP_WHITE_SUN : 0);
             for (int r = 0; r < pGroup->iNumRenderArrays; r++) {
                 const TwRenderArray* pArray = &pGroup->pRenderArrays[r];
                 const TwMaterial* pMaterial = &w->pMaterials[pArray->iMaterial];
@@ -414,8 +506,11 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
                     continue;
                 twWorld_SetMaterial(pMaterial, &iTextured, fLightLevel, 1);
                 int iTexture = iTextured ? TW_FP_TEXTURE : 0;
+                int iVpTexture = iTextured ? TW_VP_TEXTURE : 0;
                 if (pArray->pSurfaceArray2) {
-                    BindFragmentProgram(TW_FP_LIGHT_MAP | iTexture | iAlpha);
+                    if (bShadow)
+                        BindVertexProgram(TW_VP_MAP_COORDS | TW_VP_SHADOW | iVpTexture);
+                    BindFragmentProgram(TW_FP_LIGHT_MAP | iTexture | iAlpha | iSun);
                     glClientActiveTexture(GL_TEXTURE0);
                     glEnableClientState(GL_TEXTURE_COORD_ARRAY);
                     glClientActiveTexture(GL_TEXTURE1);
@@ -425,7 +520,9 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
                     glClientActiveTexture(GL_TEXTURE1);
                 }
                 if (pArray->pMeshListSmooth) {
-                    BindFragmentProgram(TW_FP_VERTEX_LIGHT | iTexture | iAlpha);
+                    if (bShadow)
+                        BindVertexProgram(TW_VP_VERTEX_COLOR | TW_VP_SHADOW | iVpTexture);
+                    BindFragmentProgram(TW_FP_VERTEX_LIGHT | iTexture | iAlpha | iSun);
                     glEnableClientState(GL_COLOR_ARRAY);
                     DrawSmoothMeshes(pArray, pGroup, iTextured, bUseVbo);
                     glDisableClientState(GL_COLOR_ARRAY);
@@ -442,6 +539,7 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
     }
     glDisableClientState(GL_NORMAL_ARRAY);
     glDisable(GL_FRAGMENT_PROGRAM_ARB);
+    glDisable(GL_VERTEX_PROGRAM_ARB);
     glActiveTexture(GL_TEXTURE0);
     glBindTexture(GL_TEXTURE_2D, 0);
     glClientActiveTexture(GL_TEXTURE0);

@@ -315,6 +315,14 @@ if strings "$BUILD/Ambulon.exe" | grep -q AMB_TEST_BAKE; then
             -format "%[fx:mean] %[fx:standard_deviation]" info: 2>/dev/null)
         awk -v t="${tone:-0 0}" 'BEGIN { split(t, a, " "); exit !(a[1] > 0.15 && a[2] > 0.03) }' ||
             fail "lit: the lit house shows no light and shade ($tone)"
+        # F3: the sun's shadows over the light, two frames later
+        press F3
+        sleep 2
+        import -window root "$BUILD/e2e-lit-sun.png"
+        grep -q "Texture successfully generated" "$LOG" || fail "sun: no shadow map"
+        changed=$(compare -metric RMSE "$BUILD/e2e-lit.png" "$BUILD/e2e-lit-sun.png" null: 2>&1 |
+            sed 's/.*(\(.*\))/\1/')
+        awk -v m="${changed:-0}" 'BEGIN { exit !(m > 0.02) }' || fail "sun: F3 changed nothing ($changed)"
     fi
     run_and_quit "$LOG" lit-end
     expect_in_order "$LOG" lit "Loading light (from local file = 1 path to external exe = 0)" \

@@ -176,6 +176,14 @@ TEST_F(World, SunAngleRulesAndAnOriginCameraThatStays)
     m.fSunAzimuth = 45.9f;
     ASSERT_EQ(Load(m), 1);
     EXPECT_EQ(iAzimuth, 135);
+    // a sun that is no direction loads the model and leaves the angles as they were
+    for (float fBad : {NAN, INFINITY, 1e30f}) {
+        twWorld_Free();
+        m.fSunAltitude = fBad;
+        ASSERT_EQ(Load(m), 1);
+        EXPECT_EQ(iAzimuth, 135);
+    }
+    EXPECT_TRUE(twTest_LogHas("the sun stays as it was"));
 }
 
 TEST_F(World, ElementGroupsRenderArraysAndBatches)

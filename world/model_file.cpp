@@ -158,11 +158,16 @@ static int ReadEnvironment(Load* pLoad, TwCamera* pCam, char* pszProjectName, in
         twCamera_LookAt(pCam, afAim);
         twLog(TAG, "Camera position = %f, %f, %f\n", pCam->vPos[0], pCam->vPos[1], pCam->vPos[2]);
     }
-    if (piSunAltitude && piSunAzimuth) {
+    // a sun that isn't a direction (NaN, infinite, past the poles) leaves the one there was
+    if (piSunAltitude && piSunAzimuth && !(fAltitude >= -90 && fAltitude <= 90 && fAzimuth >= -3600 &&
+                                           fAzimuth <= 3600)) {
+        twLogError(TAG, "!Sun angles %f, %f are no direction: the sun stays as it was\n", fAltitude, fAzimuth);
+    } else if (piSunAltitude && piSunAzimuth) {
         *piSunAltitude = (int)fAltitude;
         int iAzimuth = (int)fAzimuth + 90;
         if (iAzimuth >= 360)
             iAzimuth -= 360;
+        iAzimuth = (iAzimuth % 360 + 360) % 360; // only a turn beyond the file's usual range moves
         *piSunAzimuth = iAzimuth == 0 ? 1 : iAzimuth;
     }
     return 1;

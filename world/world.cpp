@@ -1,4 +1,5 @@
 #include "world/world.h"
+#include "render/render.h"
 
 #include <GL/glew.h>
 #include <stddef.h>
@@ -236,6 +237,7 @@ void twWorld_Shutdown(void)
         return;
     twLog("twWorld_Shutdown", "Freeing world\n");
     twWorld_Free();
+    twWorld_FreeShadows();
     twOgl_ReleaseTexture(&pWorld->pOcTex);
     twOgl_ReleaseTexture(&pWorld->pFlareTex);
     twOgl_ReleaseTexture(&pWorld->pFlareTex2);

@@ -230,6 +230,12 @@ struct TwWorld {
     uint32_t ahVertexPrograms[TW_NUM_VERTEX_PROGRAMS];   // by vertex key
     uint32_t ahFragmentPrograms[TW_NUM_FRAGMENT_PROGRAMS]; // by fragment key
     uint32_t hVpWriteDepth, hVpSampler, hFpSampler;
+    // the sun's shadow, render/shadows.cpp: made on first need, kept for the program's life
+    uint32_t hShadowTexture;        // depth texture on unit 2
+    int32_t iShadowSize;            // texels a side
+    int32_t iShadowDepthBits;
+    int32_t bShadowsReady;
+    int32_t bShadowsBusy;           // set while it is being made
     // the light's settings and sampler, light/
     int32_t iLightQuality;          // 0, 1, 2: 10, 20 or 40 luxels a metre
     float fLightRangeInit;          // metres: the range the user sets and LightInit.bin keeps
