@@ -660,6 +660,9 @@ void twInterf_Draw(int bHeld, int bPressed, int iMouseDx, int iMouseDy, int bHin
     glEnable(GL_BLEND);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
 
+    // faded in, the quads are opaque: blending them would give the same pixels, dearer
+    if (I->fFade >= 1)
+        glDisable(GL_BLEND);
     for (TwList* p = pPage->aLists[TW_LIST_QUADS].pNext; p; p = p->pNext) {
         const TwInterfQuad* q = (const TwInterfQuad*)p->pData;
         Grey(I->fFade * q->ucGrey / 255.0f);
@@ -667,6 +670,7 @@ void twInterf_Draw(int bHeld, int bPressed, int iMouseDx, int iMouseDy, int bHin
             twOgl_DrawRect(q->x, q->y, q->iWidth, q->iHeight, 1);
         twOgl_DrawRect(q->x, q->y, q->iWidth, q->iHeight, 0);
     }
+    glEnable(GL_BLEND);
     for (TwList* p = pPage->aLists[TW_LIST_TEXTURES].pNext; p; p = p->pNext) {
         const TwInterfTexture* t = (const TwInterfTexture*)p->pData;
         White();

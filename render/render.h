@@ -45,4 +45,5 @@ void twWorld_UpdateShadowMatrices(const TwCamera* pSunCam);
 int twWorld_RenderShadowMap(const TwCamera* pSunCam, int bUseVbo, int bUnused);
 int twWorld_ShadowsReady(void);
 void twWorld_FreeShadows(void);
-void twWorld_DrawDepthOnly(int bUseVbo); // world_draw.cpp: what casts a shadow, depth alone
+// world_draw.cpp: what casts a shadow, depth alone; only the groups marked, or all with null
+void twWorld_DrawDepthOnly(int bUseVbo, const uint8_t* pucGroups);

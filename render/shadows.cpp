@@ -7,6 +7,7 @@
 
 #include "engine/core.h"
 #include "engine/log.h"
+#include "engine/memory.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "render/render.h"
@@ -146,6 +147,26 @@ int twWorld_RenderShadowMap(const TwCamera* pSunCam, int bUseVbo, int bUnused)
     if (w->iShadowSize < iTile)
         iTile = w->iShadowSize;
     int n = w->iShadowSize / iTile;
+    // each tile draws only the groups that reach into it: where a group lies on the map,
+    // in the sun's clip space
+    uint8_t* pucGroups = (uint8_t*)twMem_PlainMalloc((uint64_t)w->iNumElementGroups + 1);
+    float(*pfExtents)[4] = (float(*)[4])twMem_PlainMalloc(sizeof(float) * 4 * ((uint64_t)w->iNumElementGroups + 1));
+    if (pfExtents) {
+        const float* V = pSunCam->mView;
+        const float* P = pSunCam->mProjection;
+        for (int g = 0; g < w->iNumElementGroups; g++) {
+            const TwElementGroup* pGroup = &w->pElementGroups[g];
+            const float* c = pGroup->vCentre;
+            const float* h = pGroup->vHalfSize;
+            for (int a = 0; a < 2; a++) {
+                float fCentre = V[a] * c[0] + V[4 + a] * c[1] + V[8 + a] * c[2] + V[12 + a];
+                float fReach = fabsf(V[a]) * h[0] + fabsf(V[4 + a]) * h[1] + fabsf(V[8 + a]) * h[2];
+                float fScale = a == 0 ? P[0] : P[5], fShift = a == 0 ? P[12] : P[13];
+                pfExtents[g][2 * a] = fScale * fCentre + fShift - fabsf(fScale) * fReach;
+                pfExtents[g][2 * a + 1] = fScale * fCentre + fShift + fabsf(fScale) * fReach;
+            }
+        }
+    }
     GLint aiViewport[4];
     glGetIntegerv(GL_VIEWPORT, aiViewport);
     glColorMask(GL_FALSE, GL_FALSE, GL_FALSE, GL_FALSE);
@@ -170,7 +191,16 @@ int twWorld_RenderShadowMap(const TwCamera* pSunCam, int bUseVbo, int bUnused)
             int x0 = c > 0, y0 = r > 0, x1 = c < n - 1 ? iTile - 1 : iTile, y1 = r < n - 1 ? iTile - 1 : iTile;
             glScissor(x0, y0, x1 - x0, y1 - y0);
             glEnable(GL_SCISSOR_TEST);
-            twWorld_DrawDepthOnly(bUseVbo);
+            if (pucGroups && pfExtents) {
+                // a margin of a texel: the driver's clipping can never see more than this
+                float fMargin = 2.0f / (float)w->iShadowSize;
+                float fX0 = -1 + 2.0f * c / n - fMargin, fX1 = -1 + 2.0f * (c + 1) / n + fMargin;
+                float fY0 = -1 + 2.0f * r / n - fMargin, fY1 = -1 + 2.0f * (r + 1) / n + fMargin;
+                for (int g = 0; g < w->iNumElementGroups; g++)
+                    pucGroups[g] = pfExtents[g][1] >= fX0 && pfExtents[g][0] <= fX1 && pfExtents[g][3] >= fY0 &&
+                                   pfExtents[g][2] <= fY1;
+            }
+            twWorld_DrawDepthOnly(bUseVbo, pfExtents ? pucGroups : nullptr);
             glDisable(GL_SCISSOR_TEST);
             glActiveTexture(GL_TEXTURE2);
             glBindTexture(GL_TEXTURE_2D, w->hShadowTexture);
@@ -178,6 +208,8 @@ int twWorld_RenderShadowMap(const TwCamera* pSunCam, int bUseVbo, int bUnused)
             glActiveTexture(GL_TEXTURE0);
         }
     }
+    twMem_PlainFree(pucGroups);
+    twMem_PlainFree(pfExtents);
     glDisable(GL_VERTEX_PROGRAM_ARB);
     glDisable(GL_POLYGON_OFFSET_FILL);
     glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);

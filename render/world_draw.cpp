@@ -115,7 +115,7 @@ static int TextureHasAlpha(const TwTexture* pTexture)
 
 // Everything that stands in the sun's way, depth alone: the sun sees every group; glass
 // (untextured and transparent) lets the light through, and a cut-out texture casts its holes
-void twWorld_DrawDepthOnly(int bUseVbo)
+void twWorld_DrawDepthOnly(int bUseVbo, const uint8_t* pucGroups)
 {
     TwWorld* w = pWorld;
     glColor4f(1, 1, 1, 1);
@@ -126,6 +126,8 @@ void twWorld_DrawDepthOnly(int bUseVbo)
     int bBuffersBound = 0;
     for (int g = 0; g < w->iNumElementGroups; g++) {
         const TwElementGroup* pGroup = &w->pElementGroups[g];
+        if (pucGroups && !pucGroups[g])
+            continue;
         for (int r = 0; r < pGroup->iNumRenderArrays; r++) {
             const TwRenderArray* pArray = &pGroup->pRenderArrays[r];
             const TwMaterial* pMaterial = &w->pMaterials[pArray->iMaterial];
