@@ -157,6 +157,8 @@ int twEngine_InitWorld(void);
 int twEngine_InitSkybox(void);
 int twEngine_UpdateSun(void); // turns the sun's camera to the applied angles
 int twEngine_ToggleSunShadows(void); // F3
+int twEngine_Screenshot(void);       // F5: the back buffer as a BMP (publish/screenshot.cpp)
+void twEngine_FlashNote(float fRed, float fGreen, float fBlue); // the shutter flash
 int twEngine_Load(const char* pstrPath); // opens a stand-alone copy as the model; null asks the user
 int twEngine_RunPending(const char* pstrPath, int* piStep, int* piKind, float* pfMessageTime, int* piMessageKind);
 int twEngine_InitAvailableRenderModes(int bNoShaders);

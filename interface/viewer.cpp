@@ -35,6 +35,7 @@
 #define WIDE_W 526
 #define PANEL_H 233
 #define POINTER_MARGIN 10
+#define SCREENSHOT_FAILED_SECONDS 4.0f // the message that a screenshot couldn't be written
 
 // Text ids of the pages and their commands
 enum {
@@ -424,6 +425,15 @@ static void Keys(void)
         pCam->bTopView = !pCam->bTopView;
     if (twInput_KeyPressed(TW_KEY_F3))
         twEngine_ToggleSunShadows();
+    // after the draw: the back buffer holds the finished frame, panel and all
+    if (twInput_KeyPressed(TW_KEY_F5) && !bZ) {
+        if (twEngine_Screenshot()) {
+            twEngine_FlashNote(0, 0, 1);
+        } else {
+            e->fMessageTime = SCREENSHOT_FAILED_SECONDS;
+            e->iMessageKind = 3;
+        }
+    }
     if (twInput_KeyPressed(TW_KEY_BACK) && !e->bWheelLock)
         e->bWheelFast = !e->bWheelFast;
     // idle: any real motion of the mouse or the camera wakes the viewer

@@ -1,11 +1,14 @@
 #include "platform/image.h"
 
+#include "engine/writer.h"
+
 #include <GL/glew.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include "engine/log.h"
 #include "engine/memory.h"
+#include "engine/writer.h"
 
 #define DXT_MAX_LEVELS 32
 
@@ -97,8 +100,9 @@ int twBmp_Write(const char* pstrPath, int iWidth, int iHeight, int iChannels, co
         twLogError("twBmp_Write", "!invalid size %d x %d x %d\n", iWidth, iHeight, iChannels);
         return 0;
     }
-    FILE* pFile = fopen(pstrPath, "wb");
-    if (!pFile) {
+    // through a temporary file: a full disk never leaves half a picture under the name
+    TwWriter writer;
+    if (!twWriter_Open(&writer, pstrPath)) {
         twLogError("twBmp_Write", "!fopen : '%s'\n", pstrPath);
         return 0;
     }
@@ -114,8 +118,9 @@ int twBmp_Write(const char* pstrPath, int iWidth, int iHeight, int iChannels, co
     header.usPlanes = 1;
     header.usBitsPerPixel = (uint16_t)(iChannels * 8);
     header.uiImageSize = uiImageSize;
-    int bOk = fwrite(&header, sizeof(header), 1, pFile) == 1 && fwrite(pData, uiImageSize, 1, pFile) == 1;
-    if (fclose(pFile) != 0 || !bOk) {
+    twWriter_Write(&writer, &header, sizeof(header));
+    twWriter_Write(&writer, pData, uiImageSize);
+    if (!twWriter_Close(&writer)) {
         twLogError("twBmp_Write", "!fwrite : '%s'\n", pstrPath);
         return 0;
     }

@@ -231,6 +231,14 @@ if wait_for_text "$LOG" "---Entering main loop---"; then
     xdotool mouseup 1
     sleep 0.3
     panel_shown "$BUILD/e2e-panel.png" || fail "panel: no tabs drawn"
+    # F5: the frame with its panel as a picture in the Screenshots folder
+    press F5
+    sleep 0.5
+    shot=$(ls "$WORK/panel/Documents/Ambulon/Screenshots/"*.bmp 2>/dev/null | head -1)
+    [ -n "$shot" ] || fail "panel: F5 saved no screenshot"
+    grep -q "Screenshot successfully saved" "$LOG" || fail "panel: no screenshot line"
+    [ -n "$shot" ] && convert "$shot" "$BUILD/e2e-shot.png" 2>/dev/null &&
+        { panel_shown "$BUILD/e2e-shot.png" || fail "panel: the screenshot lacks the panel"; }
 fi
 run_and_quit "$LOG" panel-end
 [ "$(od -An -tu4 -j8 -N4 "$TEMP/Settings.bin" 2>/dev/null | tr -d ' ')" = 1 ] || fail "panel: feet weren't kept"

@@ -7,14 +7,17 @@
 #include <unistd.h>
 #include <stdlib.h>
 #include <string.h>
+#include <dirent.h>
 #include <sys/stat.h>
 
 #include "engine/engine.h"
 #include "engine/log.h"
 #include "engine/memory.h"
 #include "engine/strings.h"
+#include "engine/timer.h"
 #include "interface/layers.h"
 #include "navigation/camera.h"
+#include "platform/image.h"
 #include "platform/ogl.h"
 #include "tests/support.h"
 #include "tools/harness/samples.h"
@@ -181,6 +184,73 @@ TEST_F(Engine, SettingsRoundTripAndEveryBadFileKeepsWhatWasThere)
     EXPECT_EQ(twEngine_LoadSaveSettings(pStream, 0), 1);
     fclose(pStream);
     EXPECT_EQ(pEngine->iRenderModeWanted, pEngine->iRenderMode);
+}
+
+// The files of a folder whose names end so
+static std::vector<std::string> FilesEnding(const std::string& folder, const std::string& end)
+{
+    std::vector<std::string> names;
+    if (DIR* pDir = opendir(folder.c_str())) {
+        while (dirent* pEntry = readdir(pDir)) {
+            std::string name = pEntry->d_name;
+            if (name.size() >= end.size() && name.compare(name.size() - end.size(), end.size(), end) == 0)
+                names.push_back(folder + name);
+        }
+        closedir(pDir);
+    }
+    return names;
+}
+
+TEST_F(Engine, ScreenshotsKeepTheFrameAndNeverLeaveHalfAFile)
+{
+    std::string shots = std::string(twCore_GetUserDir()) + "Screenshots/";
+    mkdir(shots.c_str(), 0755);
+    glViewport(0, 0, 320, 240);
+    glClearColor(0.2f, 0.4f, 0.6f, 1);
+    glClear(GL_COLOR_BUFFER_BIT);
+    glDisable(GL_DEPTH_TEST);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glOrtho(0, 320, 0, 240, 1, -1);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+    glColor3f(1, 0, 0);
+    twOgl_DrawRect(10, 20, 100, 50, 0);
+    std::vector<uint8_t> frame(320 * 240 * 3);
+    glReadPixels(0, 0, 320, 240, GL_RGB, GL_UNSIGNED_BYTE, frame.data()); // the reader gives RGB
+    // two shots of one second differ by the frame number
+    ASSERT_EQ(twEngine_Screenshot(), 1);
+    twTimer_Update();
+    ASSERT_EQ(twEngine_Screenshot(), 1);
+    std::vector<std::string> names = FilesEnding(shots, ".bmp");
+    ASSERT_EQ(names.size(), 2u);
+    FILE* pFile = fopen(names[0].c_str(), "rb");
+    int iWidth = 0, iHeight = 0, iChannels = 0;
+    ASSERT_EQ(twBmp_ReadHeader(pFile, &iWidth, &iHeight, &iChannels), 1);
+    std::vector<uint8_t> shot(320 * 240 * 3);
+    ASSERT_EQ(twBmp_ReadData(pFile, (int)shot.size(), shot.data()), 1);
+    fclose(pFile);
+    EXPECT_EQ(iWidth * 1000 + iHeight, 320240);
+    EXPECT_TRUE(shot == frame);
+    EXPECT_TRUE(twTest_LogHas("Screenshot successfully saved\n"));
+    // a Screenshots that can't take a file: the shot goes to the data folder
+    for (const std::string& name : names)
+        unlink(name.c_str());
+    rmdir(shots.c_str());
+    twHarness_WriteText(shots.substr(0, shots.size() - 1), "not a folder");
+    std::string data = twCore_GetDataDir();
+    size_t iBefore = FilesEnding(data, ".bmp").size();
+    ASSERT_EQ(twEngine_Screenshot(), 1);
+    EXPECT_EQ(FilesEnding(data, ".bmp").size(), iBefore + 1);
+    // nowhere to write: a failure, and no file or piece of one anywhere
+    std::string savedData = data;
+    twCore_SetDataDir("/nonexistent/");
+    EXPECT_EQ(twEngine_Screenshot(), 0);
+    twCore_SetDataDir(savedData.c_str());
+    EXPECT_EQ(FilesEnding(data, ".part").size(), 0u);
+    for (const std::string& name : FilesEnding(data, ".bmp"))
+        unlink(name.c_str());
+    unlink(shots.substr(0, shots.size() - 1).c_str());
 }
 
 TEST_F(Engine, OpensAStandAloneCopy)
