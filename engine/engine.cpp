@@ -13,6 +13,7 @@
 #include "engine/timer.h"
 #include "interface/interf.h"
 #include "interface/layers.h"
+#include "interface/measure.h"
 #include "light/light.h"
 #include "navigation/camera.h"
 #include "platform/input.h"
@@ -112,6 +113,9 @@ int twEngine_Startup(const char* pstrExePath, char* pstrFailTag)
     twLog(STARTUP_TAG, "Initializing skybox\n");
     if (!twEngine_InitSkybox())
         return Fail(pstrFailTag, "!InitSkybox");
+    twLog(STARTUP_TAG, "Initializing measure tool\n");
+    if (!twMeasure_Init())
+        return Fail(pstrFailTag, "!InitMeasure");
     twLog(STARTUP_TAG, "Initializing interface\n");
     if (!twEngine_InitInterf())
         return Fail(pstrFailTag, "!InitInterf");
@@ -139,6 +143,8 @@ int twEngine_Shutdown(void)
 {
     twLog(SHUTDOWN_TAG, "Shutting down interface\n");
     twInterf_Free();
+    twLog(SHUTDOWN_TAG, "Shutting down measure tool\n");
+    twMeasure_Free();
     twLog(SHUTDOWN_TAG, "Shutting down skybox\n");
     twSkybox_Free();
     twLog(SHUTDOWN_TAG, "Shutting down world\n");

@@ -133,6 +133,7 @@ struct TwEngine {
     int32_t bWheelLock;
     int32_t bDevSwitchF;              // Z+F: a switch nothing reads
     int32_t bDisplaySwitchO;          // O: a display switch nothing reads yet
+    int32_t bMeasureMode;             // M: the measure tool is on
     // developer switches (the Z keys of dev mode)
     int32_t iDrawVolumes;
     int32_t bDrawSun, bInstances, bDrawSurfaces, bOcclusionCulling, bDrawOccluders, bSelectMode, bDrawSmooth;

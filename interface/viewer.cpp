@@ -13,6 +13,7 @@
 #include "interface/dev.h"
 #include "interface/interf.h"
 #include "interface/layers.h"
+#include "interface/measure.h"
 #include "light/light.h"
 #include "navigation/camera.h"
 #include "platform/input.h"
@@ -378,18 +379,27 @@ static void MovementKeys(void)
         twCamera_TopZoom(c, pEngine->iMouseDz);
 }
 
+static void CloseInterface(void)
+{
+    TwEngine* e = pEngine;
+    if (e->bInterface && e->fInterfSlideDir >= 0) {
+        // the panel stays until it has slid out
+        e->fInterfSlideDir = -1;
+        e->fProgressFade = 0;
+    }
+}
+
 static void ToggleInterface(void)
 {
     TwEngine* e = pEngine;
     if (!e->bInterface) {
         e->bInterface = 1;
         e->fInterfSlideDir = 1;
+        e->bMeasureMode = 0;
         if (!twInterf_GetPageName())
             twInterf_SelectPage(Str(e->bStandAlone ? STR_PAGE_VIEW : STR_PAGE_FILE));
     } else {
-        // the panel stays until it has slid out
-        e->fInterfSlideDir = -1;
-        e->fProgressFade = 0;
+        CloseInterface();
     }
 }
 
@@ -421,8 +431,19 @@ static void Keys(void)
         if (twInput_KeyPressed(TW_KEY_O) && e->iDrawMode != TW_MODE_WHITE)
             e->bDisplaySwitchO = !e->bDisplaySwitchO;
     }
-    if (twInput_KeyPressed(TW_KEY_F8))
+    if (twInput_KeyPressed(TW_KEY_F8)) {
         pCam->bTopView = !pCam->bTopView;
+        e->bMeasureMode = 0;
+    }
+    if (twInput_KeyPressed(TW_KEY_M) && !bZ && !pCam->bTopView) {
+        e->bMeasureMode = !e->bMeasureMode;
+        if (e->bMeasureMode) {
+            CloseInterface();
+            twMeasure_Reset();
+        }
+    }
+    if (e->bMeasureMode && !e->bInterface && twInput_ButtonPressed(TW_MOUSE_LEFT))
+        twMeasure_Click();
     if (twInput_KeyPressed(TW_KEY_F3))
         twEngine_ToggleSunShadows();
     // after the draw: the back buffer holds the finished frame, panel and all

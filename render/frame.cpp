@@ -5,6 +5,7 @@
 #include "engine/timer.h"
 #include "interface/dev.h"
 #include "interface/interf.h"
+#include "interface/measure.h"
 #include "navigation/camera.h"
 #include "platform/input.h"
 #include "platform/ogl.h"
@@ -176,6 +177,10 @@ void twEngine_Draw(void)
         twOgl_DrawAxes();
         if (!twDev_HidesWorld())
             DrawModel();
+        if (e->bMeasureMode) {
+            twMeasure_Pick(pCam, iWidth / 2, iViewY + iViewH / 2);
+            twMeasure_Draw3D();
+        }
     }
     if (bStereo && e->iStereoMode == STEREO_MASKED)
         glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
@@ -208,7 +213,9 @@ void twEngine_Draw(void)
     if (e->bInterface)
         twInterf_Draw(twInput_ButtonDown(TW_MOUSE_LEFT), twInput_ButtonPressed(TW_MOUSE_LEFT), e->iMouseDx,
                       e->iMouseDy, e->bShowHints, (1.0f - e->fInterfSlide) * (float)e->iInterfHeight);
-    if (e->bDevMode)
+    if (e->bMeasureMode)
+        twMeasure_DrawPanel(iWidth / 2, iHeight / 2, e->iUnits);
+    if (e->bDevMode || e->bMeasureMode)
         twOgl_DrawCrossHair();
     float fDelta = twTimer_GetDelta();
     if (e->fMessageTime > 0) {

@@ -239,6 +239,19 @@ if wait_for_text "$LOG" "---Entering main loop---"; then
     grep -q "Screenshot successfully saved" "$LOG" || fail "panel: no screenshot line"
     [ -n "$shot" ] && convert "$shot" "$BUILD/e2e-shot.png" 2>/dev/null &&
         { panel_shown "$BUILD/e2e-shot.png" || fail "panel: the screenshot lacks the panel"; }
+    # M: the measure tool's panel under the cross, with its words on the black strip
+    press Escape
+    sleep 0.6
+    press m
+    xdotool click 1
+    sleep 0.3
+    xdotool click 1
+    sleep 0.6
+    import -window root "$BUILD/e2e-measure.png"
+    words=$(convert "$BUILD/e2e-measure.png" -crop 340x94+470+572 -format "%[fx:maxima.r]" info: 2>/dev/null)
+    strip=$(convert "$BUILD/e2e-measure.png" -crop 300x6+490+573 -format "%[fx:mean]" info: 2>/dev/null)
+    awk -v w="${words:-0}" -v s="${strip:-1}" 'BEGIN { exit !(w > 0.8 && s < 0.3) }' ||
+        fail "panel: no measure panel ($words, $strip)"
 fi
 run_and_quit "$LOG" panel-end
 [ "$(od -An -tu4 -j8 -N4 "$TEMP/Settings.bin" 2>/dev/null | tr -d ' ')" = 1 ] || fail "panel: feet weren't kept"

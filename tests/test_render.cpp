@@ -5,6 +5,7 @@
 
 #include "engine/timer.h"
 #include "interface/layers.h"
+#include "interface/measure.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "render/render.h"
@@ -222,4 +223,31 @@ TEST_F(Draw, HiddenLayersAreNotDrawn)
     int32_t bShown = 1;
     memcpy(twLayers_GetLayer(1) + TW_LAYER_VISIBLE_OFFSET, &bShown, 4);
     twWorld_UpdateHiddenElements();
+}
+
+// The measure tool reads the drawn depth under the centre: the box's front face is 4 m from
+// the eye, and two points 1.8 m apart across it measure so, within a centimetre
+TEST_F(Draw, MeasureReadsTheDrawnDepth)
+{
+    ASSERT_EQ(twMeasure_Init(), 1);
+    float afDistances[2];
+    for (int i = 0; i < 2; i++) {
+        cam.vPos[0] = i ? 0.9f : -0.9f;
+        twCamera_UpdateMatrices(&cam, 1);
+        Frame(3, 0);
+        twMeasure_Pick(&cam, 80, 60);
+        afDistances[i] = pMeasure->fEyeDistance;
+        twMeasure_Click();
+        EXPECT_EQ(pMeasure->bMeasuring, i == 0);
+    }
+    EXPECT_NEAR(afDistances[0], 4.0f, 0.01f);
+    EXPECT_NEAR(pMeasure->vPoint[2], 1.0f, 0.01f);
+    EXPECT_EQ(pMeasure->bMeasuring, 0);
+    EXPECT_EQ(pMeasure->bHasResult, 1);
+    EXPECT_NEAR(pMeasure->fDistance, 1.8f, 0.01f);
+    // leaving the mode keeps the result
+    twMeasure_Reset();
+    EXPECT_NEAR(pMeasure->fDistance, 1.8f, 0.01f);
+    cam.vPos[0] = 0;
+    twMeasure_Free();
 }
