@@ -284,9 +284,10 @@ if [ -r "$SAMPLE" ]; then
     PID=$!
     if wait_for_text "$LOG" "---Entering main loop---"; then
         # the first frame waits for the driver to build its programs; then the sky is over the house
+        # (its top right corner: the sun and its glow stand above the middle)
         for _ in $(seq 1 100); do
             import -window root "$BUILD/e2e-sample.png"
-            blue=$(convert "$BUILD/e2e-sample.png" -crop 400x100+440+20 -format "%[fx:mean.b-mean.r]" info: 2>/dev/null)
+            blue=$(convert "$BUILD/e2e-sample.png" -crop 200x60+1080+0 -format "%[fx:mean.b-mean.r]" info: 2>/dev/null)
             awk -v b="${blue:-0}" 'BEGIN { exit !(b > 0.2) }' && break
             sleep 0.2
         done
