@@ -35,7 +35,7 @@ enum { TEX_CURSOR, TEX_CHECK, TEX_HIDDEN, TEX_SHOWN };
 // This pass's pointer and greys, read once at its head
 static struct {
     int x, y, iLiveX, iLiveY;
-    int bHeld, bPressed, iDx, iDy;
+    int bHeld, bPressed, iDx;
     float fRest, fHover;
     int bDragging;
     int bListOpen;
@@ -334,13 +334,7 @@ TwTexture* twInterf_AddTexture(int x, int y, int iWidth, int iHeight, int bBlend
         twLogError(TAG, "!pstrTextureName\n");
         return nullptr;
     }
-    FILE* pFile = twCore_GetResource(pstrTextureName, nullptr);
-    if (!pFile) {
-        twLogError(TAG, "!twCore_GetResource : %s\n", pstrTextureName);
-        return nullptr;
-    }
-    TwTexture* pTexture = twOgl_LoadTexture(pstrTextureName, pFile, GL_RGBA, 1, 0, 2);
-    fclose(pFile);
+    TwTexture* pTexture = twOgl_LoadResourceTexture(pstrTextureName, pstrTextureName, pstrTextureName, TAG);
     if (!pTexture)
         return nullptr;
     TwInterfTexture* t = (TwInterfTexture*)AddWidget(TW_LIST_TEXTURES, sizeof(TwInterfTexture), "pTexture");
@@ -605,9 +599,8 @@ static void DrawValues(const TwInterfPage* pPage)
     }
 }
 
-static void DrawHintBox(const TwInterfValue* v, int bHints)
+static void DrawHintBox(int bHints)
 {
-    (void)v;
     if (!bHints)
         return;
     static const int aiLines[4] = {433, 430, 431, 432};
@@ -649,7 +642,7 @@ void twInterf_Draw(int bHeld, int bPressed, int iMouseDx, int iMouseDy, int bHin
     s_pass.bHeld = bHeld;
     s_pass.bPressed = bPressed;
     s_pass.iDx = iMouseDx;
-    s_pass.iDy = iMouseDy;
+    (void)iMouseDy; // values move sideways only
     s_pass.fRest = I->fFade * GREY_REST / 255.0f;
     s_pass.fHover = I->fFade * GREY_HOVER / 255.0f;
     s_pass.bDragging = 0;
@@ -682,7 +675,6 @@ void twInterf_Draw(int bHeld, int bPressed, int iMouseDx, int iMouseDy, int bHin
         if (t->ppTexture)
             twOgl_DrawImage(t->x, t->y, 0, 0, *t->ppTexture, t->bBlend);
     }
-    glEnable(GL_BLEND);
     DrawButtons(pPage);
     DrawPushButtons(pPage);
     for (TwList* p = pPage->aLists[TW_LIST_FAKE_BUTTONS].pNext; p; p = p->pNext) {
@@ -732,7 +724,7 @@ void twInterf_Draw(int bHeld, int bPressed, int iMouseDx, int iMouseDy, int bHin
     if (!s_pass.bDragging)
         DrawPointer();
     else
-        DrawHintBox(s_pass.pDragged, bHints);
+        DrawHintBox(bHints);
     if (I->fFade < 1) {
         I->fFade += twTimer_GetDelta() * FADE_RATE;
         if (I->fFade > 1)

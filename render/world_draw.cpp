@@ -158,6 +158,24 @@ void twWorld_DrawDepthOnly(int bUseVbo, const uint8_t* pucGroups)
     glDisableClientState(GL_VERTEX_ARRAY);
 }
 
+// After the passes of both draws: blending, buffers and material textures off
+static void EndPasses(int iTextured)
+{
+    glDisable(GL_BLEND);
+    glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
+    glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
+    if (iTextured) {
+        glDisableClientState(GL_TEXTURE_COORD_ARRAY);
+        glDisable(GL_TEXTURE_2D);
+    }
+}
+
+// A group near enough to the eye for the soft shadow's eight taps
+static int NearForSoftShadow(const TwElementGroup* pGroup, const TwCamera* pCam)
+{
+    return twVec_DistanceSq(pCam->vPos, pGroup->vCentre) - pGroup->fRadiusSq < TW_SOFT_SHADOW_RANGE;
+}
+
 // The end of both draws: the black edges over what was drawn, the vertex array off and
 // the count for the developer panel
 static void FinishDraw(int bDrawEdges)
@@ -260,8 +278,7 @@ void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam
             const TwElementGroup* pGroup = &w->pElementGroups[g];
             if (!DrawsGroup(pGroup, pCam))
                 continue;
-            float fDistSq = twVec_DistanceSq(pCam->vPos, pGroup->vCentre) - pGroup->fRadiusSq;
-            int bNear = bShadow && bSoftShadows && fDistSq < TW_SOFT_SHADOW_RANGE;
+            int bNear = bShadow && bSoftShadows && NearForSoftShadow(pGroup, pCam);
             for (int r = 0; r < pGroup->iNumRenderArrays; r++) {
                 const TwRenderArray* pArray = &pGroup->pRenderArrays[r];
                 const TwMaterial* pMaterial = &w->pMaterials[pArray->iMaterial];
@@ -288,13 +305,7 @@ void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam
             }
         }
     }
-    glDisable(GL_BLEND);
-    glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
-    glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
-    if (iTextured) {
-        glDisableClientState(GL_TEXTURE_COORD_ARRAY);
-        glDisable(GL_TEXTURE_2D);
-    }
+    EndPasses(iTextured);
     if (bFixed) {
         twWorld_SetFixedLighting(0, 0, 0);
         glDisableClientState(GL_NORMAL_ARRAY);
@@ -497,9 +508,8 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
             const TwElementGroup* pGroup = &w->pElementGroups[g];
             if (!DrawsGroup(pGroup, pCam))
                 continue;
-            float fDistSq = twVec_DistanceSq(pCam->vPos, pGroup->vCentre) - pGroup->fRadiusSq;
             int iSun = !bShadow ? 0
-                                : TW_FP_SHADOW | (bSoftShadows && fDistSq < TW_SOFT_SHADOW_RANGE ? TW_FP_FILTERED : 0) |
+                                : TW_FP_SHADOW | (bSoftShadows && NearForSoftShadow(pGroup, pCam) ? TW_FP_FILTERED : 0) |
                                       (fShadow > 0 ? TW_FP_SUN_ADDS : 0) | (iSceneOption ? TW_FP_WHITE_SUN : 0);
             for (int r = 0; r < pGroup->iNumRenderArrays; r++) {
                 const TwRenderArray* pArray = &pGroup->pRenderArrays[r];
@@ -532,13 +542,7 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
             }
         }
     }
-    glDisable(GL_BLEND);
-    glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
-    glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
-    if (iTextured) {
-        glDisableClientState(GL_TEXTURE_COORD_ARRAY);
-        glDisable(GL_TEXTURE_2D);
-    }
+    EndPasses(iTextured);
     glDisableClientState(GL_NORMAL_ARRAY);
     glDisable(GL_FRAGMENT_PROGRAM_ARB);
     glDisable(GL_VERTEX_PROGRAM_ARB);
