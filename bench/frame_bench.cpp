@@ -290,7 +290,7 @@ int main(int argc, char** argv)
     twStrings_Init();
     if (!twStrings_ImportBin(AMB_BUILD_DIR "/Data/Strings/Strings.bin") || !twEngine_InitEngine() ||
         !twEngine_InitDevMode() || !twEngine_InitCamera() || !twEngine_InitLayers() || !twEngine_InitWorld() ||
-        !twEngine_InitSkybox() || !twEngine_InitInterf()) {
+        !twEngine_InitGallery() || !twEngine_InitSkybox() || !twEngine_InitInterf()) {
         printf("the engine didn't start\n");
         return 1;
     }

@@ -11,6 +11,7 @@
 #include "engine/memory.h"
 #include "engine/strings.h"
 #include "engine/timer.h"
+#include "interface/gallery.h"
 #include "interface/interf.h"
 #include "interface/layers.h"
 #include "interface/measure.h"
@@ -42,6 +43,7 @@
 #define MESSAGE_SECONDS 6.0f
 #define SHADOW_MESSAGE_SECONDS 4.0f // the note that this machine can't draw shadows
 #define PENDING_PUBLISH_STEP 4
+#define FIRST_KEY_STEP 1e-4f // seconds: a gallery update that only places the camera
 
 TwEngine* pEngine = nullptr;
 
@@ -110,6 +112,9 @@ int twEngine_Startup(const char* pstrExePath, char* pstrFailTag)
     twLog(STARTUP_TAG, "Initializing world\n");
     if (!twEngine_InitWorld())
         return Fail(pstrFailTag, "!InitWorld");
+    twLog(STARTUP_TAG, "Initializing gallery\n");
+    if (!twEngine_InitGallery())
+        return Fail(pstrFailTag, "!InitGallery");
     twLog(STARTUP_TAG, "Initializing skybox\n");
     if (!twEngine_InitSkybox())
         return Fail(pstrFailTag, "!InitSkybox");
@@ -147,6 +152,8 @@ int twEngine_Shutdown(void)
     twMeasure_Free();
     twLog(SHUTDOWN_TAG, "Shutting down skybox\n");
     twSkybox_Free();
+    twLog(SHUTDOWN_TAG, "Shutting down gallery\n");
+    twGallery_Shutdown();
     twLog(SHUTDOWN_TAG, "Shutting down world\n");
     twWorld_Shutdown();
     // the layers' and the camera's lines have always stood under the start-up heading, and
@@ -569,6 +576,104 @@ int twEngine_InitWorld(void)
     return 1;
 }
 
+// The sun fields of a kept angle come back only when the gallery's sun switch asks for
+// them, and crossed: the kept azimuth as the altitude and the other way round, as
+// galleries always have
+static int32_t* SunPointer(int bAltitude)
+{
+    TwEngine* e = pEngine;
+    if (!e->bAngleWithSun)
+        return nullptr;
+    return bAltitude ? &e->iSunAltitudeWanted : &e->iSunAzimuthWanted;
+}
+
+void twEngine_ApplyFirstAngle(void)
+{
+    if (twGallery_WarpToFirstAngle(pCam, SunPointer(1), SunPointer(0)) && pEngine->bAngleWithSun)
+        pEngine->iSunUpdate = 1;
+}
+
+void twEngine_WarpToSelected(void)
+{
+    TwEngine* e = pEngine;
+    int bAngle = pGallery->pSelected && pGallery->pSelected->iType == TW_GALLERY_ANGLE;
+    if (twGallery_WarpToSelected(pCam, SunPointer(1), SunPointer(0)) && bAngle && e->bAngleWithSun)
+        e->iSunUpdate = 1;
+    // a walker who kept coasting would leave the kept view at once
+    pCam->fForward = pCam->fStrafe = 0;
+    e->fIdleTime = 0;
+}
+
+static void GalleryPath(char* pstrOut, size_t uiSize)
+{
+    snprintf(pstrOut, uiSize, "%sTemp/%s", twCore_GetUserDir(), TW_GALLERY_FILE);
+}
+
+// The full program keeps the user's gallery in Temp between runs, written at every change
+// the user makes, and only then: a copy opened as the model brings its own gallery, which
+// must not take the place of the user's unasked. An emptied gallery takes its file with it,
+// so deleted views don't come back
+int twEngine_SaveGallery(void)
+{
+    if (!pGallery || pEngine->bStandAlone || !twCore_GetUserDir() || !twCore_GetUserDir()[0])
+        return 1;
+    char szPath[TW_PATH_SIZE + 32];
+    GalleryPath(szPath, sizeof(szPath));
+    if (twGallery_GetNumItems() == 0) {
+        FILE* pFile = fopen(szPath, "rb");
+        if (pFile) {
+            fclose(pFile);
+            twWindow_DeleteFile(szPath);
+        }
+        return 1;
+    }
+    if (!twGallery_Save(szPath)) {
+        twLogError("twEngine_SaveGallery", "!twGallery_Save\n");
+        return 0;
+    }
+    return 1;
+}
+
+int twEngine_InitGallery(void)
+{
+    const char* pstrTag = "twEngine_InitGallery";
+    TwEngine* e = pEngine;
+    if (!twGallery_Init(TW_GALLERY_MAX_KEYS, TW_GALLERY_KEYS_PER_SECOND, pCam->vPos, &pCam->fPitch, &pCam->fOrthoPitch,
+                        pCam->vOrthoCentre, &pCam->fOrthoHalfWidth, &pCam->bTopView))
+        return 0;
+    int iSize = 0;
+    FILE* pFile = twCore_GetResource(TW_GALLERY_FILE, &iSize);
+    if (!pFile && !e->bStandAlone) {
+        // the user's own gallery of the last run
+        char szPath[TW_PATH_SIZE + 32];
+        GalleryPath(szPath, sizeof(szPath));
+        pFile = fopen(szPath, "rb");
+        iSize = -1;
+        if (!pFile)
+            return 1;
+        twLog(pstrTag, "Loading gallery from local file\n");
+        if (!twGallery_Load(pFile, iSize))
+            twLogError(pstrTag, "!twGallery_Load\n");
+        fclose(pFile);
+        return 1;
+    }
+    if (!pFile)
+        return 1;
+    int bLoaded = twGallery_Load(pFile, iSize);
+    fclose(pFile);
+    if (!bLoaded) {
+        twLogError(pstrTag, "!twGallery_Load\n");
+        return 1;
+    }
+    if (e->bPlayOnStart && twGallery_PlayFromTop()) {
+        // a step too small to move: the camera takes the first key
+        twGallery_Update(FIRST_KEY_STEP);
+        return 1;
+    }
+    twEngine_ApplyFirstAngle();
+    return 1;
+}
+
 int twEngine_Load(const char* pstrPath)
 {
     TwEngine* e = pEngine;
@@ -606,6 +711,25 @@ int twEngine_Load(const char* pstrPath)
         }
         e->bLightLoaded = 1;
         e->iRenderModeWanted = TW_MODE_LIT;
+    }
+    int iSize = 0;
+    FILE* pGalleryFile = twCore_GetResourceExt(TW_GALLERY_FILE, szPath, &iSize);
+    if (!pGalleryFile) {
+        twGallery_Free();
+    } else {
+        twGallery_StopPlaying();
+        // through the error call on purpose: the log has always shown these two there
+        twLogError("twEngine_Load", "Freeing previous gallery...\n");
+        twGallery_Free();
+        twLogError("twEngine_Load", "Loading gallery...\n");
+        if (twGallery_Load(pGalleryFile, iSize))
+            twEngine_ApplyFirstAngle();
+        fclose(pGalleryFile);
+    }
+    FILE* pSettings = twCore_GetResourceExt(TW_SETTINGS_FILE, szPath, nullptr);
+    if (pSettings) {
+        twEngine_LoadSaveSettings(pSettings, 0);
+        fclose(pSettings);
     }
     snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", szPath);
     // under the light loader's tag on purpose: readers of the log look for it there
@@ -751,8 +875,15 @@ int twEngine_Update(void)
         // can't pile up in it until the first swap
         glFlush();
     }
-    // walking collides only once the level has settled, and not while the sun moves
-    int bCollide = pCam->bWalk && e->fTimeInLevel > TW_LEVEL_SWAP_DELAY && e->iSunUpdate == 0;
+    if (e->fTimeInLevel > TW_LEVEL_GALLERY_DELAY && twGallery_Update(fDelta)) {
+        // a recording that filled its buffer closed a clip
+        e->bUpdateGalleryImage = 1;
+        twEngine_SaveGallery();
+    }
+    // walking collides only once the level has settled, not while the sun moves, and not
+    // while a clip moves the camera
+    int bCollide = pCam->bWalk && !twGallery_IsPlaying() && e->fTimeInLevel > TW_LEVEL_SWAP_DELAY &&
+                   e->iSunUpdate == 0;
     twCamera_Update(pCam, bCollide);
     if (bCollide)
         twWorld_Collide(pCam->vPos, pCam->fEyeHeight, e->fCollisionSize);
@@ -775,6 +906,10 @@ int twEngine_Update(void)
         e->iLayerUpdate = 0;
     } else if (e->iLayerUpdate) {
         e->iLayerUpdate++;
+    }
+    if (e->bUpdateGalleryImage) {
+        twEngine_UpdateGallery();
+        e->bUpdateGalleryImage = 0;
     }
     e->fTimeRunning += fDelta;
     e->fTimeInLevel += fDelta;

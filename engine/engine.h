@@ -9,6 +9,7 @@
 
 struct TwTexture;
 struct TwFbo;
+struct TwCamera;
 
 #define TW_APP_NAME "Ambulon 2"
 #define TW_PROGRAM_NAME "Ambulon.exe"
@@ -125,7 +126,6 @@ struct TwEngine {
     int32_t bStatistics;              // U: the frame rate and counts panel
     int32_t bPlayOnStart;             // setting: a copy plays its gallery at start
     int32_t bPlayWhenIdle;            // setting: the gallery plays after a while without input
-    int32_t bPlayAll;                 // play goes on through every clip
     int32_t bAngleWithSun;            // a kept angle brings back its sun
     float fIdleTime;                  // seconds without input
     int32_t bIdle;
@@ -156,6 +156,12 @@ int twEngine_InitCamera(void);
 int twEngine_InitLayers(void);
 int twEngine_InitWorld(void);
 int twEngine_InitSkybox(void);
+int twEngine_InitGallery(void);
+int twEngine_SaveGallery(void);      // the user's gallery into Temp, after every change
+void twEngine_ApplyFirstAngle(void); // the gallery's first angle into the camera
+void twEngine_WarpToSelected(void);  // the selected angle into the camera, or its clip played
+int twEngine_UpdateGallery(void);    // the preview of the selected item (publish/screenshot.cpp)
+void twEngine_DrawView(const TwCamera* pCamera, int iWidth, int iHeight); // sky and model, as the frame
 int twEngine_UpdateSun(void); // turns the sun's camera to the applied angles
 int twEngine_ToggleSunShadows(void); // F3
 int twEngine_Screenshot(void);       // F5: the back buffer as a BMP (publish/screenshot.cpp)

@@ -11,6 +11,7 @@
 #include "engine/timer.h"
 #include "engine/vector.h"
 #include "interface/dev.h"
+#include "interface/gallery.h"
 #include "interface/interf.h"
 #include "interface/layers.h"
 #include "interface/measure.h"
@@ -64,7 +65,6 @@ static struct {
     const char* apszScene[2];
     char aszUnits[2][TW_TEXT_SIZE];
     const char* apszUnits[2];
-    TwTexture* pGalleryKindImage; // the gallery's kind of item, when it comes
     int bHasLight;                // the light page offers the job
 } s_ui;
 
@@ -212,8 +212,8 @@ static int PageGallery(void)
         twLogError("InitInterf", "!twInterf_AddTexture\n");
         return 0;
     }
-    twInterf_AddTexture2(300, H - 145, 1, &s_ui.pGalleryKindImage);
-    twInterf_AddContainer(187, ROW(9), 257, 15, s_ui.szEmpty);
+    twInterf_AddTexture2(300, H - 145, 1, &pGallery->pTexture);
+    twInterf_AddContainer(187, ROW(9), 257, 15, pGallery->szLabel);
     if (bFull) {
         twInterf_AddButton(714, ROW(1), WIDGET_W, WIDGET_H, Str(STR_GALLERY_DELETE), 0, 0, 0, 1);
         twInterf_AddButton(544, ROW(3), WIDGET_W, WIDGET_H, Str(STR_GALLERY_EARLIER), 0, 0, 0, 1);
@@ -222,7 +222,7 @@ static int PageGallery(void)
     }
     twInterf_AddPushButton(714, ROW(6), WIDGET_W, WIDGET_H, Str(STR_GALLERY_IDLE), &e->bPlayWhenIdle, 1);
     twInterf_AddButton(544, ROW(7), WIDGET_W, WIDGET_H, Str(STR_GALLERY_STOP), 0, 0, 0, 1);
-    twInterf_AddPushButton(714, ROW(7), WIDGET_W, WIDGET_H, Str(STR_GALLERY_ALL), &e->bPlayAll, 1);
+    twInterf_AddPushButton(714, ROW(7), WIDGET_W, WIDGET_H, Str(STR_GALLERY_ALL), &pGallery->bPlayAll, 1);
     twInterf_AddButton(544, ROW(9), WIDGET_W, WIDGET_H, Str(STR_GALLERY_PREV), 0, 0, 0, 1);
     twInterf_AddButton(714, ROW(9), WIDGET_W, WIDGET_H, Str(STR_GALLERY_NEXT), 0, 0, 0, 1);
     return 1;
@@ -395,11 +395,85 @@ static void ToggleInterface(void)
     if (!e->bInterface) {
         e->bInterface = 1;
         e->fInterfSlideDir = 1;
+        if (twGallery_IsRecording())
+            twGallery_StopRecording();
         e->bMeasureMode = 0;
         if (!twInterf_GetPageName())
             twInterf_SelectPage(Str(e->bStandAlone ? STR_PAGE_VIEW : STR_PAGE_FILE));
     } else {
         CloseInterface();
+    }
+}
+
+// A clip starts from a standing camera: a walker's coasting would count as a wake-up
+static int PlayFromTop(void)
+{
+    pCam->fForward = pCam->fStrafe = 0;
+    return twGallery_PlayFromTop();
+}
+
+// What the user changed in the gallery is kept at once, and its preview renewed
+static void GalleryChanged(void)
+{
+    pEngine->bUpdateGalleryImage = 1;
+    twEngine_SaveGallery();
+}
+
+// F4 keeps the view, Shift+R records, P plays, and a click while recording pauses and
+// closes a clip
+static void GalleryKeys(int bShift)
+{
+    TwEngine* e = pEngine;
+    int bFull = !e->bStandAlone;
+    if (twInput_KeyPressed(TW_KEY_F4) && bFull) {
+        TwNavpoint nav;
+        twGallery_NavpointFromCamera(pCam, e->iSunAzimuth, e->iSunAltitude, &nav);
+        if (twGallery_AddAngle(nullptr, &nav)) {
+            GalleryChanged();
+            twEngine_FlashNote(0, 1, 0);
+        }
+    }
+    if (twInput_KeyPressed(TW_KEY_R) && bShift && bFull) {
+        if (!twGallery_IsRecording()) {
+            if (twGallery_StartRecording() && e->bInterface)
+                CloseInterface();
+        } else {
+            twGallery_StopRecording();
+        }
+    }
+    if (twInput_KeyPressed(TW_KEY_P)) {
+        if (twGallery_IsPlaying())
+            twGallery_StopPlaying();
+        else if (bShift || !twGallery_Resume())
+            PlayFromTop();
+    }
+    if (twGallery_IsRecording() && !e->bInterface && twInput_ButtonPressed(TW_MOUSE_LEFT) &&
+        twGallery_RecTogglePause())
+        GalleryChanged();
+}
+
+// Any real motion of the mouse or the camera wakes the viewer and stops a clip; a viewer
+// left alone long enough plays its gallery, once
+static void Idle(void)
+{
+    TwEngine* e = pEngine;
+    int iDx = e->iMouseDx, iDy = e->iMouseDy;
+    int bMouse = e->fTimeInLevel > 0.2f && (iDx * iDx >= 3 || iDy * iDy >= 3) &&
+                 (!e->bInterface || !twGallery_IsPlaying());
+    float fDelta = twTimer_GetDelta();
+    if (bMouse || (fDelta > 0 && pCam->fMoved / fDelta > 1e-5f)) {
+        e->fIdleTime = 0;
+        e->bIdle = 0;
+        twGallery_StopPlaying();
+        return;
+    }
+    if (!e->bPlayWhenIdle)
+        return;
+    e->fIdleTime += fDelta;
+    if (e->fIdleTime > e->fIdleLimit && !e->bIdle) {
+        e->bIdle = 1;
+        if (!twGallery_IsRecording() && !twGallery_IsPlaying() && !pGallery->bContinue)
+            PlayFromTop();
     }
 }
 
@@ -439,9 +513,13 @@ static void Keys(void)
         e->bMeasureMode = !e->bMeasureMode;
         if (e->bMeasureMode) {
             CloseInterface();
+            if (twGallery_IsRecording())
+                twGallery_StopRecording();
             twMeasure_Reset();
         }
     }
+    if (!bZ)
+        GalleryKeys(bShift);
     if (e->bMeasureMode && !e->bInterface && twInput_ButtonPressed(TW_MOUSE_LEFT))
         twMeasure_Click();
     if (twInput_KeyPressed(TW_KEY_F3))
@@ -457,14 +535,7 @@ static void Keys(void)
     }
     if (twInput_KeyPressed(TW_KEY_BACK) && !e->bWheelLock)
         e->bWheelFast = !e->bWheelFast;
-    // idle: any real motion of the mouse or the camera wakes the viewer
-    int iDx = e->iMouseDx, iDy = e->iMouseDy;
-    if ((e->fTimeInLevel > 0.2f && (iDx * iDx >= 3 || iDy * iDy >= 3)) || twVec_Dot(pCam->vMoved, pCam->vMoved) > 1e-10f) {
-        e->fIdleTime = 0;
-        e->bIdle = 0;
-    } else if (e->bPlayWhenIdle) {
-        e->fIdleTime += twTimer_GetDelta();
-    }
+    Idle();
 }
 
 static int Is(const char* pstrName, int iId) { return !strcmp(pstrName, Str(iId)); }
@@ -473,6 +544,26 @@ static void ShowPage(int iId)
 {
     if (!twInterf_IsPage(Str(iId)))
         twInterf_SelectPage(Str(iId));
+}
+
+static void GalleryCommand(const char* pstrName)
+{
+    if (!strcmp(pstrName, GALLERY_IMAGE)) {
+        twEngine_WarpToSelected();
+    } else if (Is(pstrName, STR_GALLERY_PREV) || Is(pstrName, STR_GALLERY_NEXT)) {
+        if (Is(pstrName, STR_GALLERY_PREV) ? twGallery_SelectPrevious() : twGallery_SelectNext())
+            pEngine->bUpdateGalleryImage = 1;
+    } else if (Is(pstrName, STR_GALLERY_STOP)) {
+        twGallery_StopPlaying();
+    } else if (pEngine->bStandAlone) {
+        return; // a copy's gallery is the one it was given
+    } else if (Is(pstrName, STR_GALLERY_DELETE)) {
+        twGallery_Delete();
+        GalleryChanged();
+    } else if (Is(pstrName, STR_GALLERY_EARLIER) || Is(pstrName, STR_GALLERY_LATER)) {
+        if (Is(pstrName, STR_GALLERY_EARLIER) ? twGallery_MoveEarlier() : twGallery_MoveLater())
+            GalleryChanged();
+    }
 }
 
 static void Commands(void)
@@ -537,8 +628,9 @@ static void Commands(void)
             twLayers_NextPage();
         else if (Is(pstrName, STR_LAYERS_PREV))
             twLayers_PrevPage();
+    } else if (twInterf_IsPage(Str(STR_PAGE_GALLERY))) {
+        GalleryCommand(pstrName);
     }
-    // the gallery's commands come with the gallery
 }
 
 // The pointer of the panel: the frozen one holds still through a drag, and the live one

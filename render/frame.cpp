@@ -4,6 +4,7 @@
 #include "engine/strings.h"
 #include "engine/timer.h"
 #include "interface/dev.h"
+#include "interface/gallery.h"
 #include "interface/interf.h"
 #include "interface/measure.h"
 #include "navigation/camera.h"
@@ -17,6 +18,8 @@
 #define SLIDE_FOV_ADD 14.0f      // degrees the view widens while the panel slides out
 #define NOTE_HALF_WIDTH 300      // the shutter flash, pixels about the window's centre
 #define NOTE_HALF_HEIGHT 200
+#define BLINK_PERIOD 0.6f        // seconds of the recording dot's blink, shown for the first 0.4
+#define BLINK_SHOWN 0.4f
 #define SHADOW_VALUE_OFF 0.02f   // a shadow value this close to 0 casts nothing
 
 #define MESSAGE_WIDTH 460        // the centre message and the hints, pixels
@@ -71,19 +74,55 @@ static void WindowPixels(int iWidth, int iHeight)
 }
 
 // The building in the applied render mode
-static void DrawModel(void)
+static void DrawModel(const TwCamera* pCamera)
 {
     TwEngine* e = pEngine;
     float fShadow = 0;
     if (e->bSunShadows && (e->fSunShadow < -SHADOW_VALUE_OFF || e->fSunShadow > SHADOW_VALUE_OFF))
         fShadow = e->fSunShadow;
     if (e->iDrawMode == TW_MODE_LIT) {
-        twWorld_DrawLit(e->bUseVbo, e->iSceneOption, pCam, (float)e->iSunAzimuth, (float)e->iSunAltitude, fShadow,
+        twWorld_DrawLit(e->bUseVbo, e->iSceneOption, pCamera, (float)e->iSunAzimuth, (float)e->iSunAltitude, fShadow,
                         e->fLightLevel, e->bDrawEdges, 1, e->bSoftShadows);
         return;
     }
-    twWorld_Draw(e->bUseVbo, e->iDrawMode, e->iSceneOption, pCam, (float)e->iSunAzimuth, (float)e->iSunAltitude,
+    twWorld_Draw(e->bUseVbo, e->iDrawMode, e->iSceneOption, pCamera, (float)e->iSunAzimuth, (float)e->iSunAltitude,
                  fShadow, e->fLightLevel, e->fLightGain, e->bDrawEdges, 1, e->bSoftShadows);
+}
+
+// Red while recording, green while paused, with the blinking dot over the pause bars and
+// the line that tells what a click does
+static void DrawRecording(int iWidth, int iHeight)
+{
+    TwEngine* e = pEngine;
+    static float s_fBlink = 0;
+    s_fBlink += twTimer_GetDelta();
+    if (s_fBlink >= BLINK_PERIOD)
+        s_fBlink = 0;
+    int bPaused = twGallery_IsRecPaused();
+    int x = iWidth / 2 - NOTE_HALF_WIDTH, y = iHeight / 2 - NOTE_HALF_HEIGHT;
+    glColor3f(bPaused ? 0.0f : 1.0f, bPaused ? 1.0f : 0.0f, 0);
+    twOgl_DrawRect(x, y, 2 * NOTE_HALF_WIDTH, 2 * NOTE_HALF_HEIGHT, 1);
+    glColor4f(1, 1, 1, 1);
+    if (e->pPauseTexture)
+        twOgl_DrawImage(iWidth / 2 - 260, iHeight / 2 - 192, 0, 0, e->pPauseTexture, 1);
+    if (!bPaused && s_fBlink < BLINK_SHOWN && e->pRecTexture)
+        twOgl_DrawImage(iWidth / 2 - 260, iHeight / 2 - 192, 0, 0, e->pRecTexture, 1);
+    twOgl_DrawText(0, x + 8, y - 18, twGallery_GetStatus());
+}
+
+// The background and the building as another camera sees them, into the viewport set
+void twEngine_DrawView(const TwCamera* pCamera, int iWidth, int iHeight)
+{
+    TwEngine* e = pEngine;
+    LoadMatrices(pCamera->mProjection, pCamera->mView);
+    if (!pCamera->bTopView && e->iSkyMode == 1) {
+        twSkybox_Draw(pCamera->vPos, e->bSkyFollowsSun ? (float)e->iSunAzimuthWanted : 0);
+    } else if (!pCamera->bTopView && e->iSkyMode == 2) {
+        twOgl_DrawBackground(iWidth, iHeight);
+        LoadMatrices(pCamera->mProjection, pCamera->mView);
+    }
+    glClear(GL_DEPTH_BUFFER_BIT);
+    DrawModel(pCamera);
 }
 
 // A box of text lines in the window's middle, on a dark ground
@@ -176,7 +215,7 @@ void twEngine_Draw(void)
         glClear(GL_DEPTH_BUFFER_BIT | (e->bClearColor ? GL_COLOR_BUFFER_BIT : 0));
         twOgl_DrawAxes();
         if (!twDev_HidesWorld())
-            DrawModel();
+            DrawModel(pCam);
         if (e->bMeasureMode) {
             twMeasure_Pick(pCam, iWidth / 2, iViewY + iViewH / 2);
             twMeasure_Draw3D();
@@ -200,8 +239,10 @@ void twEngine_Draw(void)
     }
     if (e->bDrawFlare)
         twWorld_DrawFlare(pCam, iWidth, iHeight, fSkyAngle);
-    // the shutter flash of a screenshot or a kept view
-    if (e->fNoteTime > 0) {
+    // the recording frame, or the shutter flash of a screenshot or a kept view
+    if (twGallery_IsRecording())
+        DrawRecording(iWidth, iHeight);
+    else if (e->fNoteTime > 0) {
         glColor3fv(e->vNoteColor);
         twOgl_DrawRect(iWidth / 2 - NOTE_HALF_WIDTH, iHeight / 2 - NOTE_HALF_HEIGHT, 2 * NOTE_HALF_WIDTH,
                        2 * NOTE_HALF_HEIGHT, 1);

@@ -260,6 +260,58 @@ run_and_quit "$LOG" panel-again
 [ "$(od -An -tu4 -j8 -N4 "$TEMP/Settings.bin" 2>/dev/null | tr -d ' ')" = 1 ] || fail "panel: feet lost on restart"
 grep -q "!version mismatch" "$LOG" && fail "panel: the saved settings were refused"
 
+# --- 6d. The gallery: F4 keeps a view, Shift+R and two clicks record a clip, and after a
+# restart P plays it. The Gallery tab is the panel's fifth row.
+LOG=$(make_home gallery)
+TEMP="$WORK/gallery/Documents/Ambulon/Temp"
+mkdir -p "$TEMP"
+"$BUILD/write_model" "$TEMP/Export.bin"
+start_viewer "$WORK/gallery" "$BUILD/Ambulon.exe"
+if wait_for_text "$LOG" "---Entering main loop---"; then
+    sleep 0.6
+    press F4
+    sleep 0.3
+    [ -s "$TEMP/Gallery" ] || fail "gallery: F4 kept no view"
+    press Shift_L r
+    sleep 0.3
+    import -window root "$BUILD/e2e-armed.png"
+    xdotool click 1
+    sleep 0.3
+    xdotool keydown s
+    sleep 0.6
+    import -window root "$BUILD/e2e-recording.png"
+    sleep 0.6
+    xdotool keyup s
+    xdotool click 1
+    sleep 0.5
+    grep -q "Added new clip" "$LOG" || fail "gallery: the second click closed no clip"
+    press Escape
+    sleep 0.8
+    xdotool mousemove_relative -- -560 381 # over the Gallery tab
+    sleep 0.3
+    xdotool click 1
+    sleep 0.8
+    import -window root "$BUILD/e2e-gallery.png"
+fi
+run_and_quit "$LOG" gallery-end
+# a view of 72 bytes and a clip of some keys, each behind its 136 bytes of head
+size=$(stat -c %s "$TEMP/Gallery" 2>/dev/null || echo 0)
+[ "$size" -gt $((13 + 208 + 140 + 10 * 48)) ] && [ $(((size - 13 - 208 - 140) % 48)) = 0 ] ||
+    fail "gallery: a Gallery of $size bytes"
+start_viewer "$WORK/gallery" "$BUILD/Ambulon.exe"
+if wait_for_text "$LOG" "Done loading numitems=2"; then
+    wait_for_text "$LOG" "---Entering main loop---" 10 || true
+    sleep 0.6
+    press p
+    sleep 0.4
+    import -window root "$BUILD/e2e-play.png"
+    grep -q "Playing 'Clip" "$LOG" || fail "gallery: P played nothing"
+    press p
+else
+    fail "gallery: the kept gallery wasn't loaded again"
+fi
+run_and_quit "$LOG" gallery-again
+
 # --- 6c. On a slow machine a tap of Escape shorter than a frame still opens the panel ---
 if strings "$BUILD/Ambulon.exe" | grep -q AMB_TEST_SLOW_FRAME; then
     LOG=$(make_home slow)

@@ -4,6 +4,7 @@
 #include <SDL2/SDL.h>
 #include <gtest/gtest.h>
 #include <string.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <string>
@@ -12,6 +13,7 @@
 #include "engine/engine.h"
 #include "engine/strings.h"
 #include "interface/dev.h"
+#include "interface/gallery.h"
 #include "interface/interf.h"
 #include "interface/layers.h"
 #include "navigation/camera.h"
@@ -36,6 +38,7 @@ struct Interf : ::testing::Test {
         ASSERT_EQ(twEngine_InitCamera(), 1);
         ASSERT_EQ(twEngine_InitLayers(), 1);
         ASSERT_EQ(twEngine_InitWorld(), 1);
+        ASSERT_EQ(twEngine_InitGallery(), 1);
         ASSERT_EQ(twEngine_InitInterf(), 1);
     }
     static void TearDownTestSuite() { twEngine_Shutdown(); }
@@ -286,7 +289,7 @@ TEST_F(Interf, EveryPageIsBuiltAndEveryButtonIsACommand)
     std::vector<std::string> commands;
     for (int iId : {100, 101, 102, 103, 104, 105, 106, 107, 112, 116, 117, 204, 205, 206, 240, 241})
         commands.push_back(twStrings_Get(iId));
-    // the gallery's buttons and the light button of a machine without programs do nothing yet
+    // the gallery's buttons, and the light button of a machine without programs, which does nothing
     for (int iId : {207, 301, 302, 303, 306, 308, 309})
         commands.push_back(twStrings_Get(iId));
     int iPages = 0;
@@ -307,4 +310,50 @@ TEST_F(Interf, EveryPageIsBuiltAndEveryButtonIsACommand)
         }
     }
     EXPECT_EQ(iPages, 9);
+}
+
+// F4 keeps the view with a green flash and writes the gallery to Temp; Shift+R arms a
+// recording, clicks run and close a clip; the idle timer starts play and a key stops it
+TEST_F(Interf, GalleryKeysRecordKeepAndPlay)
+{
+    std::string path = twHarness_Dir() + "Temp/Gallery";
+    mkdir((twHarness_Dir() + "Temp").c_str(), 0755);
+    twGallery_Free();
+    pEngine->bInterface = 0;
+    pEngine->fInterfSlideDir = 0;
+    Tap(SDL_SCANCODE_F4);
+    Frame(W / 2, H / 2);
+    EXPECT_EQ(twGallery_GetNumItems(), 1);
+    EXPECT_EQ(pEngine->vNoteColor[1], 1.0f);
+    EXPECT_EQ(pEngine->bUpdateGalleryImage, 1);
+    EXPECT_FALSE(twHarness_ReadFile(path).empty());
+    Key(SDL_SCANCODE_LSHIFT, 1);
+    Tap(SDL_SCANCODE_R);
+    Frame(W / 2, H / 2);
+    Key(SDL_SCANCODE_LSHIFT, 0);
+    ASSERT_EQ(twGallery_IsRecording(), 1);
+    Tap(0, SDL_BUTTON_LEFT);
+    Frame(W / 2, H / 2);
+    EXPECT_EQ(twGallery_IsRecPaused(), 0);
+    for (int i = 0; i < 3; i++)
+        twGallery_Update(0.05f);
+    Tap(0, SDL_BUTTON_LEFT);
+    Frame(W / 2, H / 2);
+    EXPECT_EQ(twGallery_GetNumItems(), 2); // the pause closed a clip, and the next is armed
+    EXPECT_EQ(twGallery_IsRecording(), 1);
+    Tap(SDL_SCANCODE_ESCAPE); // the panel coming up stops the recording
+    Frame(W / 2, H / 2);
+    EXPECT_EQ(twGallery_IsRecording(), 0);
+    pEngine->bInterface = 0;
+    pEngine->fInterfSlideDir = 0;
+    // left alone past the limit, the viewer plays its gallery
+    pEngine->bPlayWhenIdle = 1;
+    pEngine->fIdleTime = pEngine->fIdleLimit + 1;
+    Frame(W / 2, H / 2);
+    EXPECT_EQ(twGallery_IsPlaying(), 1);
+    Tap(SDL_SCANCODE_P);
+    Frame(W / 2, H / 2);
+    EXPECT_EQ(twGallery_IsPlaying(), 0);
+    pEngine->bPlayWhenIdle = 0;
+    twGallery_Free();
 }

@@ -10,7 +10,7 @@ FUZZ=$(cd "$1" && pwd)
 BUILD=$(cd "$2" && pwd)
 shift 2
 SEEDS=$FUZZ/seeds
-mkdir -p "$SEEDS"/{pack,strings,settings,bmp,tga,dds,model,light}
+mkdir -p "$SEEDS"/{pack,strings,settings,gallery,bmp,tga,dds,model,light}
 cp "$BUILD/Data/Strings/Strings.bin" "$SEEDS/strings/"
 cp "$BUILD/Data/Settings.bin" "$SEEDS/settings/"
 cp "$BUILD/Data/Textures/System/Check.tga" "$BUILD/Data/Textures/System/Cross2.tga" "$SEEDS/tga/"
@@ -20,11 +20,18 @@ printf 'bare program' > "$SEEDS/bare"
 "$BUILD/make_pack" "$SEEDS/pack/small.exe" "$SEEDS/bare" "$BUILD/Data/Textures/System/Check.tga"
 rm -f "$SEEDS/bare"
 "$BUILD/write_model" "$SEEDS/model/house.bin"
+# a gallery of one view (field of view 80) and one clip of two keys, all else zero
+zeros() { head -c "$1" /dev/zero; }
+{
+    printf 'G\x01\0\0\0\x02\0\0\0\x01\0\0\0'
+    printf '\0\0\0\0View'; zeros 124; printf '\x02\0\0\0'; zeros 52; printf '\0\0\xa0\x42'; zeros 16
+    printf '\x01\0\0\0Clip'; zeros 124; printf '\x01\0\0\0\x02\0\0\0'; zeros 96
+} > "$SEEDS/gallery/two.bin"
 # the display driver keeps some blocks for good
 export LSAN_OPTIONS="suppressions=$(cd "$(dirname "$0")/.." && pwd)/lsan.supp:print_suppressions=0"
 
 status=0
-for target in pack strings settings bmp tga dds model light; do
+for target in pack strings settings gallery bmp tga dds model light; do
     mkdir -p "$FUZZ/corpus/$target"
     if ! (cd "$FUZZ" && "./fuzz_$target" -max_len=16384 "$@" "corpus/$target" "$SEEDS/$target" \
             >"$FUZZ/fuzz_$target.log" 2>&1); then
