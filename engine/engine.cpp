@@ -687,6 +687,15 @@ int twEngine_Load(const char* pstrPath)
     } else {
         snprintf(szPath, sizeof(szPath), "%s", pstrPath);
     }
+    // a file that isn't a copy with a model is refused before the open model is let go
+    FILE* pModel = twCore_GetResourceExt(TW_MODEL_RESOURCE, szPath, nullptr);
+    if (!pModel) {
+        twLogError("twEngine_Load", "!No model in '%s': the open model stays\n", szPath);
+        e->fMessageTime = MESSAGE_SECONDS;
+        e->iMessageKind = 1;
+        return 0;
+    }
+    fclose(pModel);
     int iStatus = 0;
     if (!twWorld_LoadModel(twEngine_ShowProgress, szPath, 1, pCam, e->szModelInfo, &e->iSunAltitudeWanted,
                            &e->iSunAzimuthWanted, e->bUseVbo, &iStatus)) {
@@ -741,18 +750,36 @@ int twEngine_Load(const char* pstrPath)
 
 int twEngine_RunPending(const char* pstrPath, int* piStep, int* piKind, float* pfMessageTime, int* piMessageKind)
 {
-    (void)pstrPath;
-    (void)pfMessageTime;
-    (void)piMessageKind;
     if (*piKind == TW_PENDING_OPEN) {
         twEngine_Load(nullptr);
         *piStep = 0;
         *piKind = TW_PENDING_NONE;
         return 1;
     }
-    // publishing joins with its module; nothing else is pending
-    *piStep = 0;
-    *piKind = TW_PENDING_NONE;
+    if (*piKind != TW_PENDING_PUBLISH_WIN && *piKind != TW_PENDING_PUBLISH_MAC) {
+        *piStep = 0;
+        *piKind = TW_PENDING_NONE;
+        return 1;
+    }
+    int bMac = *piKind == TW_PENDING_PUBLISH_MAC;
+    if (*piStep >= PENDING_PUBLISH_STEP) {
+        // the message panel has been up for three frames: now the program may block
+        twEngine_Save(bMac, pstrPath);
+        *piStep = 0;
+        *piKind = TW_PENDING_NONE;
+        *pfMessageTime = 0;
+        return 1;
+    }
+    if (*piStep == 1) {
+        if (!twEngine_PickPublishPath(bMac)) {
+            *piStep = 0;
+            *piKind = TW_PENDING_NONE;
+            return 1;
+        }
+        *pfMessageTime = 1.0f;
+        *piMessageKind = 5;
+    }
+    (*piStep)++;
     return 1;
 }
 
@@ -1043,6 +1070,15 @@ int twEngine_ShowProgress(const char* pstrLine1, const char* pstrLine2, float fF
         snprintf(szPercent, sizeof(szPercent), "%s %.0f %%", twStrings_Get(TW_STR_LOADING), fFraction * 100.0f);
         pstrLine2 = szPercent;
     }
+    // a call that would draw the very picture on screen draws nothing: a model's loader
+    // reports thousands of steps, and the percentage moves on only a hundred times
+    static char s_szShown[2 * TW_PATH_SIZE + 8];
+    char szNow[sizeof(s_szShown)];
+    snprintf(szNow, sizeof(szNow), "%d\n%.*s\n%.*s", pstrLine1 != nullptr, TW_PATH_SIZE, pstrLine1 ? pstrLine1 : "",
+             TW_PATH_SIZE, pstrLine2 ? pstrLine2 : "");
+    if (pEngine->fProgressFade > TW_PROGRESS_FADE_END && !strcmp(szNow, s_szShown))
+        return 1;
+    memcpy(s_szShown, szNow, sizeof(s_szShown));
     // the first call blocks for the fade-in; later calls draw once
     do {
         glDisable(GL_DEPTH_TEST);

@@ -167,6 +167,8 @@ int twEngine_ToggleSunShadows(void); // F3
 int twEngine_Screenshot(void);       // F5: the back buffer as a BMP (publish/screenshot.cpp)
 void twEngine_FlashNote(float fRed, float fGreen, float fBlue); // the shutter flash
 int twEngine_Load(const char* pstrPath); // opens a stand-alone copy as the model; null asks the user
+int twEngine_Save(int bMac, const char* pstrPath); // publishes a copy (publish/publish.cpp)
+int twEngine_PickPublishPath(int bMac);            // the save dialog into szPickedPath
 int twEngine_RunPending(const char* pstrPath, int* piStep, int* piKind, float* pfMessageTime, int* piMessageKind);
 int twEngine_InitAvailableRenderModes(int bNoShaders);
 int twEngine_RenderModeIndex(int iDrawMode); // the place of a TW_MODE_* in the list on offer

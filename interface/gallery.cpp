@@ -128,6 +128,13 @@ int twGallery_Init(int iMaxKeys, int iKeysPerSecond, float* pvPos, float* pfAngl
                                   &g->pRecPlayTexture};
     static const char* const apstrNames[5] = {"Null.tga", "Clip.tga", "Camera.tga", "Recpause.tga", "Recplay.tga"};
     for (int i = 0; i < 5; i++) {
+        // a published copy never records and doesn't carry the recorder's two images
+        if (i >= 3 && g->bHasModel) {
+            FILE* pImage = twCore_GetResource(apstrNames[i], nullptr);
+            if (!pImage)
+                continue;
+            fclose(pImage);
+        }
         *appTextures[i] = LoadImage(apstrNames[i]);
         if (!*appTextures[i])
             return 0;

@@ -431,6 +431,95 @@ if [ ! -e "/Enable AMB logging" ] && touch "/Enable AMB logging" 2>/dev/null; th
     [ -d "$WORK/copyhome/Documents" ] && fail "copy: a stand-alone copy made a user folder"
 fi
 
+# --- 9. Publishing: the baked house with a kept view becomes one program through the panel
+# and a stub zenity; the copy starts alone in a fresh home, lit, from the view, with its
+# gallery; then the full program opens the copy as its model and publishes again.
+# The panel opens on its Model page: "Open a copy" is at (799, 844), "Publish for Windows"
+# one row below, and the pointer starts in the window's middle.
+if [ -s "$BAKE_HOME/Documents/Ambulon/Temp/LightS.bin" ] && [ ! -e "/Enable AMB logging" ] &&
+    touch "/Enable AMB logging" 2>/dev/null; then
+    mkdir -p "$WORK/bin" "$WORK/pub" "$WORK/pubhome"
+    printf '#!/bin/sh\ncat "%s"\n' "$WORK/answer" > "$WORK/bin/zenity"
+    chmod +x "$WORK/bin/zenity"
+    LOG=$BAKE_HOME/Documents/Ambulon/Amb2_Log.txt
+    : > "$LOG"
+    echo "$WORK/pub/House" > "$WORK/answer"
+    start_viewer "$BAKE_HOME" "$BUILD/Ambulon.exe" PATH="$WORK/bin:$PATH"
+    if wait_for_text "$LOG" "---Entering main loop---"; then
+        sleep 0.6
+        press F4
+        wait_for_text "$LOG" "Gallery saved ok" 10 || fail "publish: F4 kept no view"
+        xdotool key Escape
+        sleep 0.8
+        xdotool mousemove_relative -- 159 349
+        sleep 0.3
+        xdotool click 1
+        wait_for_text "$LOG" "Win exe successfully generated" 120 || fail "publish: no copy was made"
+        sleep 0.5
+    fi
+    run_and_quit "$LOG" publish
+    expect_in_order "$LOG" publish "ModelLoc=3" "Attaching 15 resources from running" \
+        "Attaching 1 gallery items from local disk" "Attaching 5 light items from local disk" \
+        "Win exe successfully generated"
+    COPY=$WORK/pub/House.exe
+    # the copy needs neither the build's libraries nor any that a desktop lacks
+    needed=$(ldd "$COPY" 2>/dev/null | awk '/=>/ { print $1 }')
+    [ -n "$needed" ] || fail "publish: ldd read nothing"
+    for lib in $needed; do
+        case "$lib" in
+        libSDL2* | libGLEW* | libstdc++* | libasan* | libubsan*) fail "publish: the copy needs $lib" ;;
+        libc.so* | libm.so* | libgcc_s* | libGL.so* | libGLX* | libGLdispatch* | libOpenGL* | libX*.so* | \
+            libxcb* | libxkbcommon* | libfontconfig* | libfreetype* | libasound* | libpulse* | libsamplerate* | \
+            libdrm* | libgbm* | libwayland-* | libdecor-0* | libdbus* | libexpat* | libz.so* | libpng16* | \
+            libbrotli* | libbz2* | libsndfile* | libsystemd* | libFLAC* | libvorbis* | libopus* | libogg* | \
+            libmpg123* | libmp3lame* | libasyncns* | libcap* | libgcrypt* | libgpg-error* | liblzma* | libzstd* | \
+            liblz4* | libbsd* | libmd.so* | libffi* | libpthread* | libdl.so* | librt.so*) ;;
+        *) fail "publish: the copy needs $lib, which a desktop may lack" ;;
+        esac
+    done
+    LOG=$WORK/pub/Amb2_Log.txt
+    start_viewer "$WORK/pubhome" "$COPY"
+    if wait_for_text "$LOG" "---Entering main loop---" 120; then
+        sleep 1.5
+        import -window root "$BUILD/e2e-published.png"
+        tone=$(convert "$BUILD/e2e-published.png" -crop 400x300+440+350 -colorspace gray \
+            -format "%[fx:mean] %[fx:standard_deviation]" info: 2>/dev/null)
+        awk -v t="${tone:-0 0}" 'BEGIN { split(t, a, " "); exit !(a[1] > 0.15 && a[2] > 0.03) }' ||
+            fail "published: the copy shows no light and shade ($tone)"
+    fi
+    run_and_quit "$LOG" published-end
+    expect_in_order "$LOG" published "Running a stand alone .exe" "Loading light (from local file = 0 path to external exe = 0)" \
+        "Done loading numitems=1" "---Entering main loop---" "Shutting down core"
+    [ -d "$WORK/pubhome/Documents" ] && fail "published: the copy made a user folder"
+    # the full program opens the copy and publishes it again
+    LOG=$BAKE_HOME/Documents/Ambulon/Amb2_Log.txt
+    : > "$LOG"
+    echo "$COPY" > "$WORK/answer"
+    start_viewer "$BAKE_HOME" "$BUILD/Ambulon.exe" PATH="$WORK/bin:$PATH"
+    if wait_for_text "$LOG" "---Entering main loop---"; then
+        sleep 0.6
+        xdotool key Escape
+        sleep 0.8
+        xdotool mousemove_relative -- 159 332
+        sleep 0.3
+        xdotool click 1
+        wait_for_text "$LOG" "Model succesfully loaded" 120 || fail "republish: the copy didn't open"
+        sleep 1
+        echo "$WORK/pub/Again.exe" > "$WORK/answer"
+        xdotool mousemove_relative -- 0 17
+        sleep 0.3
+        xdotool click 1
+        wait_for_text "$LOG" "Win exe successfully generated" 120 || fail "republish: no second copy"
+        sleep 0.5
+    fi
+    run_and_quit "$LOG" republish
+    rm -f "/Enable AMB logging"
+    expect_in_order "$LOG" republish "Loading light (from local file = 0 path to external exe = 1)" \
+        "Model succesfully loaded" "ModelLoc=2" "Attaching 5 light items from ext resource" \
+        "Win exe successfully generated"
+    [ -s "$WORK/pub/Again.exe" ] || fail "republish: Again.exe is missing"
+fi
+
 [ -n "${KEEP_E2E:-}" ] && echo "kept $WORK" || rm -rf "$WORK"
 if [ "$FAILURES" != 0 ]; then
     echo "$FAILURES failure(s)"
