@@ -1,5 +1,6 @@
 // The exporter run as the CAD host would: its files read back by the viewer's loader.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <math.h>
 #include <stb_image_write.h>
 #include <string.h>
@@ -51,11 +52,13 @@ struct Export : ::testing::Test {
         return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
     }
 
-    static int Load(const std::string& path)
+    static int Load(const std::string& path, TwCamera* pCamera = nullptr)
     {
         TwCamera camera;
-        twCamera_Init(&camera);
-        return twWorld_LoadModel(nullptr, path.c_str(), 0, &camera, nullptr, nullptr, nullptr, 0, nullptr);
+        if (!pCamera)
+            pCamera = &camera;
+        twCamera_Init(pCamera);
+        return twWorld_LoadModel(nullptr, path.c_str(), 0, pCamera, nullptr, nullptr, nullptr, 0, nullptr);
     }
 };
 std::string Export::dir;
@@ -203,6 +206,70 @@ TEST_F(Export, ObjWithATexture)
     EXPECT_NEAR(fabsf(wall.pVerts[0].vNormal[2]), 1, 1e-5);
     EXPECT_FLOAT_EQ(pWorld->vMax[1], 3); // Y up as written
     EXPECT_EQ(counts["layers"], "2");    // each object under the root is a group
+}
+
+// Material files written on another system name their images with backslashes, drive
+// letters and other case: each is found beside the model or under its folder
+TEST_F(Export, ImagesNamedOnAnotherSystemAreFound)
+{
+    std::string sub = dir + "win/";
+    mkdir(sub.c_str(), 0755);
+    mkdir((sub + "textures").c_str(), 0755);
+    WriteObj(sub, false);
+    const uint8_t aucStone[3] = {90, 90, 100};
+    twHarness_WriteFile(sub + "textures/stone.tga", twExport_SolidTga(4, 4, 3, aucStone));
+    std::string obj = twHarness_ReadFile(sub + "house.obj");
+    obj += "o Wall_South\nv 0 0 5\nv 4 0 5\nv 4 3 5\nv 0 3 5\nvt 0 0\nusemtl stone\nf 9/1 10/1 11/1 12/1\n";
+    twHarness_WriteText(sub + "house.obj", obj);
+    for (const char* pstrNames : {"map_Kd .\\Brick.TGA\n|map_Kd .\\Textures\\STONE.tga\n",
+                                  "map_Kd C:\\Work\\brick.tga\n|map_Kd D:\\Model\\textures\\stone.TGA\n"}) {
+        std::string names = pstrNames;
+        size_t uiBar = names.find('|');
+        twHarness_WriteText(sub + "house.mtl", "newmtl brick\nKd 0.8 0.3 0.2\n" + names.substr(0, uiBar) +
+                                                   "newmtl glass\nKd 0.5 0.6 0.7\nd 0.3\n"
+                                                   "newmtl stone\nKd 1 1 1\n" + names.substr(uiBar + 1));
+        ASSERT_EQ(Run("'" + sub + "house.obj' -o '" + sub + "win.bin'"), 0) << pstrNames;
+        ASSERT_EQ(Load(sub + "win.bin"), 1);
+        EXPECT_EQ(pWorld->iNumTextures, 2) << pstrNames;
+    }
+}
+
+// A house on a hillside, the terrain rising toward it: the start view, on a wide screen,
+// holds the whole building, from eye height on the ground
+TEST_F(Export, TheFirstViewFramesTheBuildingOnASlope)
+{
+    // the ground falls 0.6 m a metre toward -y (the viewer's front); the house stands on
+    // it from 12 m up, 10 by 10 by 6 metres (Z up, as a CAD host writes)
+    std::string obj = "o Terrain\nv -80 -80 -36\nv 80 -80 -36\nv 80 10 18\nv -80 10 18\nf 1 2 3 4\n";
+    int iBase = 5;
+    const char* apstrWalls[4] = {"Wall_N", "Wall_E", "Wall_S", "Wall_W"};
+    const float afEnds[5][2] = {{-5, -5}, {5, -5}, {5, 5}, {-5, 5}, {-5, -5}};
+    for (int i = 0; i < 4; i++) {
+        char szWall[256];
+        snprintf(szWall, sizeof(szWall), "o %s\nv %g %g 12\nv %g %g 12\nv %g %g 18\nv %g %g 18\nf %d %d %d %d\n",
+                 apstrWalls[i], afEnds[i][0], afEnds[i][1], afEnds[i + 1][0], afEnds[i + 1][1], afEnds[i + 1][0],
+                 afEnds[i + 1][1], afEnds[i][0], afEnds[i][1], iBase, iBase + 1, iBase + 2, iBase + 3);
+        obj += szWall;
+        iBase += 4;
+    }
+    twHarness_WriteText(dir + "hill.obj", obj);
+    ASSERT_EQ(Run("--z-up '" + dir + "hill.obj' -o '" + dir + "hill.bin'"), 0);
+    TwCamera cam;
+    ASSERT_EQ(Load(dir + "hill.bin", &cam), 1);
+    twCamera_SetAspectFromWindow(&cam, 1920, 1080);
+    cam.fFov = 80;
+    twCamera_UpdateMatrices(&cam, 1);
+    // the eye stands at eye height on the slope
+    EXPECT_NEAR(cam.vPos[1], 12 + 0.6f * -cam.vPos[2] + 1.7f, 0.05f);
+    for (int i = 0; i < 8; i++) {
+        float x = (i & 1) ? 5.0f : -5.0f, y = (i & 2) ? 18.0f : 12.0f, z = (i & 4) ? 5.0f : -5.0f;
+        const float* m = cam.mViewProj;
+        float cx = m[0] * x + m[4] * y + m[8] * z + m[12], cy = m[1] * x + m[5] * y + m[9] * z + m[13];
+        float cw = m[3] * x + m[7] * y + m[11] * z + m[15];
+        ASSERT_GT(cw, 0) << "corner " << i << " behind the eye";
+        EXPECT_LE(fabsf(cx / cw), 1.0f) << "corner " << i;
+        EXPECT_LE(fabsf(cy / cw), 1.0f) << "corner " << i;
+    }
 }
 
 TEST_F(Export, ZUpSourcesAreTurned)

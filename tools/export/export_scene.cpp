@@ -6,8 +6,11 @@
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
 #include <ctype.h>
+#include <dirent.h>
 #include <math.h>
 #include <string.h>
+#include <strings.h>
+#include <sys/stat.h>
 
 #include <assimp/Importer.hpp>
 #include <map>
@@ -16,6 +19,12 @@
 
 #define EYE_HEIGHT 1.7f        // metres above the model's lowest point
 #define VIEW_DISTANCE 1.6f     // times the building's horizontal radius, from its centre
+// The start view must hold the whole building on a wide screen with the viewer's 80 degree
+// field: a 16:9 window shows about 50 degrees upright and 40 each side; less a margin
+#define FIT_VERTICAL 0.75f     // radians
+#define FIT_HORIZONTAL 0.62f   // radians each side
+#define FIT_STEPS 12
+#define FIT_STEP_BACK 1.2f
 
 struct Collected {
     std::string name;
@@ -160,6 +169,75 @@ static int Layer(Walk* w, const std::string& name)
     return (int)w->layers.size() - 1;
 }
 
+// The entry of a folder whose name equals the given one but for case, or empty
+static std::string EntryIgnoringCase(const std::string& folder, const std::string& name)
+{
+    DIR* pDir = opendir(folder.empty() ? "." : folder.c_str());
+    if (!pDir)
+        return "";
+    std::string found;
+    for (struct dirent* pEntry = readdir(pDir); pEntry && found.empty(); pEntry = readdir(pDir))
+        if (!strcasecmp(pEntry->d_name, name.c_str()))
+            found = pEntry->d_name;
+    closedir(pDir);
+    return found;
+}
+
+static bool IsFile(const std::string& path)
+{
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+// A relative path under a folder, each part matched ignoring case, or empty
+static std::string UnderIgnoringCase(const std::string& dir, const std::string& path)
+{
+    std::string at = dir;
+    size_t uiStart = 0;
+    for (;;) {
+        size_t uiEnd = path.find('/', uiStart);
+        std::string part = path.substr(uiStart, uiEnd == std::string::npos ? std::string::npos : uiEnd - uiStart);
+        if (!part.empty() && part != ".") {
+            std::string entry = EntryIgnoringCase(at, part);
+            if (entry.empty())
+                return "";
+            at += entry;
+            if (uiEnd != std::string::npos)
+                at += "/";
+        }
+        if (uiEnd == std::string::npos)
+            return IsFile(at) ? at : "";
+        uiStart = uiEnd + 1;
+    }
+}
+
+// An image named as the material file names it, which may have been written on another
+// system: backslashes, a drive letter, other case. Tried in order: the path as it stands,
+// then under the model's folder with its leading parts dropped one by one (so that
+// "D:\Model\textures\a.png" finds "textures/a.png" and then "a.png" beside the model),
+// each part matched ignoring case. Empty when none is there.
+static std::string FindImage(const std::string& dir, const std::string& named)
+{
+    if (IsFile(named))
+        return named;
+    std::string path = named;
+    for (char& c : path)
+        if (c == '\\')
+            c = '/';
+    if (path.size() >= 2 && isalpha((unsigned char)path[0]) && path[1] == ':')
+        path = path.substr(2);
+    if (!path.empty() && path[0] == '/' && IsFile(path))
+        return path;
+    for (size_t uiFrom = 0; uiFrom != std::string::npos;) {
+        std::string found = UnderIgnoringCase(dir, path.substr(uiFrom));
+        if (!found.empty())
+            return found;
+        size_t uiSlash = path.find('/', uiFrom);
+        uiFrom = uiSlash == std::string::npos ? std::string::npos : uiSlash + 1;
+    }
+    return "";
+}
+
 static int Texture(Walk* w, const aiString& path)
 {
     std::string key = path.C_Str();
@@ -169,17 +247,18 @@ static int Texture(Walk* w, const aiString& path)
     TwExportTexture texture;
     std::string error;
     int bOk = 0;
-    if (key[0] == '*') {
-        unsigned uiIndex = (unsigned)atoi(key.c_str() + 1);
-        if (uiIndex < w->pScene->mNumTextures) {
-            const aiTexture* pTexture = w->pScene->mTextures[uiIndex];
-            if (pTexture->mHeight == 0)
-                bOk = twExportTexture_FromMemory((const uint8_t*)pTexture->pcData, (int)pTexture->mWidth,
-                                                 w->pOptions->iMaxTexture, &texture, &error);
-        }
-    } else {
-        std::string file = key[0] == '/' ? key : w->dir + key;
-        bOk = twExportTexture_FromFile(file, w->pOptions->iMaxTexture, &texture, &error);
+    // images inside the source ("*n" in glTF, the file's own name in FBX) come first
+    const aiTexture* pEmbedded = w->pScene->GetEmbeddedTexture(key.c_str());
+    if (pEmbedded) {
+        if (pEmbedded->mHeight == 0)
+            bOk = twExportTexture_FromMemory((const uint8_t*)pEmbedded->pcData, (int)pEmbedded->mWidth,
+                                             w->pOptions->iMaxTexture, &texture, &error);
+    } else if (key[0] != '*') {
+        std::string file = FindImage(w->dir, key);
+        if (file.empty())
+            error = "can't find the image '" + key + "'";
+        else
+            bOk = twExportTexture_FromFile(file, w->pOptions->iMaxTexture, &texture, &error);
     }
     int iId = -1;
     if (bOk) {
@@ -387,6 +466,25 @@ static float GroundAt(const TwExportModel& model, float x, float z, float fDefau
     return fBest > -1e29f ? fBest : fDefault;
 }
 
+// The building's box seen from an eye: the spread of its corners' elevations (radians)
+// and their largest side angle from the direction to the box's middle
+static void BoxAngles(const float* afMin, const float* afMax, float ex, float ey, float ez, float* pfLow,
+                      float* pfHigh, float* pfSide)
+{
+    float cx = (afMin[0] + afMax[0]) * 0.5f, cz = (afMin[2] + afMax[2]) * 0.5f;
+    float fToMiddle = atan2f(cz - ez, cx - ex);
+    *pfLow = 10, *pfHigh = -10, *pfSide = 0;
+    for (int i = 0; i < 8; i++) {
+        float x = (i & 1) ? afMax[0] : afMin[0], y = (i & 2) ? afMax[1] : afMin[1], z = (i & 4) ? afMax[2] : afMin[2];
+        float fAcross = sqrtf((x - ex) * (x - ex) + (z - ez) * (z - ez));
+        float fUp = atan2f(y - ey, fAcross);
+        *pfLow = fUp < *pfLow ? fUp : *pfLow;
+        *pfHigh = fUp > *pfHigh ? fUp : *pfHigh;
+        float fSide = fabsf(remainderf(atan2f(z - ez, x - ex) - fToMiddle, 2 * (float)M_PI));
+        *pfSide = fSide > *pfSide ? fSide : *pfSide;
+    }
+}
+
 static void PlaceCamera(TwExportModel* pModel)
 {
     float afMin[3] = {1e30f, 1e30f, 1e30f}, afMax[3] = {-1e30f, -1e30f, -1e30f};
@@ -397,16 +495,26 @@ static void PlaceCamera(TwExportModel* pModel)
     float hx = (afMax[0] - afMin[0]) * 0.5f, hz = (afMax[2] - afMin[2]) * 0.5f;
     float fDistance = sqrtf(hx * hx + hz * hz) * VIEW_DISTANCE + 2.0f;
     // from the front left, between the model's +Z and -X sides, at eye height over the
-    // ground there (or the building's foot where there is none)
-    float ex = cx - fDistance * 0.6f, ez = cz + fDistance * 0.8f;
-    float fGround = GroundAt(*pModel, ex, ez, afMin[1]);
-    float ey = fGround + EYE_HEIGHT;
-    float tx = cx, tz = cz, ty = fGround + EYE_HEIGHT * 0.9f;
+    // ground there (or the building's foot where there is none); stepping back until the
+    // whole building fits the view, whatever the terrain does between
+    float ex = 0, ey = 0, ez = 0, fLow = 0, fHigh = 0;
+    for (int iStep = 0; iStep < FIT_STEPS; iStep++, fDistance *= FIT_STEP_BACK) {
+        ex = cx - fDistance * 0.6f;
+        ez = cz + fDistance * 0.8f;
+        ey = GroundAt(*pModel, ex, ez, afMin[1]) + EYE_HEIGHT;
+        float fSide;
+        BoxAngles(afMin, afMax, ex, ey, ez, &fLow, &fHigh, &fSide);
+        if (fHigh - fLow <= FIT_VERTICAL && fSide <= FIT_HORIZONTAL)
+            break;
+    }
+    // the view's middle between the lowest and the highest corner
+    float fAcross = sqrtf((cx - ex) * (cx - ex) + (cz - ez) * (cz - ez));
+    float ty = ey + tanf((fLow + fHigh) * 0.5f) * fAcross;
     pModel->vCameraPos[0] = ex;
     pModel->vCameraPos[1] = -ez;
     pModel->vCameraPos[2] = ey;
-    pModel->vCameraTarget[0] = tx;
-    pModel->vCameraTarget[1] = -tz;
+    pModel->vCameraTarget[0] = cx;
+    pModel->vCameraTarget[1] = -cz;
     pModel->vCameraTarget[2] = ty;
 }
 
