@@ -9,13 +9,18 @@
 #include "engine/memory.h"
 #include "engine/strings.h"
 #include "engine/vector.h"
+#include "interface/layers.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
+#include "render/render.h"
+#include "world/world.h"
 
 #define TAG "twMeasure"
 #define FEET_PER_METRE 3.28084f
 #define MARKER_SIZE 0.03f   // metres: half the side of a point's marker
 #define PANEL_HALF_WIDTH 170
+#define SNAP_PIXELS 12          // Shift: a corner or an edge this near the cross on the window takes the point
+#define SNAP_DEPTH_SLACK 2e-3f  // depth-buffer steps a seen corner may lie behind what is drawn there
 #define STR_DISTANCE 400
 #define STR_SECOND_POINT 402
 #define STR_TWO_POINTS 403
@@ -103,24 +108,40 @@ static int Invert(const float* pm, float* pOut)
     return 1;
 }
 
+// The projection times the view: world to clip space
+static void ViewProjection(const TwCamera* pCam, float* pOut)
+{
+    for (int c = 0; c < 4; c++)
+        for (int r = 0; r < 4; r++) {
+            float f = 0;
+            for (int k = 0; k < 4; k++)
+                f += pCam->mProjection[k * 4 + r] * pCam->mView[c * 4 + k];
+            pOut[c * 4 + r] = f;
+        }
+}
+
+// The two distances follow a new point under the cross
+static void Distances(const TwCamera* pCam)
+{
+    TwMeasure* m = pMeasure;
+    m->fEyeDistance = sqrtf(twVec_DistanceSq(pCam->vPos, m->vPoint));
+    if (m->bMeasuring)
+        m->fDistance = sqrtf(twVec_DistanceSq(m->vStart, m->vPoint));
+}
+
 void twMeasure_Pick(const TwCamera* pCam, int iX, int iY)
 {
     TwMeasure* m = pMeasure;
     if (!m || !pCam)
         return;
+    m->bSnapped = 0;
     float fDepth = 1;
     glReadPixels(iX, iY, 1, 1, GL_DEPTH_COMPONENT, GL_FLOAT, &fDepth);
     GLint aiViewport[4];
     glGetIntegerv(GL_VIEWPORT, aiViewport);
     // back through the viewport, the projection and the view
     float afMvp[16], afInverse[16];
-    for (int c = 0; c < 4; c++)
-        for (int r = 0; r < 4; r++) {
-            float f = 0;
-            for (int k = 0; k < 4; k++)
-                f += pCam->mProjection[k * 4 + r] * pCam->mView[c * 4 + k];
-            afMvp[c * 4 + r] = f;
-        }
+    ViewProjection(pCam, afMvp);
     if (!Invert(afMvp, afInverse) || aiViewport[2] <= 0 || aiViewport[3] <= 0)
         return;
     float afNdc[4] = {2.0f * (iX - aiViewport[0]) / aiViewport[2] - 1, 2.0f * (iY - aiViewport[1]) / aiViewport[3] - 1,
@@ -133,9 +154,125 @@ void twMeasure_Pick(const TwCamera* pCam, int iX, int iY)
         return;
     for (int i = 0; i < 3; i++)
         m->vPoint[i] = afWorld[i] / afWorld[3];
-    m->fEyeDistance = sqrtf(twVec_DistanceSq(pCam->vPos, m->vPoint));
-    if (m->bMeasuring)
-        m->fDistance = sqrtf(twVec_DistanceSq(m->vStart, m->vPoint));
+    Distances(pCam);
+}
+
+// The drawn depths about the cross, for telling whether a corner or an edge is seen
+struct SnapArea {
+    float afDepth[(2 * SNAP_PIXELS + 1) * (2 * SNAP_PIXELS + 1)];
+    int iX0, iY0;                 // window pixel of the block's first depth
+    float afMvp[16];
+    int aiViewport[4];
+};
+
+// A world point on the window: its pixel and clip w, and its window depth; 0 behind the eye
+static int Project(const SnapArea* a, const float* pv, float* pfX, float* pfY, float* pfW, float* pfDepth)
+{
+    const float* m = a->afMvp;
+    float x = m[0] * pv[0] + m[4] * pv[1] + m[8] * pv[2] + m[12];
+    float y = m[1] * pv[0] + m[5] * pv[1] + m[9] * pv[2] + m[13];
+    float z = m[2] * pv[0] + m[6] * pv[1] + m[10] * pv[2] + m[14];
+    float w = m[3] * pv[0] + m[7] * pv[1] + m[11] * pv[2] + m[15];
+    if (w <= 1e-6f)
+        return 0;
+    *pfX = a->aiViewport[0] + (x / w * 0.5f + 0.5f) * a->aiViewport[2];
+    *pfY = a->aiViewport[1] + (y / w * 0.5f + 0.5f) * a->aiViewport[3];
+    *pfW = w;
+    *pfDepth = z / w * 0.5f + 0.5f;
+    return 1;
+}
+
+// ... and seen: in the block about the cross, not behind what is drawn there
+static int Seen(const SnapArea* a, const float* pv, float* pfX, float* pfY)
+{
+    float w, fDepth;
+    if (!Project(a, pv, pfX, pfY, &w, &fDepth))
+        return 0;
+    int ix = (int)floorf(*pfX) - a->iX0, iy = (int)floorf(*pfY) - a->iY0, iSide = 2 * SNAP_PIXELS + 1;
+    if (ix < 0 || iy < 0 || ix >= iSide || iy >= iSide)
+        return 0;
+    return fDepth <= a->afDepth[iy * iSide + ix] + SNAP_DEPTH_SLACK;
+}
+
+// A candidate nearer the cross than the best so far takes its place
+static void Consider(const SnapArea* a, const float* pv, int iX, int iY, float* pfBest, float* pBestPoint, int* piFound)
+{
+    float x, y;
+    if (!Seen(a, pv, &x, &y))
+        return;
+    float d = (x - iX) * (x - iX) + (y - iY) * (y - iY);
+    if (d < *pfBest) {
+        *pfBest = d;
+        memcpy(pBestPoint, pv, 3 * sizeof(float));
+        *piFound = 1;
+    }
+}
+
+void twMeasure_Snap(const TwCamera* pCam, int iX, int iY)
+{
+    TwMeasure* m = pMeasure;
+    TwWorld* w = pWorld;
+    if (!m || !pCam || !w || !w->bLoaded)
+        return;
+    static SnapArea s_area;
+    SnapArea* a = &s_area;
+    a->iX0 = iX - SNAP_PIXELS;
+    a->iY0 = iY - SNAP_PIXELS;
+    for (float& f : a->afDepth)
+        f = 1;
+    glGetIntegerv(GL_VIEWPORT, a->aiViewport);
+    glReadPixels(a->iX0, a->iY0, 2 * SNAP_PIXELS + 1, 2 * SNAP_PIXELS + 1, GL_DEPTH_COMPONENT, GL_FLOAT, a->afDepth);
+    ViewProjection(pCam, a->afMvp);
+    // a corner within reach wins over any edge; among each, the nearest on the window
+    float fBest = (float)(SNAP_PIXELS * SNAP_PIXELS) + 0.01f, afPoint[3];
+    int iFound = 0;
+    for (int iPass = 0; iPass < 2 && !iFound; iPass++) {
+        for (int g = 0; g < w->iNumElementGroups; g++) {
+            const TwElementGroup* pGroup = &w->pElementGroups[g];
+            if (!twWorld_GroupSeen(pGroup->uiVisibleFrame))
+                continue;
+            for (int e = 0; e < pGroup->iNumElements; e++) {
+                const TwElement* pElement = pGroup->ppElements[e];
+                if (!twLayers_IsVisible(pElement->iLayer))
+                    continue;
+                for (int k = 0; k < pElement->iNumMeshes; k++) {
+                    const TwMesh* pMesh = &pElement->pMeshes[k];
+                    if (iPass == 0) {
+                        for (int v = 0; v < pMesh->usNumVerts; v++)
+                            Consider(a, pMesh->pVerts[v].vPos, iX, iY, &fBest, afPoint, &iFound);
+                        continue;
+                    }
+                    for (int i = 0; i + 1 < pMesh->usNumEdgeIndices; i += 2) {
+                        uint16_t usA = pMesh->pusEdgeIndices[i], usB = pMesh->pusEdgeIndices[i + 1];
+                        if (usA >= pMesh->usNumVerts || usB >= pMesh->usNumVerts)
+                            continue;
+                        const float* pa = pMesh->pVerts[usA].vPos;
+                        const float* pb = pMesh->pVerts[usB].vPos;
+                        // the window's nearest point of the edge, taken back along the edge
+                        // with the perspective's weights
+                        float ax, ay, aw, bx, by, bw, fDepth;
+                        if (!Project(a, pa, &ax, &ay, &aw, &fDepth) || !Project(a, pb, &bx, &by, &bw, &fDepth))
+                            continue;
+                        float dx = bx - ax, dy = by - ay, fLen = dx * dx + dy * dy;
+                        if (fLen < 1e-6f)
+                            continue;
+                        float t = ((iX - ax) * dx + (iY - ay) * dy) / fLen;
+                        t = t < 0 ? 0 : (t > 1 ? 1 : t);
+                        float fT3 = t * aw / ((1 - t) * bw + t * aw);
+                        float pv[3];
+                        for (int c = 0; c < 3; c++)
+                            pv[c] = pa[c] + (pb[c] - pa[c]) * fT3;
+                        Consider(a, pv, iX, iY, &fBest, afPoint, &iFound);
+                    }
+                }
+            }
+        }
+    }
+    if (!iFound)
+        return;
+    memcpy(m->vPoint, afPoint, sizeof(afPoint));
+    m->bSnapped = 1;
+    Distances(pCam);
 }
 
 static void Marker(const float* pv)
@@ -177,6 +314,12 @@ void twMeasure_Draw3D(void)
         Line(m->vStart, m->vEnd);
     }
     Marker(m->vPoint);
+    if (m->bSnapped) {
+        // a snapped point wears a larger yellow box
+        const float afSnap[3] = {MARKER_SIZE * 2.5f, MARKER_SIZE * 2.5f, MARKER_SIZE * 2.5f};
+        glColor3f(1, 0.85f, 0);
+        twOgl_DrawBox(m->vPoint, afSnap, 1);
+    }
     glColor3f(1, 1, 1);
 }
 

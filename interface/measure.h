@@ -13,6 +13,7 @@ struct TwMeasure {
     int32_t bHasResult; // a first point exists
     float fEyeDistance; // from the eye to vPoint
     float fDistance;    // between the two points; while measuring, to vPoint
+    int32_t bSnapped;   // vPoint is a corner or an edge near the cross (Shift)
 };
 
 extern TwMeasure* pMeasure;
@@ -22,5 +23,6 @@ void twMeasure_Free(void);
 void twMeasure_Reset(void);
 void twMeasure_Click(void);
 void twMeasure_Pick(const TwCamera* pCam, int iX, int iY); // after the 3D pass
+void twMeasure_Snap(const TwCamera* pCam, int iX, int iY); // after the pick, with Shift held
 void twMeasure_Draw3D(void);
 void twMeasure_DrawPanel(int iX, int iY, int iUnits);

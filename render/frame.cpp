@@ -218,6 +218,8 @@ void twEngine_Draw(void)
             DrawModel(pCam);
         if (e->bMeasureMode) {
             twMeasure_Pick(pCam, iWidth / 2, iViewY + iViewH / 2);
+            if (twInput_KeyDown(TW_KEY_LSHIFT) || twInput_KeyDown(TW_KEY_RSHIFT))
+                twMeasure_Snap(pCam, iWidth / 2, iViewY + iViewH / 2);
             twMeasure_Draw3D();
         }
     }

@@ -251,3 +251,43 @@ TEST_F(Draw, MeasureReadsTheDrawnDepth)
     cam.vPos[0] = 0;
     twMeasure_Free();
 }
+
+// With Shift a point takes the corner or the edge within 12 pixels of the cross, if it is
+// seen and on a shown layer: the box's front corner (1, 1, 1) stands 23.8 pixels right of
+// and above the middle; the green box behind is on a hidden layer
+TEST_F(Draw, MeasureSnapsToCornersAndEdges)
+{
+    ASSERT_EQ(twMeasure_Init(), 1);
+    int32_t bHidden = 0, bShown = 1;
+    memcpy(twLayers_GetLayer(1) + TW_LAYER_VISIBLE_OFFSET, &bHidden, 4);
+    twWorld_UpdateHiddenElements();
+    Frame(3, 0);
+    pWorld->uiVisibleFrame = 0; // every group counts as seen
+    struct Case {
+        int x, y;
+        int bSnapped;
+        float vPoint[3];
+    };
+    const Case aCases[] = {
+        {106, 86, 1, {1, 1, 1}},      // 2 px off the corner
+        {110, 60, 1, {1, 0, 1}},      // 6 px off the right edge, far from its corners
+        {103, 35, 1, {1, -1, 1}},     // the lower corner, not the edge above it
+        {80 + 50, 60, 0, {0, 0, 0}},  // nothing near: the drawn depth stands
+    };
+    for (const Case& c : aCases) {
+        twMeasure_Pick(&cam, c.x, c.y);
+        float afPicked[3];
+        memcpy(afPicked, pMeasure->vPoint, sizeof(afPicked));
+        twMeasure_Snap(&cam, c.x, c.y);
+        EXPECT_EQ(pMeasure->bSnapped, c.bSnapped) << c.x << "," << c.y;
+        for (int i = 0; i < 3; i++)
+            EXPECT_NEAR(pMeasure->vPoint[i], c.bSnapped ? c.vPoint[i] : afPicked[i], 0.02f) << c.x << "," << c.y;
+    }
+    // the back corner (1, 1, -1) is behind the front face: never taken
+    twMeasure_Pick(&cam, 96, 76);
+    twMeasure_Snap(&cam, 96, 76);
+    EXPECT_GT(pMeasure->vPoint[2], 0.5f);
+    memcpy(twLayers_GetLayer(1) + TW_LAYER_VISIBLE_OFFSET, &bShown, 4);
+    twWorld_UpdateHiddenElements();
+    twMeasure_Free();
+}
