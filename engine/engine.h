@@ -165,6 +165,7 @@ void twEngine_DrawView(const TwCamera* pCamera, int iWidth, int iHeight); // sky
 int twEngine_UpdateSun(void); // turns the sun's camera to the applied angles
 int twEngine_ToggleSunShadows(void); // F3
 int twEngine_Screenshot(void);       // F5: the back buffer as a BMP (publish/screenshot.cpp)
+int twEngine_LargeScreenshot(int iFactor); // Shift+F5: the view alone, iFactor times the window each way
 void twEngine_FlashNote(float fRed, float fGreen, float fBlue); // the shutter flash
 int twEngine_Load(const char* pstrPath); // opens a stand-alone copy as the model; null asks the user
 int twEngine_Save(int bMac, const char* pstrPath); // publishes a copy (publish/publish.cpp)

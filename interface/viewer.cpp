@@ -526,7 +526,9 @@ static void Keys(void)
         twEngine_ToggleSunShadows();
     // after the draw: the back buffer holds the finished frame, panel and all
     if (twInput_KeyPressed(TW_KEY_F5) && !bZ) {
-        if (twEngine_Screenshot()) {
+        int bCtrl = KeyDown(TW_KEY_LCONTROL) || KeyDown(TW_KEY_RCONTROL);
+        // with Shift the view alone, twice the window's size, or with Ctrl four times
+        if (bShift ? twEngine_LargeScreenshot(bCtrl ? 4 : 2) : twEngine_Screenshot()) {
             twEngine_FlashNote(0, 0, 1);
         } else {
             e->fMessageTime = SCREENSHOT_FAILED_SECONDS;

@@ -26,20 +26,86 @@ void twEngine_FlashNote(float fRed, float fGreen, float fBlue)
     pEngine->fNoteTime = NOTE_SECONDS;
 }
 
-int twEngine_Screenshot(void)
+// Where a shot goes: the user's Screenshots folder, and beside the program as the fallback.
+// The date and the frame number keep two shots of one second apart.
+static void ShotPaths(const char* pstrSuffix, char* pstrPath, char* pstrFallback, size_t uiSize)
 {
     char szDate[32];
     twTimer_GetFileDateString(szDate);
-    // the frame number keeps two shots of one second apart
-    char szPath[TW_PATH_SIZE + 64], szFallback[TW_PATH_SIZE + 64];
     const char* pstrUserDir = twCore_GetUserDir();
-    snprintf(szPath, sizeof(szPath), "%sScreenshots/%s_%u.bmp", pstrUserDir ? pstrUserDir : "", szDate,
-             twTimer_GetFrames());
-    snprintf(szFallback, sizeof(szFallback), "%s%s_%u.bmp", twCore_GetDataDir(), szDate, twTimer_GetFrames());
+    snprintf(pstrPath, uiSize, "%sScreenshots/%s_%u%s.bmp", pstrUserDir ? pstrUserDir : "", szDate,
+             twTimer_GetFrames(), pstrSuffix);
+    snprintf(pstrFallback, uiSize, "%s%s_%u%s.bmp", twCore_GetDataDir(), szDate, twTimer_GetFrames(), pstrSuffix);
     // a stand-alone copy has no user folder: its shots land beside the program
-    if (!twOgl_Screenshot(pstrUserDir && pstrUserDir[0] ? szPath : nullptr, szFallback))
+    if (!pstrUserDir || !pstrUserDir[0])
+        pstrPath[0] = 0;
+}
+
+int twEngine_Screenshot(void)
+{
+    char szPath[TW_PATH_SIZE + 64], szFallback[TW_PATH_SIZE + 64];
+    ShotPaths("", szPath, szFallback, sizeof(szPath));
+    if (!twOgl_Screenshot(szPath[0] ? szPath : nullptr, szFallback))
         return 0;
     twLog("twEngine_Screenshot", "Screenshot successfully saved\n");
+    return 1;
+}
+
+int twEngine_LargeScreenshot(int iFactor)
+{
+    const char* pstrTag = "twEngine_LargeScreenshot";
+    TwEngine* e = pEngine;
+    int iWidth = twWindow_GetWidth(), iHeight = twWindow_GetHeight();
+    GLint aiMax[2] = {0, 0};
+    glGetIntegerv(GL_MAX_VIEWPORT_DIMS, aiMax);
+    if (iFactor < 1 || iWidth * iFactor > aiMax[0] || iHeight * iFactor > aiMax[1]) {
+        twLogError(pstrTag, "!The picture would be wider than the driver draws (%d x %d)\n", aiMax[0], aiMax[1]);
+        return 0;
+    }
+    int64_t iRow = (int64_t)iWidth * 3, iBigRow = iRow * iFactor;
+    uint8_t* pucBig = (uint8_t*)twMem_PlainMalloc((uint64_t)(iBigRow * iHeight * iFactor));
+    uint8_t* pucTile = (uint8_t*)twMem_PlainMalloc((uint64_t)(iRow * iHeight));
+    TwFbo* pFbo = pucBig && pucTile ? twOgl_CreateFbo("LargeScreenshot", iWidth, iHeight, 1, 0) : nullptr;
+    if (!pFbo) {
+        twLogError(pstrTag, "!No memory or frame buffer for %d x %d\n", iWidth * iFactor, iHeight * iFactor);
+        twMem_PlainFree(pucBig);
+        twMem_PlainFree(pucTile);
+        return 0;
+    }
+    // each tile is the window's piece of one viewport the size of the whole picture, so
+    // that sky, model and gradient join across the tiles as one view
+    glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, pFbo->hFbo);
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    for (int j = 0; j < iFactor; j++) {
+        for (int i = 0; i < iFactor; i++) {
+            glViewport(0, 0, iWidth, iHeight);
+            glClearColor(e->vClearColor[0], e->vClearColor[1], e->vClearColor[2], e->vClearColor[3]);
+            glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+            glViewport(-i * iWidth, -j * iHeight, iWidth * iFactor, iHeight * iFactor);
+            glEnable(GL_DEPTH_TEST);
+            twEngine_DrawView(pCam, iWidth * iFactor, iHeight * iFactor);
+            glReadPixels(0, 0, iWidth, iHeight, GL_BGR, GL_UNSIGNED_BYTE, pucTile);
+            for (int y = 0; y < iHeight; y++)
+                memcpy(pucBig + (int64_t)(j * iHeight + y) * iBigRow + i * iRow, pucTile + y * iRow, (size_t)iRow);
+        }
+    }
+    glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);
+    glViewport(0, 0, iWidth, iHeight);
+    twOgl_FreeFbo(pFbo);
+    twMem_PlainFree(pucTile);
+    char szSuffix[16], szPath[TW_PATH_SIZE + 64], szFallback[TW_PATH_SIZE + 64];
+    snprintf(szSuffix, sizeof(szSuffix), "_x%d", iFactor);
+    ShotPaths(szSuffix, szPath, szFallback, sizeof(szPath));
+    int bOk = (szPath[0] && twBmp_Write(szPath, iWidth * iFactor, iHeight * iFactor, 3, pucBig)) ||
+              twBmp_Write(szFallback, iWidth * iFactor, iHeight * iFactor, 3, pucBig);
+    twMem_PlainFree(pucBig);
+    // the time the picture took must not reach the next frame as a jump
+    twTimer_Update();
+    if (!bOk) {
+        twLogError(pstrTag, "!twBmp_Write\n");
+        return 0;
+    }
+    twLog(pstrTag, "Screenshot of %d x %d saved\n", iWidth * iFactor, iHeight * iFactor);
     return 1;
 }
 

@@ -19,6 +19,7 @@
 #include "navigation/camera.h"
 #include "platform/image.h"
 #include "platform/ogl.h"
+#include "render/render.h"
 #include "tests/support.h"
 #include "tools/harness/samples.h"
 #include "world/world.h"
@@ -251,6 +252,66 @@ TEST_F(Engine, ScreenshotsKeepTheFrameAndNeverLeaveHalfAFile)
     for (const std::string& name : FilesEnding(data, ".bmp"))
         unlink(name.c_str());
     unlink(shots.substr(0, shots.size() - 1).c_str());
+}
+
+// Shift+F5's picture, twice and four times the window's size in tiles: scaled back down it
+// is the plain view, seams and all (a seam shows as a line of wrong pixels at a tile's edge)
+TEST_F(Engine, LargeScreenshotsJoinTheirTiles)
+{
+    std::string copy = MakeCopy("Large.exe", twSample_SmallHouse());
+    ASSERT_EQ(twEngine_Load(copy.c_str()), 1);
+    twEngine_ApplySettings();
+    pCam->bTopView = 0;
+    twCamera_UpdateMatrices(pCam, 1);
+    for (int i = 0; i < 4; i++)
+        twWorld_VisibilitySweep(0, pCam, 0, pEngine->bUseVbo, 0);
+    glViewport(0, 0, 320, 240);
+    glClearColor(pEngine->vClearColor[0], pEngine->vClearColor[1], pEngine->vClearColor[2], pEngine->vClearColor[3]);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    glEnable(GL_DEPTH_TEST);
+    twEngine_DrawView(pCam, 320, 240);
+    std::vector<uint8_t> plain(320 * 240 * 3);
+    glReadPixels(0, 0, 320, 240, GL_RGB, GL_UNSIGNED_BYTE, plain.data());
+    std::string shots = std::string(twCore_GetUserDir()) + "Screenshots/";
+    mkdir(shots.c_str(), 0755);
+    for (int iFactor : {2, 4}) {
+        for (const std::string& name : FilesEnding(shots, ".bmp"))
+            unlink(name.c_str());
+        ASSERT_EQ(twEngine_LargeScreenshot(iFactor), 1);
+        std::vector<std::string> names = FilesEnding(shots, ".bmp");
+        ASSERT_EQ(names.size(), 1u);
+        EXPECT_NE(names[0].find("_x" + std::to_string(iFactor) + ".bmp"), std::string::npos);
+        FILE* pFile = fopen(names[0].c_str(), "rb");
+        int iWidth = 0, iHeight = 0, iChannels = 0;
+        ASSERT_EQ(twBmp_ReadHeader(pFile, &iWidth, &iHeight, &iChannels), 1);
+        ASSERT_EQ(iWidth, 320 * iFactor);
+        ASSERT_EQ(iHeight, 240 * iFactor);
+        std::vector<uint8_t> big((size_t)iWidth * iHeight * 3);
+        ASSERT_EQ(twBmp_ReadData(pFile, (int)big.size(), big.data()), 1);
+        fclose(pFile);
+        // each plain pixel against the mean of its block; the model's edges differ a little,
+        // a seam would differ along a whole line
+        double dSum = 0;
+        int iWorstRow = 0;
+        for (int y = 0; y < 240; y++) {
+            int iRowBad = 0;
+            for (int x = 0; x < 320; x++)
+                for (int c = 0; c < 3; c++) {
+                    int iMean = 0;
+                    for (int dy = 0; dy < iFactor; dy++)
+                        for (int dx = 0; dx < iFactor; dx++)
+                            iMean += big[((size_t)(y * iFactor + dy) * iWidth + x * iFactor + dx) * 3 + c];
+                    int iDiff = abs(iMean / (iFactor * iFactor) - plain[((size_t)y * 320 + x) * 3 + c]);
+                    dSum += iDiff;
+                    iRowBad += iDiff > 40;
+                }
+            iWorstRow = iRowBad > iWorstRow ? iRowBad : iWorstRow;
+        }
+        EXPECT_LT(dSum / (320.0 * 240 * 3), 2.0) << iFactor;
+        EXPECT_LT(iWorstRow, 60) << iFactor;
+    }
+    for (const std::string& name : FilesEnding(shots, ".bmp"))
+        unlink(name.c_str());
 }
 
 TEST_F(Engine, OpensAStandAloneCopy)
