@@ -99,3 +99,6 @@ void twCamera_StartWalking(TwCamera* pCamera);
 // fall speed and the ground contact follow
 void twWorld_Collide(float* pPos, float fEyeHeight, float fRadius);
 void twWorld_SetCameraRange(TwCamera* pCamera, float* pfNear, float* pfFar);
+// The floor under a spot that a walker with his feet at fFeetY can be put on: 0 where there
+// is none, or the spot is inside a wall
+int twWorld_FloorBelow(float x, float z, float fFeetY, float* pfFloorY);

@@ -7,6 +7,8 @@
 #include "navigation/camera.h"
 #include "world/world.h"
 
+#define FLOOR_STEP 0.6f   // metres above his feet a floor may be for the walker to be put on it
+#define FLOOR_CHEST 1.0f  // the height, over his feet, at which a spot is tested for solids
 #define BOX_MARGIN 0.4f      // metres around the walker's radius, sideways
 #define BOX_HALF_HEIGHT 2.0f
 #define AXIS_LIFT 0.01f      // a contact between feet and eye pushes a little upwards: steps are ridden over
@@ -185,4 +187,66 @@ void twWorld_Collide(float* pPos, float fEyeHeight, float fRadius)
         twCore_FormatThousands((uint32_t)pW->iNumTris, szTotal);
     }
     snprintf(pW->szCollisionInfo, sizeof(pW->szCollisionInfo), "%s / %s", szTested, szTotal);
+}
+
+// Where the line parallel to axis iAxis through (u, v) in the other two axes crosses a
+// triangle: 1 with the crossing's coordinate along the axis
+static int LineCrosses(const float* a, const float* b, const float* c, int iAxis, float u, float v, float* pfAt)
+{
+    int iU = iAxis == 0 ? 1 : 0, iV = iAxis == 2 ? 1 : 2;
+    float fDet = (b[iV] - c[iV]) * (a[iU] - c[iU]) + (c[iU] - b[iU]) * (a[iV] - c[iV]);
+    if (fabsf(fDet) < 1e-9f)
+        return 0;
+    float l0 = ((b[iV] - c[iV]) * (u - c[iU]) + (c[iU] - b[iU]) * (v - c[iV])) / fDet;
+    float l1 = ((c[iV] - a[iV]) * (u - c[iU]) + (a[iU] - c[iU]) * (v - c[iV])) / fDet;
+    float l2 = 1 - l0 - l1;
+    if (l0 < 0 || l1 < 0 || l2 < 0)
+        return 0;
+    *pfAt = l0 * a[iAxis] + l1 * b[iAxis] + l2 * c[iAxis];
+    return 1;
+}
+
+// The elements a walker stands on and bumps into: those of shown layers that the physics
+// tree holds (doors and the like let him through)
+static int Solid(const TwElement* pElement)
+{
+    int t = pElement->iType;
+    return twLayers_IsVisible(pElement->iLayer) && t != 4 && t != 5 && !(t >= 37 && t <= 42);
+}
+
+int twWorld_FloorBelow(float x, float z, float fFeetY, float* pfFloorY)
+{
+    TwWorld* w = pWorld;
+    if (!w || !w->bLoaded)
+        return 0;
+    float fChest = fFeetY + FLOOR_CHEST;
+    float fFloor = -1e30f;
+    for (int e = 0; e < w->iNumElements; e++) {
+        const TwElement* pElement = &w->pElements[e];
+        if (!Solid(pElement))
+            continue;
+        // the highest surface under the spot that the walker could step onto from where
+        // he stands, and whether the spot lies inside a solid (crossed an odd number of
+        // times both ways along x): then there is no floor there for him
+        int aiCrossings[2] = {0, 0};
+        for (int m = 0; m < pElement->iNumMeshes; m++) {
+            const TwMesh* pMesh = &pElement->pMeshes[m];
+            for (int i = 0; i + 2 < pMesh->usNumIndices; i += 3) {
+                const float* a = pMesh->pVerts[pMesh->pusIndices[i]].vPos;
+                const float* b = pMesh->pVerts[pMesh->pusIndices[i + 1]].vPos;
+                const float* c = pMesh->pVerts[pMesh->pusIndices[i + 2]].vPos;
+                float fAt;
+                if (LineCrosses(a, b, c, 1, x, z, &fAt) && fAt <= fFeetY + FLOOR_STEP && fAt > fFloor)
+                    fFloor = fAt;
+                if (LineCrosses(a, b, c, 0, fChest, z, &fAt))
+                    aiCrossings[fAt > x]++;
+            }
+        }
+        if ((aiCrossings[0] & 1) && (aiCrossings[1] & 1))
+            return 0;
+    }
+    if (fFloor < -1e29f)
+        return 0;
+    *pfFloorY = fFloor;
+    return 1;
 }

@@ -20,6 +20,7 @@
 #define NOTE_HALF_HEIGHT 200
 #define BLINK_PERIOD 0.6f        // seconds of the recording dot's blink, shown for the first 0.4
 #define BLINK_SHOWN 0.4f
+#define WALKER_MARK_SHARE 0.04f // the walker's arrow on the top view, of the map's half width
 #define SHADOW_VALUE_OFF 0.02f   // a shadow value this close to 0 casts nothing
 
 #define MESSAGE_WIDTH 460        // the centre message and the hints, pixels
@@ -108,6 +109,37 @@ static void DrawRecording(int iWidth, int iHeight)
     if (!bPaused && s_fBlink < BLINK_SHOWN && e->pRecTexture)
         twOgl_DrawImage(iWidth / 2 - 260, iHeight / 2 - 192, 0, 0, e->pRecTexture, 1);
     twOgl_DrawText(0, x + 8, y - 18, twGallery_GetStatus());
+}
+
+// Where the walker is, on the top view: an arrow at his place, pointing where he looks,
+// over everything, its size a share of the map's width
+static void DrawWalkerMark(void)
+{
+    TwCamera* c = pCam;
+    float afDir[3];
+    twCamera_DirFromAngles(0, c->fYaw, afDir);
+    float s = c->fOrthoHalfWidth * WALKER_MARK_SHARE;
+    float x = c->vPos[0], y = c->vPos[1], z = c->vPos[2];
+    float fx = afDir[0] * s, fz = afDir[2] * s, sx = -afDir[2] * s * 0.6f, sz = afDir[0] * s * 0.6f;
+    // seen from above or below, whichever way it winds
+    GLboolean bCull = glIsEnabled(GL_CULL_FACE);
+    glDisable(GL_CULL_FACE);
+    glDisable(GL_DEPTH_TEST);
+    glDisable(GL_TEXTURE_2D);
+    glDisable(GL_LIGHTING);
+    // filled red, then outlined in black so that it reads on any ground
+    for (int iPass = 0; iPass < 2; iPass++) {
+        glColor3f(iPass ? 0.0f : 1.0f, iPass ? 0.0f : 0.15f, iPass ? 0.0f : 0.1f);
+        glBegin(iPass ? GL_LINE_LOOP : GL_TRIANGLES);
+        glVertex3f(x + fx, y, z + fz);
+        glVertex3f(x - fx * 0.6f + sx, y, z - fz * 0.6f + sz);
+        glVertex3f(x - fx * 0.6f - sx, y, z - fz * 0.6f - sz);
+        glEnd();
+    }
+    glColor3f(1, 1, 1);
+    glEnable(GL_DEPTH_TEST);
+    if (bCull)
+        glEnable(GL_CULL_FACE);
 }
 
 // The background and the building as another camera sees them, into the viewport set
@@ -223,6 +255,8 @@ void twEngine_Draw(void)
             twMeasure_Draw3D();
         }
     }
+    if (pCam->bTopView)
+        DrawWalkerMark();
     if (bStereo && e->iStereoMode == STEREO_MASKED)
         glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
     if (bStereo && e->iStereoMode == STEREO_SPLIT) {
@@ -258,7 +292,8 @@ void twEngine_Draw(void)
                       e->iMouseDy, e->bShowHints, (1.0f - e->fInterfSlide) * (float)e->iInterfHeight);
     if (e->bMeasureMode)
         twMeasure_DrawPanel(iWidth / 2, iHeight / 2, e->iUnits);
-    if (e->bDevMode || e->bMeasureMode)
+    // the top view's cross marks where a middle click puts the walker
+    if (e->bDevMode || e->bMeasureMode || pCam->bTopView)
         twOgl_DrawCrossHair();
     float fDelta = twTimer_GetDelta();
     if (e->fMessageTime > 0) {

@@ -255,3 +255,29 @@ TEST_F(Walk, ManyTrianglesSplitTheTree)
     Run(1, 0);
     EXPECT_LT(pWorld->iNumCollisionTris, pWorld->iNumPhysTris);
 }
+
+// The top view's middle click: the floor under a spot at the walker's own storey, none
+// inside a wall or where nothing is, and a door is no wall
+TEST_F(Walk, AFloorIsFoundUnderASpotButNeverInAWall)
+{
+    Load(Floor({twSample_Box(-0.1f, 0, -10, 0.1f, 2.5f, 10, 1, 0),   // a wall across the floor
+                twSample_Box(-10, 3, -10, -5, 3.2f, 10, 2, 0),      // an upper floor over a part
+                twSample_Box(4, 0, -1, 4.1f, 2.1f, 1, 5, 0)}));    // a door
+    float fFloor = -1;
+    ASSERT_EQ(twWorld_FloorBelow(2, 2, 0, &fFloor), 1);
+    EXPECT_FLOAT_EQ(fFloor, 0);
+    EXPECT_EQ(twWorld_FloorBelow(0, 2, 0, &fFloor), 0);   // inside the wall
+    ASSERT_EQ(twWorld_FloorBelow(-7, 2, 0, &fFloor), 1);  // under the upper floor: his storey
+    EXPECT_FLOAT_EQ(fFloor, 0);
+    ASSERT_EQ(twWorld_FloorBelow(-7, 2, 3.2f, &fFloor), 1); // from up there: the upper floor
+    EXPECT_FLOAT_EQ(fFloor, 3.2f);
+    ASSERT_EQ(twWorld_FloorBelow(4.05f, 0, 0, &fFloor), 1); // in a doorway
+    EXPECT_EQ(twWorld_FloorBelow(30, 30, 0, &fFloor), 0);   // off the model
+    // a hidden layer's wall is no wall
+    TwExportModel hidden = Floor({twSample_Box(-0.1f, 0, -10, 0.1f, 2.5f, 10, 1, 0, 1)});
+    twWorld_Free();
+    Load(hidden);
+    int32_t bHidden = 0;
+    memcpy(twLayers_GetLayer(1) + TW_LAYER_VISIBLE_OFFSET, &bHidden, 4);
+    EXPECT_EQ(twWorld_FloorBelow(0, 2, 0, &fFloor), 1);
+}
