@@ -521,6 +521,18 @@ if [ -s "$BAKE_HOME/Documents/Ambulon/Temp/LightS.bin" ] && [ ! -e "/Enable AMB 
     [ -s "$WORK/pub/Again.exe" ] || fail "republish: Again.exe is missing"
 fi
 
+# --- 10. The light kept in Temp is for one model: another model in its place starts unlit --
+# (after the sample house's light; the sanitizer build's is the small house's own)
+if [ "$BAKE_HOME" = "$WORK/sample" ] && [ -s "$BAKE_HOME/Documents/Ambulon/Temp/LightS.bin" ]; then
+    LOG=$BAKE_HOME/Documents/Ambulon/Amb2_Log.txt
+    : > "$LOG"
+    "$BUILD/write_model" "$BAKE_HOME/Documents/Ambulon/Temp/Export.bin"
+    start_viewer "$BAKE_HOME" "$BUILD/Ambulon.exe"
+    run_and_quit "$LOG" otherlight
+    expect_in_order "$LOG" otherlight "Project name = 'Test house'" \
+        "The light in Temp doesn't fit this model: it is passed over" "---Entering main loop---"
+fi
+
 [ -n "${KEEP_E2E:-}" ] && echo "kept $WORK" || rm -rf "$WORK"
 if [ "$FAILURES" != 0 ]; then
     echo "$FAILURES failure(s)"
