@@ -1,10 +1,8 @@
 #include <GL/glew.h>
 #include <math.h>
-#include <stdlib.h>
 #include <stddef.h>
 #include <string.h>
 
-#include "engine/memory.h"
 #include "engine/vector.h"
 #include "light/light.h"
 #include "interface/layers.h"
@@ -212,38 +210,6 @@ static int DrawsGroup(const TwElementGroup* pGroup, const TwCamera* pCam)
     return twWorld_GroupSeen(pGroup->uiVisibleFrame) || fDistSq <= TW_NEAR_GROUP_SQ;
 }
 
-static int CompareNearer(const void* pA, const void* pB)
-{
-    float a = ((const TwGroupOrder*)pA)->fKey, b = ((const TwGroupOrder*)pB)->fKey;
-    return a < b ? -1 : (a > b ? 1 : 0);
-}
-
-// The groups nearest the eye first: drawn so, the depth test turns away what lies behind
-// before it is shaded, and shading is what a frame spends most on. Null without memory for
-// the order, and the passes keep the stored order.
-static const TwGroupOrder* NearestFirst(const TwCamera* pCam)
-{
-    TwWorld* w = pWorld;
-    if (!w->pDrawOrder) {
-        w->pDrawOrder = (TwGroupOrder*)twMem_Malloc((uint32_t)(w->iNumElementGroups * sizeof(TwGroupOrder)),
-                                                    "pWorld->pDrawOrder");
-        if (!w->pDrawOrder)
-            return nullptr;
-    }
-    for (int g = 0; g < w->iNumElementGroups; g++) {
-        const TwElementGroup* pGroup = &w->pElementGroups[g];
-        float fKey = 0;
-        for (int i = 0; i < 3; i++) {
-            float d = fabsf(pCam->vPos[i] - pGroup->vCentre[i]) - pGroup->vHalfSize[i];
-            fKey += d > 0 ? d * d : 0;
-        }
-        w->pDrawOrder[g].fKey = fKey;
-        w->pDrawOrder[g].iGroup = g;
-    }
-    qsort(w->pDrawOrder, (size_t)w->iNumElementGroups, sizeof(TwGroupOrder), CompareNearer);
-    return w->pDrawOrder;
-}
-
 int twWorld_GroupSeen(uint32_t uiGroupFrame)
 {
     return uiGroupFrame + TW_SWEEP_CYCLE >= pWorld->uiVisibleFrame;
@@ -302,15 +268,14 @@ void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam
         glPolygonOffset(1, 1);
     }
     int iTextured = 0, bBuffersBound = 0;
-    const TwGroupOrder* pOrder = NearestFirst(pCam);
     for (int iPass = 0; iPass < 2; iPass++) {
         if (iPass == 1) {
             if (!bTransparency)
                 break;
             glEnable(GL_BLEND);
         }
-        for (int i = 0; i < w->iNumElementGroups; i++) {
-            const TwElementGroup* pGroup = &w->pElementGroups[iPass == 0 && pOrder ? pOrder[i].iGroup : i];
+        for (int g = 0; g < w->iNumElementGroups; g++) {
+            const TwElementGroup* pGroup = &w->pElementGroups[g];
             if (!DrawsGroup(pGroup, pCam))
                 continue;
             int bNear = bShadow && bSoftShadows && NearForSoftShadow(pGroup, pCam);
@@ -535,13 +500,12 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
         glPolygonOffset(1, 1);
     }
     int iTextured = 0;
-    const TwGroupOrder* pOrder = NearestFirst(pCam);
     for (int iPass = 0; iPass < 2 && (iPass == 0 || bTransparency); iPass++) {
         if (iPass == 1)
             glEnable(GL_BLEND);
         int iAlpha = iPass ? TW_FP_ALPHA : 0;
-        for (int i = 0; i < w->iNumElementGroups; i++) {
-            const TwElementGroup* pGroup = &w->pElementGroups[iPass == 0 && pOrder ? pOrder[i].iGroup : i];
+        for (int g = 0; g < w->iNumElementGroups; g++) {
+            const TwElementGroup* pGroup = &w->pElementGroups[g];
             if (!DrawsGroup(pGroup, pCam))
                 continue;
             int iSun = !bShadow ? 0

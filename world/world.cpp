@@ -96,9 +96,6 @@ static void FreeElementGroups(void)
     twMem_Free(pWorld->pElementGroups);
     pWorld->pElementGroups = nullptr;
     pWorld->iNumElementGroups = 0;
-    if (pWorld->pDrawOrder)
-        twMem_Free(pWorld->pDrawOrder);
-    pWorld->pDrawOrder = nullptr;
 }
 
 static void FreeMeshes(void)

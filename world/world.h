@@ -216,12 +216,6 @@ typedef int (*TwProgressFn)(const char* pstrLine1, const char* pstrLine2, float 
 typedef void (*TwLightProgressFn)(void);
 typedef int (*TwLightAbortFn)(void);
 
-// A group's place in a pass: its distance from the eye, squared
-struct TwGroupOrder {
-    float fKey;
-    int32_t iGroup;
-};
-
 struct TwWorld {
     // kept for the life of the program
     int32_t iWidth, iHeight;        // the window's pixels
@@ -290,7 +284,6 @@ struct TwWorld {
     TwTreeItem** ppElementGroupItemsFromTree; // tree query results, null-terminated
     TwElementGroup** ppElementGroupsInRange; // range query results, null-terminated
     int32_t iNumElementGroups;
-    TwGroupOrder* pDrawOrder;       // iNumElementGroups: the opaque pass's order, renewed each draw
     TwElementGroup* pElementGroups;
     uint32_t uiVisibleFrame;        // frame of the last visibility sweep
     int32_t iOcQuadrant;            // quarter of the ID picture the next sweep draws, 0 to 3
