@@ -620,11 +620,7 @@ int twEngine_SaveGallery(void)
     char szPath[TW_PATH_SIZE + 32];
     GalleryPath(szPath, sizeof(szPath));
     if (twGallery_GetNumItems() == 0) {
-        FILE* pFile = fopen(szPath, "rb");
-        if (pFile) {
-            fclose(pFile);
-            twWindow_DeleteFile(szPath);
-        }
+        twWindow_DeleteFile(szPath);
         return 1;
     }
     if (!twGallery_Save(szPath)) {
@@ -643,19 +639,15 @@ int twEngine_InitGallery(void)
         return 0;
     int iSize = 0;
     FILE* pFile = twCore_GetResource(TW_GALLERY_FILE, &iSize);
-    if (!pFile && !e->bStandAlone) {
+    int bLocal = !pFile && !e->bStandAlone;
+    if (bLocal) {
         // the user's own gallery of the last run
         char szPath[TW_PATH_SIZE + 32];
         GalleryPath(szPath, sizeof(szPath));
         pFile = fopen(szPath, "rb");
         iSize = -1;
-        if (!pFile)
-            return 1;
-        twLog(pstrTag, "Loading gallery from local file\n");
-        if (!twGallery_Load(pFile, iSize))
-            twLogError(pstrTag, "!twGallery_Load\n");
-        fclose(pFile);
-        return 1;
+        if (pFile)
+            twLog(pstrTag, "Loading gallery from local file\n");
     }
     if (!pFile)
         return 1;
@@ -665,6 +657,9 @@ int twEngine_InitGallery(void)
         twLogError(pstrTag, "!twGallery_Load\n");
         return 1;
     }
+    // a copy shows its gallery at start; the full program keeps the model's own view
+    if (bLocal)
+        return 1;
     if (e->bPlayOnStart && twGallery_PlayFromTop()) {
         // a step too small to move: the camera takes the first key
         twGallery_Update(FIRST_KEY_STEP);

@@ -74,20 +74,6 @@ void twGallery_Select(TwGalleryItem* pItem)
     snprintf(g->szLabel, sizeof(g->szLabel), "%s", pItem->szLabel);
 }
 
-static TwTexture* LoadImage(const char* pstrName)
-{
-    FILE* pFile = twCore_GetResource(pstrName, nullptr);
-    if (!pFile) {
-        twLogError("twGallery_Init", "!twCore_GetResource : %s\n", pstrName);
-        return nullptr;
-    }
-    TwTexture* pTexture = twOgl_LoadTexture(pstrName, pFile, 0x1908 /* GL_RGBA */, 1, 0, 2);
-    fclose(pFile);
-    if (!pTexture)
-        twLogError("twGallery_Init", "!twOgl_LoadTexture : %s\n", pstrName);
-    return pTexture;
-}
-
 int twGallery_Init(int iMaxKeys, int iKeysPerSecond, float* pvPos, float* pfAngles, float* pfTopAngles,
                    float* pvOrthoCentre, float* pfOrthoHalfWidth, int32_t* pbTop)
 {
@@ -135,7 +121,7 @@ int twGallery_Init(int iMaxKeys, int iKeysPerSecond, float* pvPos, float* pfAngl
                 continue;
             fclose(pImage);
         }
-        *appTextures[i] = LoadImage(apstrNames[i]);
+        *appTextures[i] = twOgl_LoadResourceTexture(apstrNames[i], apstrNames[i], apstrNames[i], pstrTag);
         if (!*appTextures[i])
             return 0;
     }

@@ -70,56 +70,6 @@ void twMeasure_Click(void)
     }
 }
 
-// The inverse of a column-major 4x4 matrix by elimination; 0 when it has none
-static int Invert(const float* pm, float* pOut)
-{
-    double a[4][8];
-    for (int r = 0; r < 4; r++)
-        for (int c = 0; c < 4; c++) {
-            a[r][c] = pm[c * 4 + r];
-            a[r][c + 4] = r == c;
-        }
-    for (int c = 0; c < 4; c++) {
-        int iPivot = c;
-        for (int r = c + 1; r < 4; r++)
-            if (fabs(a[r][c]) > fabs(a[iPivot][c]))
-                iPivot = r;
-        if (fabs(a[iPivot][c]) < 1e-12)
-            return 0;
-        for (int k = 0; k < 8; k++) {
-            double t = a[c][k];
-            a[c][k] = a[iPivot][k];
-            a[iPivot][k] = t;
-        }
-        double fInv = 1.0 / a[c][c];
-        for (int k = 0; k < 8; k++)
-            a[c][k] *= fInv;
-        for (int r = 0; r < 4; r++) {
-            if (r == c)
-                continue;
-            double f = a[r][c];
-            for (int k = 0; k < 8; k++)
-                a[r][k] -= f * a[c][k];
-        }
-    }
-    for (int r = 0; r < 4; r++)
-        for (int c = 0; c < 4; c++)
-            pOut[c * 4 + r] = (float)a[r][c + 4];
-    return 1;
-}
-
-// The projection times the view: world to clip space
-static void ViewProjection(const TwCamera* pCam, float* pOut)
-{
-    for (int c = 0; c < 4; c++)
-        for (int r = 0; r < 4; r++) {
-            float f = 0;
-            for (int k = 0; k < 4; k++)
-                f += pCam->mProjection[k * 4 + r] * pCam->mView[c * 4 + k];
-            pOut[c * 4 + r] = f;
-        }
-}
-
 // The two distances follow a new point under the cross
 static void Distances(const TwCamera* pCam)
 {
@@ -139,17 +89,16 @@ void twMeasure_Pick(const TwCamera* pCam, int iX, int iY)
     glReadPixels(iX, iY, 1, 1, GL_DEPTH_COMPONENT, GL_FLOAT, &fDepth);
     GLint aiViewport[4];
     glGetIntegerv(GL_VIEWPORT, aiViewport);
-    // back through the viewport, the projection and the view
-    float afMvp[16], afInverse[16];
-    ViewProjection(pCam, afMvp);
-    if (!Invert(afMvp, afInverse) || aiViewport[2] <= 0 || aiViewport[3] <= 0)
+    if (aiViewport[2] <= 0 || aiViewport[3] <= 0)
         return;
+    // back through the viewport and the camera's projection and view
     float afNdc[4] = {2.0f * (iX - aiViewport[0]) / aiViewport[2] - 1, 2.0f * (iY - aiViewport[1]) / aiViewport[3] - 1,
                       2 * fDepth - 1, 1};
+    const float* pfInverse = pCam->mViewProjInverse;
     float afWorld[4];
     for (int r = 0; r < 4; r++)
-        afWorld[r] = afInverse[r] * afNdc[0] + afInverse[4 + r] * afNdc[1] + afInverse[8 + r] * afNdc[2] +
-                     afInverse[12 + r] * afNdc[3];
+        afWorld[r] = pfInverse[r] * afNdc[0] + pfInverse[4 + r] * afNdc[1] + pfInverse[8 + r] * afNdc[2] +
+                     pfInverse[12 + r] * afNdc[3];
     if (afWorld[3] == 0)
         return;
     for (int i = 0; i < 3; i++)
@@ -161,14 +110,14 @@ void twMeasure_Pick(const TwCamera* pCam, int iX, int iY)
 struct SnapArea {
     float afDepth[(2 * SNAP_PIXELS + 1) * (2 * SNAP_PIXELS + 1)];
     int iX0, iY0;                 // window pixel of the block's first depth
-    float afMvp[16];
+    const float* pfMvp;           // the camera's projection times its view
     int aiViewport[4];
 };
 
 // A world point on the window: its pixel and clip w, and its window depth; 0 behind the eye
 static int Project(const SnapArea* a, const float* pv, float* pfX, float* pfY, float* pfW, float* pfDepth)
 {
-    const float* m = a->afMvp;
+    const float* m = a->pfMvp;
     float x = m[0] * pv[0] + m[4] * pv[1] + m[8] * pv[2] + m[12];
     float y = m[1] * pv[0] + m[5] * pv[1] + m[9] * pv[2] + m[13];
     float z = m[2] * pv[0] + m[6] * pv[1] + m[10] * pv[2] + m[14];
@@ -222,7 +171,7 @@ void twMeasure_Snap(const TwCamera* pCam, int iX, int iY)
         f = 1;
     glGetIntegerv(GL_VIEWPORT, a->aiViewport);
     glReadPixels(a->iX0, a->iY0, 2 * SNAP_PIXELS + 1, 2 * SNAP_PIXELS + 1, GL_DEPTH_COMPONENT, GL_FLOAT, a->afDepth);
-    ViewProjection(pCam, a->afMvp);
+    a->pfMvp = pCam->mViewProj;
     // a corner within reach wins over any edge; among each, the nearest on the window
     float fBest = (float)(SNAP_PIXELS * SNAP_PIXELS) + 0.01f, afPoint[3];
     int iFound = 0;

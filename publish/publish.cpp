@@ -58,8 +58,8 @@ static int Join(char* pstrOut, size_t uiSize, const char* pstrFormat, ...)
 
 static int64_t Position(Pack* p) { return p->w.pFile ? (int64_t)ftello(p->w.pFile) : -1; }
 
-// iSize bytes of a stream into the program, in pieces through the temp buffer
-static int CopyStream(Pack* p, FILE* pIn, int64_t iSize)
+// iSize bytes of a stream into a file being written, in pieces through the temp buffer
+static int CopyStream(TwWriter* pWriter, FILE* pIn, int64_t iSize)
 {
     uint8_t* pucBuffer = (uint8_t*)twMem_GetTempBuffer(CHUNK_BYTES, 0);
     if (!pucBuffer) {
@@ -72,8 +72,8 @@ static int CopyStream(Pack* p, FILE* pIn, int64_t iSize)
             twLogError(TAG, "!fread : the source ends early\n");
             return 0;
         }
-        if (!twWriter_Write(&p->w, pucBuffer, (int64_t)uiPiece)) {
-            twLogError(TAG, "!fwrite : '%s'\n", p->w.szTempPath);
+        if (!twWriter_Write(pWriter, pucBuffer, (int64_t)uiPiece)) {
+            twLogError(TAG, "!fwrite : '%s'\n", pWriter->szTempPath);
             return 0;
         }
         iSize -= (int64_t)uiPiece;
@@ -96,7 +96,7 @@ static int AddStream(Pack* p, const char* pstrName, FILE* pIn, int64_t iSize)
     snprintf(e->szName, sizeof(e->szName), "%s", pstrName);
     e->uiOffset = (uint32_t)iAt;
     e->uiSize = (uint32_t)iSize;
-    int bOk = CopyStream(p, pIn, iSize);
+    int bOk = CopyStream(&p->w, pIn, iSize);
     fclose(pIn);
     return bOk;
 }
@@ -236,6 +236,34 @@ static int WritePack(Pack* p)
            twWriter_U32(&p->w, (uint32_t)iCount) && twWriter_Write(&p->w, TW_PACK_MAGIC, 4);
 }
 
+// The new program's first bytes, the master's "Master": the Windows master's bare program
+// is its file's start, the Mac master's is the entry's bytes. The new program runs as its
+// master does.
+static int CopyMaster(Pack* p, const char* pstrMaster, int bFromStart, const char* pstrTarget)
+{
+    int iSize = 0;
+    FILE* pMaster = twCore_GetResourceExt("Master", pstrMaster, &iSize);
+    if (!pMaster) {
+        twLogError(TAG, "!twCore_GetResource : '%s'\n", "Master");
+        return 0;
+    }
+    if (bFromStart && (FileSize(pMaster) < iSize || fseeko(pMaster, 0, SEEK_SET) != 0)) {
+        twLogError(TAG, "!The master's 'Master' runs past its end\n");
+        fclose(pMaster);
+        return 0;
+    }
+    if (!twWriter_Open(&p->w, pstrTarget)) {
+        twLogError(TAG, "!fopen : '%s'\n", pstrTarget);
+        fclose(pMaster);
+        return 0;
+    }
+    int bOk = CopyStream(&p->w, pMaster, iSize);
+    fclose(pMaster);
+    struct stat st;
+    fchmod(fileno(p->w.pFile), stat(pstrMaster, &st) == 0 ? (st.st_mode & 0777) : 0755);
+    return bOk;
+}
+
 // The same file, whether or not it exists yet: its folder resolved, its name kept
 static void CanonicalPath(const char* pstrPath, char* pstrOut)
 {
@@ -261,29 +289,7 @@ static int MakeProgram(Pack* p, const char* pstrTarget)
         return 0;
     }
     twLog(TAG, "Creating the AMB file\n");
-    int iSize = 0;
-    FILE* pMaster = twCore_GetResourceExt("Master", szMaster, &iSize);
-    if (!pMaster) {
-        twLogError(TAG, "!twCore_GetResource : '%s'\n", "Master");
-        return 0;
-    }
-    // the master's bare program starts its file
-    if (fseeko(pMaster, 0, SEEK_SET) != 0 || FileSize(pMaster) < iSize) {
-        twLogError(TAG, "!The master's 'Master' runs past its end\n");
-        fclose(pMaster);
-        return 0;
-    }
-    if (!twWriter_Open(&p->w, pstrTarget)) {
-        twLogError(TAG, "!fopen : '%s'\n", pstrTarget);
-        fclose(pMaster);
-        return 0;
-    }
-    int bOk = CopyStream(p, pMaster, iSize);
-    fclose(pMaster);
-    struct stat st;
-    if (bOk && stat(szMaster, &st) == 0)
-        fchmod(fileno(p->w.pFile), st.st_mode & 0777);
-    return bOk;
+    return CopyMaster(p, szMaster, 1, pstrTarget);
 }
 
 // The Mac branch: the bundle's folders and files, and its program with the pack behind
@@ -307,12 +313,12 @@ static int MakeBundle(Pack* p, const char* pstrBundle)
             twLogError(TAG, "!fopen : '%s'\n", szFrom);
             return 0;
         }
-        Pack file;
+        TwWriter file;
         memset(&file, 0, sizeof(file));
-        int bOk = twWriter_Open(&file.w, szPath) && CopyStream(&file, pIn, FileSize(pIn));
+        int bOk = twWriter_Open(&file, szPath) && CopyStream(&file, pIn, FileSize(pIn));
         fclose(pIn);
-        if (!bOk || !twWriter_Close(&file.w)) {
-            twWriter_Abandon(&file.w);
+        if (!bOk || !twWriter_Close(&file)) {
+            twWriter_Abandon(&file);
             twLogError(TAG, "!fopen : '%s'\n", szPath);
             return 0;
         }
@@ -320,21 +326,7 @@ static int MakeBundle(Pack* p, const char* pstrBundle)
     twLog(TAG, "Creating the AMB file\n");
     Join(szPath, sizeof(szPath), "%s/%s", pstrBundle, "Contents/MacOS/Ambulon");
     snprintf(szFrom, sizeof(szFrom), "%s%s", twCore_GetDataDir(), TW_MAC_PROGRAM_PATH);
-    int iSize = 0;
-    FILE* pMaster = twCore_GetResourceExt("Master", szFrom, &iSize);
-    if (!pMaster) {
-        twLogError(TAG, "!twCore_GetResource : '%s'\n", "Master");
-        return 0;
-    }
-    if (!twWriter_Open(&p->w, szPath)) {
-        twLogError(TAG, "!fopen : '%s'\n", szPath);
-        fclose(pMaster);
-        return 0;
-    }
-    int bOk = CopyStream(p, pMaster, iSize);
-    fclose(pMaster);
-    fchmod(fileno(p->w.pFile), 0755);
-    return bOk;
+    return CopyMaster(p, szFrom, 0, szPath);
 }
 
 // A bundle that this publish made is taken away whole when it fails
