@@ -165,6 +165,8 @@ int twEngine_Shutdown(void)
             twLog("twEngine_Save", "  Saving settings\n");
             if (!twEngine_LoadSaveSettings(nullptr, 1))
                 twLogError(SHUTDOWN_TAG, "!twEngine_LoadSaveSettings\n");
+            if (!twEngine_LoadSaveSunPlace(nullptr, 0, 1))
+                twLogError(SHUTDOWN_TAG, "!twEngine_LoadSaveSunPlace\n");
         }
         twOgl_ReleaseTexture(&pEngine->pPlaneTexture);
         twOgl_ReleaseTexture(&pEngine->pFbTex);
@@ -337,6 +339,10 @@ int twEngine_InitEngine(void)
     e->iBackgroundWanted = 4;
     e->iUnits = -1;
     e->fUnitScale = -1.0f;
+    e->fScaleDegrees = -1.0f;
+    // a summer afternoon at Greenwich until the user gives his own
+    e->sunPlace = {0, 2026, 6, 21, 15, 0, 51.48f, 0.0f, 1.0f, 0.0f};
+    e->iSunPlaceAltitude = -1;
     e->iSunAltitudeWanted = 45;
     e->iSunAzimuthWanted = 45;
     e->fSunShadowWanted = 0.26f;
@@ -505,6 +511,22 @@ static int LoadTempLight(void)
     return 1;
 }
 
+// A copy's date and place, from its own pack or the one opened; a copy without them keeps
+// the sun its settings give
+static void LoadSunPlace(const char* pstrFrom)
+{
+    int iSize = 0;
+    FILE* pFile = pstrFrom ? twCore_GetResourceExt(TW_SUN_PLACE_FILE, pstrFrom, &iSize)
+                           : twCore_GetResource(TW_SUN_PLACE_FILE, &iSize);
+    if (pFile) {
+        twEngine_LoadSaveSunPlace(pFile, iSize, 0);
+        fclose(pFile);
+    } else {
+        pEngine->sunPlace.bFollow = 0;
+    }
+    twEngine_ApplySunPlace();
+}
+
 int twEngine_InitWorld(void)
 {
     TwEngine* e = pEngine;
@@ -547,12 +569,14 @@ int twEngine_InitWorld(void)
             twEngine_LoadSaveSettings(pSettings, 0);
             fclose(pSettings);
         }
+        LoadSunPlace(nullptr);
         twEngine_ApplySettings();
         e->fHintTime = e->bShowHints ? HINT_SECONDS : 0;
         return 1;
     }
     // no settings of the user's yet, or bad ones: the engine's defaults stand
     twEngine_LoadSaveSettings(nullptr, 0);
+    twEngine_LoadSaveSunPlace(nullptr, 0, 0);
     char szPath[TW_PATH_SIZE];
     if (snprintf(szPath, sizeof(szPath), "%sTemp/%s", twCore_GetUserDir(), TW_MODEL_RESOURCE) >= TW_PATH_SIZE)
         szPath[0] = 0;
@@ -572,6 +596,8 @@ int twEngine_InitWorld(void)
     e->iRenderModeWanted = TW_MODE_LAMP;
     if (pWorld->bLoaded && e->bRadiosity && !e->bNoShaders && LoadTempLight())
         e->iRenderModeWanted = TW_MODE_LIT;
+    // a sun that follows the date wins over the model's
+    twEngine_ApplySunPlace();
     twEngine_ApplySettings();
     return 1;
 }
@@ -735,6 +761,7 @@ int twEngine_Load(const char* pstrPath)
         twEngine_LoadSaveSettings(pSettings, 0);
         fclose(pSettings);
     }
+    LoadSunPlace(szPath);
     snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", szPath);
     // under the light loader's tag on purpose: readers of the log look for it there
     twLog("twWorld_LoadLight", "Model succesfully loaded\n");

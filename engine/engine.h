@@ -29,11 +29,27 @@ struct TwCamera;
 #define TW_SETTINGS_ITEMS 26 // four bytes each: the version, then the settings
 #define TW_SETTINGS_SIZE (TW_SETTINGS_ITEMS * 4)
 
+#define TW_SUN_PLACE_FILE "Sun.bin"
+#define TW_SUN_PLACE_TAG "SUNP"
+#define TW_SUN_PLACE_SIZE (4 + 40) // the tag, then the record
+
 #define TW_MAX_RENDER_MODES 6
 #define TW_NUM_BACKGROUNDS 5
 #define TW_NUM_STEREO_NAMES 5
 
 enum TwPendingKind { TW_PENDING_NONE = 0, TW_PENDING_OPEN = 1, TW_PENDING_PUBLISH_WIN = 2, TW_PENDING_PUBLISH_MAC = 3 };
+
+// The sun's date, time and place, as "Sun.bin" holds it after its tag
+struct TwSunPlace {
+    int32_t bFollow;                  // the sun's angles follow the date, time and place
+    int32_t iYear, iMonth, iDay;
+    int32_t iHour, iMinute;           // the clock's time where the building stands
+    float fLatitude;                  // degrees, north positive
+    float fLongitude;                 // degrees, east positive
+    float fUtcOffset;                 // hours the clock is ahead of UTC
+    float fNorth;                     // degrees from the plan's up to true north, clockwise
+};
+static_assert(sizeof(TwSunPlace) == TW_SUN_PLACE_SIZE - 4, "the record mirrors the file");
 
 struct TwEngine {
     char szInfo[TW_PATH_SIZE];        // the developer panel's "Info" line
@@ -138,6 +154,11 @@ struct TwEngine {
     int32_t iDrawVolumes;
     int32_t bDrawSun, bInstances, bDrawSurfaces, bOcclusionCulling, bDrawOccluders, bSelectMode, bDrawSmooth;
     int32_t bTransparency, bViewFromSun;
+    // the sun from a date, a time and a place
+    TwSunPlace sunPlace;
+    int32_t iSunPlaceAltitude, iSunPlaceAzimuth; // the angles it last set
+    float fScaleDegrees;              // -1: the place's degrees with two decimals
+    char szSunPlaceStatus[TW_TEXT_SIZE * 2];
 };
 
 extern TwEngine* pEngine;
@@ -178,6 +199,12 @@ void twEngine_Draw(void);        // the frame (render/frame.cpp)
 void twEngine_HandleInput(void); // keys and commands (interface/viewer.cpp)
 int twEngine_ApplySettings(void);
 int twEngine_LoadSaveSettings(FILE* pFile, int bSave); // null: the user's Temp/Settings.bin
+// the sun from a date and a place (engine/sun_place.cpp)
+void twEngine_SunPosition(const TwSunPlace* pPlace, double* pdAltitude, double* pdAzimuth); // true north, clockwise
+int twEngine_SunAzimuthInModel(double dAzimuth, float fNorth); // the engine's azimuth, 1 to 360
+int twEngine_ApplySunPlace(void); // the sun's wanted angles from the place when it follows; 1 when they changed
+void twEngine_CheckSunFollow(void); // a sun moved by other means no longer follows the date
+int twEngine_LoadSaveSunPlace(FILE* pFile, int64_t iSize, int bSave); // null: the user's Temp/Sun.bin
 int twEngine_InitInterf(void);   // the panel's pages (interface/viewer.cpp)
 int twEngine_InitDevMode(void);  // interface/dev.cpp
 void twDev_DrawPanel(void);

@@ -52,6 +52,8 @@ enum {
     STR_GALLERY_STOP, STR_GALLERY_ALL, STR_GALLERY_PREV, STR_GALLERY_NEXT,
     STR_QUALITY_FIRST = 223, STR_SCENE_FIRST = 138, STR_METRES = 141,
     STR_KEYS_FLY_UP = 456,
+    STR_PAGE_SUN = 108, STR_SUN_FOLLOW = 500, STR_SUN_YEAR, STR_SUN_MONTH, STR_SUN_DAY, STR_SUN_HOUR,
+    STR_SUN_MINUTE, STR_SUN_LATITUDE, STR_SUN_LONGITUDE, STR_SUN_UTC, STR_SUN_NORTH,
 };
 #define PAGE_LAYERS_LOCKED "LAYERSRAD"
 #define GALLERY_IMAGE "GALLERYIMAGE"
@@ -88,6 +90,7 @@ static void AddTabs(int iOwnId)
             continue;
         twInterf_AddButton(TAB_X, ROW(iRow++), WIDGET_W, WIDGET_H, Str(iId), iId == iOwnId, 0, 0, 0);
     }
+    twInterf_AddButton(TAB_X, ROW(iRow), WIDGET_W, WIDGET_H, Str(STR_PAGE_SUN), iOwnId == STR_PAGE_SUN, 0, 0, 0);
     twInterf_AddButton(TAB_X, ROW(9), WIDGET_W, WIDGET_H, Str(STR_QUIT), 0, 0, 0, 0);
 }
 
@@ -157,6 +160,36 @@ static void PageView(void)
     Float(FIELD2, 8, &e->fCollisionSize, 0.15f, 0.4f, 0.005f, &e->fUnitScale, nullptr, e->szUnitSuffix, 0);
     Option(FIELD2, 9, &e->bDrawFlare, 2, e->apszNoYes, nullptr);
     Option(FIELD2, 10, &e->bShowHints, 2, e->apszNoYes, nullptr);
+}
+
+static void Int(int x, int iRow, int32_t* piValue, int iMin, int iMax)
+{
+    twInterf_AddValue(x, ROW(iRow), TW_VALUE_INT, piValue, nullptr, (float)iMin, (float)iMax, 1, nullptr, nullptr,
+                      nullptr, 0, nullptr, nullptr);
+}
+
+// The sun from a date, a time and a place, with the model's north
+static void PageSun(void)
+{
+    TwEngine* e = pEngine;
+    TwSunPlace* p = &e->sunPlace;
+    twInterf_AddPage(Str(STR_PAGE_SUN));
+    AddTabs(STR_PAGE_SUN);
+    for (int i = 0; i < 6; i++)
+        StaticAt(LABEL1, i + 1, STR_SUN_FOLLOW + i);
+    for (int i = 0; i < 4; i++)
+        StaticAt(LABEL2, i + 1, STR_SUN_LATITUDE + i);
+    Option(FIELD1, 1, &p->bFollow, 2, e->apszNoYes, nullptr);
+    Int(FIELD1, 2, &p->iYear, 1900, 2100);
+    Int(FIELD1, 3, &p->iMonth, 1, 12);
+    Int(FIELD1, 4, &p->iDay, 1, 31);
+    Int(FIELD1, 5, &p->iHour, 0, 23);
+    Int(FIELD1, 6, &p->iMinute, 0, 59);
+    Float(FIELD2, 1, &p->fLatitude, -90, 90, 0.05f, &e->fScaleDegrees, nullptr, nullptr, 0);
+    Float(FIELD2, 2, &p->fLongitude, -180, 180, 0.05f, &e->fScaleDegrees, nullptr, nullptr, 0);
+    Float(FIELD2, 3, &p->fUtcOffset, -12, 14, 0.25f, &e->fScaleDegrees, nullptr, nullptr, 0);
+    Float(FIELD2, 4, &p->fNorth, 0, 360, 1, &e->fScale1, nullptr, nullptr, 0);
+    twInterf_AddContainer(FIELD1, ROW(8), WIDE_W, WIDGET_H, e->szSunPlaceStatus);
 }
 
 static void PageLight(void)
@@ -322,6 +355,7 @@ int twEngine_InitInterf(void)
         return 0;
     PageKeys();
     PageAbout();
+    PageSun();
     PageDev();
     twInterf_SelectPage(nullptr);
     SyncLightButtons();
@@ -622,8 +656,8 @@ static void Commands(void)
     }
     if (!bPressed)
         return;
-    static const int aiTabs[] = {STR_PAGE_FILE,    STR_PAGE_VIEW, STR_PAGE_LAYERS, STR_PAGE_LIGHT,
-                                 STR_PAGE_GALLERY, STR_PAGE_KEYS, STR_PAGE_ABOUT};
+    static const int aiTabs[] = {STR_PAGE_FILE, STR_PAGE_VIEW, STR_PAGE_LAYERS, STR_PAGE_LIGHT,
+                                 STR_PAGE_GALLERY, STR_PAGE_KEYS, STR_PAGE_ABOUT, STR_PAGE_SUN};
     for (int iId : aiTabs) {
         if (Is(pstrName, iId)) {
             // the layers while a solution is part way: the page that says why they can't change
@@ -714,6 +748,11 @@ void twEngine_HandleInput(void)
     e->iMouseDz = twInput_GetMouseDz();
     Keys();
     MovementKeys();
+    // the sun moves as the date, the time or the place is dragged or picked; moved on
+    // another page it leaves the date
+    if (e->bInterface && twInterf_IsPage(Str(STR_PAGE_SUN)) && twEngine_ApplySunPlace())
+        twEngine_ApplySettings();
+    twEngine_CheckSunFollow();
     if (e->bInterface) {
         Commands();
         if (twInterf_IsPage(Str(STR_PAGE_ABOUT)))

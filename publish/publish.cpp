@@ -25,7 +25,7 @@
 #define NUM_OWN 15
 #define NUM_DISK 9
 #define NUM_LIGHT 5
-#define MAX_ENTRIES (NUM_OWN + NUM_DISK + 1 + NUM_LIGHT)
+#define MAX_ENTRIES (NUM_OWN + NUM_DISK + 1 + NUM_LIGHT + 1) // the last: the sun's date and place
 #define STR_PUBLISH_WIN_TITLE 115
 #define STR_PUBLISH_MAC_TITLE 118
 
@@ -205,6 +205,21 @@ static int AddLight(Pack* p)
     return 1;
 }
 
+// After the light: the date and place, when the copy's sun is to follow them
+static int AddSunPlace(Pack* p)
+{
+    if (!pEngine->sunPlace.bFollow)
+        return 1;
+    if (!twEngine_LoadSaveSunPlace(nullptr, 0, 1)) {
+        twLogError(TAG, "!twEngine_LoadSaveSunPlace\n");
+        return 0;
+    }
+    char szPath[TW_PATH_SIZE + 32];
+    snprintf(szPath, sizeof(szPath), "%sTemp/%s", twCore_GetUserDir(), TW_SUN_PLACE_FILE);
+    twLog(TAG, "Attaching the sun's date and place\n");
+    return AddFile(p, szPath);
+}
+
 // The pack's rows in their order, its directory and its trailer
 static int WritePack(Pack* p)
 {
@@ -229,7 +244,7 @@ static int WritePack(Pack* p)
     if (!AddFile(p, szPath) || !AddModel(p))
         return 0;
     snprintf(szPath, sizeof(szPath), "%sData/Strings/Strings.bin", twCore_GetDataDir());
-    if (!AddFile(p, szPath) || !AddGallery(p) || !AddLight(p))
+    if (!AddFile(p, szPath) || !AddGallery(p) || !AddLight(p) || !AddSunPlace(p))
         return 0;
     int32_t iCount = p->iCount;
     return twWriter_Write(&p->w, p->aEntries, (int64_t)iCount * (int64_t)sizeof(TwPackEntry)) &&

@@ -260,6 +260,37 @@ run_and_quit "$LOG" panel-again
 [ "$(od -An -tu4 -j8 -N4 "$TEMP/Settings.bin" 2>/dev/null | tr -d ' ')" = 1 ] || fail "panel: feet lost on restart"
 grep -q "!version mismatch" "$LOG" && fail "panel: the saved settings were refused"
 
+# --- 6e. The sun from a date: the Sun tab (the eighth row), "Sun follows the date" picked
+# from its drop-down; the date's sun is kept with the date and place, and comes back
+start_viewer "$WORK/panel" "$BUILD/Ambulon.exe"
+if wait_for_text "$LOG" "---Entering main loop---"; then
+    sleep 0.6
+    xdotool key Escape
+    sleep 0.8
+    xdotool mousemove_relative -- -560 432 # over the Sun tab
+    sleep 0.3
+    xdotool click 1
+    sleep 0.5
+    xdotool mousemove_relative -- 356 -119 # over "Sun follows the date"
+    sleep 0.3
+    xdotool mousedown 1
+    sleep 0.3
+    xdotool mousemove_relative -- 150 15 # the list's second item, On
+    sleep 0.5
+    xdotool mouseup 1
+    sleep 0.8
+    import -window root "$BUILD/e2e-sun.png"
+fi
+run_and_quit "$LOG" sun-end
+[ "$(od -An -tu4 -j4 -N4 "$TEMP/Sun.bin" 2>/dev/null | tr -d ' ')" = 1 ] || fail "sun: the date's sun wasn't kept"
+# the default date, midsummer at Greenwich at three, puts the sun 54 degrees up in the south-west
+[ "$(od -An -tu4 -j64 -N8 "$TEMP/Settings.bin" 2>/dev/null | tr -s ' ')" = " 54 310" ] ||
+    fail "sun: the settings hold another sun: $(od -An -tu4 -j64 -N8 "$TEMP/Settings.bin")"
+start_viewer "$WORK/panel" "$BUILD/Ambulon.exe"
+run_and_quit "$LOG" sun-again
+grep -q "Date 2026-06-21 15:00 at 51.48, 0.00, the sun follows it" "$LOG" || fail "sun: the date wasn't read again"
+grep -q "no longer follows the date" "$LOG" && fail "sun: the date's sun was lost"
+
 # --- 6d. The gallery: F4 keeps a view, Shift+R and two clicks record a clip, and after a
 # restart P plays it. The Gallery tab is the panel's fifth row.
 LOG=$(make_home gallery)

@@ -187,6 +187,120 @@ TEST_F(Engine, SettingsRoundTripAndEveryBadFileKeepsWhatWasThere)
     EXPECT_EQ(pEngine->iRenderModeWanted, pEngine->iRenderMode);
 }
 
+// Where the sun stands for a date, a time and a place, checked against what the sky does:
+// its noon height at the solstices, sunrise due east at the equator's equinox, a noon sun in
+// the north south of the equator, one instant told in two time zones
+TEST_F(Engine, TheSunStandsWhereTheSkyPutsIt)
+{
+    struct Case {
+        TwSunPlace place;
+        double dAltitude, dAzimuth, dTolerance;
+    };
+    const Case aCases[] = {
+        {{1, 2026, 6, 21, 12, 0, 51.48f, 0, 0, 0}, 90 - 51.48 + 23.44, 180, 1.5},
+        {{1, 2026, 12, 21, 12, 0, 51.48f, 0, 0, 0}, 90 - 51.48 - 23.44, 180, 1.5},
+        {{1, 2026, 3, 20, 6, 8, 0, 0, 0, 0}, 0, 90, 1.5},
+        {{1, 2026, 6, 21, 12, 0, -33.87f, 151.21f, 10, 0}, 90 - 33.87 - 23.44, 0, 2.5},
+    };
+    for (const Case& c : aCases) {
+        double dAlt, dAz;
+        twEngine_SunPosition(&c.place, &dAlt, &dAz);
+        EXPECT_NEAR(dAlt, c.dAltitude, c.dTolerance) << c.place.fLatitude << " " << c.place.iMonth;
+        double dOff = fmod(dAz - c.dAzimuth + 540.0, 360.0) - 180.0;
+        EXPECT_NEAR(dOff, 0, c.dTolerance) << c.place.fLatitude << " " << c.place.iMonth;
+    }
+    TwSunPlace utc = {1, 2026, 9, 3, 9, 30, 40.0f, -3.7f, 0, 0}, madrid = utc;
+    madrid.iHour = 11;
+    madrid.fUtcOffset = 2;
+    double dAlt1, dAz1, dAlt2, dAz2;
+    twEngine_SunPosition(&utc, &dAlt1, &dAz1);
+    twEngine_SunPosition(&madrid, &dAlt2, &dAz2);
+    EXPECT_NEAR(dAlt1, dAlt2, 1e-6);
+    EXPECT_NEAR(dAz1, dAz2, 1e-6);
+    // the engine's azimuth lights the model from the sun's side of the plan: with true north
+    // turned n clockwise from the plan's up, a bearing g is at plan angle g + n, and the sun
+    // direction (sin a, cos a) in X and Z is (right, down) on the plan
+    for (float fNorth : {0.0f, 30.0f, 90.0f, 271.0f}) {
+        for (double g = 0; g < 360; g += 45) {
+            int a = twEngine_SunAzimuthInModel(g, fNorth);
+            EXPECT_GE(a, 1);
+            EXPECT_LE(a, 360);
+            double p = (g + fNorth) * M_PI / 180.0, r = a * M_PI / 180.0;
+            EXPECT_NEAR(sin(r), sin(p), 0.01) << g << " " << fNorth;
+            EXPECT_NEAR(cos(r), -cos(p), 0.01) << g << " " << fNorth;
+        }
+    }
+}
+
+TEST_F(Engine, TheSunFollowsTheDateUntilMovedAndKeepsItsPlace)
+{
+    TwEngine* e = pEngine;
+    TwSunPlace saved = e->sunPlace;
+    e->sunPlace = {0, 2026, 6, 21, 15, 0, 51.48f, 0, 1, 0};
+    e->iSunAltitudeWanted = 45;
+    e->iSunAzimuthWanted = 45;
+    EXPECT_EQ(twEngine_ApplySunPlace(), 0); // not following: the sun stays, the status tells
+    EXPECT_EQ(e->iSunAltitudeWanted, 45);
+    EXPECT_NE(strstr(e->szSunPlaceStatus, "deg high"), nullptr);
+    e->sunPlace.bFollow = 1;
+    EXPECT_EQ(twEngine_ApplySunPlace(), 1);
+    // midsummer in London at three in the afternoon: 54 degrees high in the south-west,
+    // which on a plan with north up is left (-X) and down (+Z)
+    EXPECT_NEAR(e->iSunAltitudeWanted, 54, 1);
+    EXPECT_NEAR(e->iSunAzimuthWanted, 310, 5);
+    twEngine_CheckSunFollow();
+    EXPECT_EQ(e->sunPlace.bFollow, 1);
+    // at night it stands at its lowest, and says so; the 31st of February is its last day
+    e->sunPlace.iHour = 23;
+    e->sunPlace.iMonth = 2;
+    e->sunPlace.iDay = 31;
+    twEngine_ApplySunPlace();
+    EXPECT_EQ(e->iSunAltitudeWanted, 10);
+    EXPECT_NE(strstr(e->szSunPlaceStatus, "below the horizon"), nullptr);
+    EXPECT_EQ(e->sunPlace.iDay, 28);
+    e->sunPlace.iYear = 2028;
+    e->sunPlace.iDay = 31;
+    twEngine_ApplySunPlace();
+    EXPECT_EQ(e->sunPlace.iDay, 29);
+    // a sun moved by hand (or by a kept angle) leaves the date
+    e->iSunAzimuthWanted = e->iSunPlaceAzimuth % 360 + 1;
+    twEngine_CheckSunFollow();
+    EXPECT_EQ(e->sunPlace.bFollow, 0);
+    EXPECT_TRUE(twTest_LogHas("it no longer follows the date"));
+
+    // the file: round trip, and each damage refused whole with the place kept
+    std::string file = std::string(twCore_GetUserDir()) + "Temp/Sun.bin";
+    mkdir((std::string(twCore_GetUserDir()) + "Temp").c_str(), 0755);
+    e->sunPlace.bFollow = 1;
+    TwSunPlace kept = e->sunPlace;
+    ASSERT_EQ(twEngine_LoadSaveSunPlace(nullptr, 0, 1), 1);
+    std::string bytes = twHarness_ReadFile(file);
+    ASSERT_EQ(bytes.size(), (size_t)TW_SUN_PLACE_SIZE);
+    e->sunPlace.fLatitude = 0;
+    ASSERT_EQ(twEngine_LoadSaveSunPlace(nullptr, 0, 0), 1);
+    EXPECT_EQ(memcmp(&e->sunPlace, &kept, sizeof(kept)), 0);
+    std::string month13 = bytes, nan = bytes, tag = bytes;
+    int32_t i13 = 13;
+    float fNan = NAN;
+    memcpy(&month13[12], &i13, 4);
+    memcpy(&nan[28], &fNan, 4);
+    tag[0] = 'X';
+    for (const std::string& bad : {month13, nan, tag, bytes.substr(0, 40), bytes + "x"}) {
+        twHarness_WriteText(file, bad);
+        e->sunPlace.fLatitude = 7;
+        EXPECT_EQ(twEngine_LoadSaveSunPlace(nullptr, 0, 0), 0);
+        EXPECT_FLOAT_EQ(e->sunPlace.fLatitude, 7);
+    }
+    // from a pack the entry's size bounds the read
+    std::string packed = bytes + "next entry";
+    FILE* pStream = fmemopen((void*)packed.data(), packed.size(), "rb");
+    EXPECT_EQ(twEngine_LoadSaveSunPlace(pStream, TW_SUN_PLACE_SIZE, 0), 1);
+    fclose(pStream);
+    EXPECT_FLOAT_EQ(e->sunPlace.fLatitude, kept.fLatitude);
+    unlink(file.c_str());
+    e->sunPlace = saved;
+}
+
 // The files of a folder whose names end so
 static std::vector<std::string> FilesEnding(const std::string& folder, const std::string& end)
 {

@@ -266,6 +266,41 @@ TEST_F(Interf, TabsSwitchPagesAndZKeysBelongToDevMode)
     pEngine->bQuit = 0;
 }
 
+// The Sun tab (the eighth row): what its fields hold moves the sun at once while it follows
+// the date; a sun moved on the View page leaves the date
+TEST_F(Interf, TheSunPageMovesTheSunByTheDate)
+{
+    TwEngine* e = pEngine;
+    int iTabX = 80, iRow8 = e->iInterfHeight - 24 - 17 * 8 + 8, iRow2 = e->iInterfHeight - 24 - 34 + 8;
+    if (!e->bInterface) {
+        Tap(SDL_SCANCODE_ESCAPE);
+        Frame(W / 2, H / 2);
+    }
+    Frame(iTabX, iRow8);
+    Tap(0, SDL_BUTTON_LEFT);
+    Frame(iTabX, iRow8);
+    ASSERT_TRUE(twInterf_IsPage(twStrings_Get(108)));
+    TwSunPlace saved = e->sunPlace;
+    e->sunPlace = {1, 2026, 6, 21, 15, 0, 51.48f, 0, 1, 0}; // as the drop-down leaves it
+    Frame(W / 2, H / 2);
+    Frame(W / 2, H / 2);
+    EXPECT_EQ(e->sunPlace.bFollow, 1);
+    EXPECT_NEAR(e->iSunAzimuth, 310, 5); // applied: afternoon, south-west
+    e->sunPlace.iHour = 8; // morning: east of south, X positive
+    Frame(W / 2, H / 2);
+    EXPECT_GT(sin(e->iSunAzimuth * M_PI / 180), 0.5);
+    EXPECT_EQ(e->sunPlace.bFollow, 1);
+    Frame(iTabX, iRow2);
+    Tap(0, SDL_BUTTON_LEFT);
+    Frame(iTabX, iRow2);
+    ASSERT_TRUE(twInterf_IsPage(twStrings_Get(101)));
+    e->iSunAltitudeWanted = 30;
+    Frame(W / 2, H / 2);
+    EXPECT_EQ(e->sunPlace.bFollow, 0);
+    EXPECT_EQ(e->iSunAltitudeWanted, 30);
+    e->sunPlace = saved;
+}
+
 // Every page with its widgets; every button's text is a command, or one whose feature comes later
 TEST_F(Interf, EveryPageIsBuiltAndEveryButtonIsACommand)
 {
@@ -276,18 +311,19 @@ TEST_F(Interf, EveryPageIsBuiltAndEveryButtonIsACommand)
     // quads, static texts, pointer texts, -, buttons, push buttons, fake buttons, containers, -,
     // layer lists, textures, textures2, values
     const Expected aPages[] = {
-        {twStrings_Get(100), {1, 1, 0, 0, 9, 0, 0, 1, 0, 0, 0, 0, 0}},
-        {twStrings_Get(101), {1, 18, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 18}},
-        {twStrings_Get(102), {1, 11, 0, 0, 10, 0, 0, 8, 0, 0, 0, 0, 3}},
-        {twStrings_Get(103), {1, 0, 0, 0, 10, 0, 0, 0, 0, 1, 0, 0, 0}},
-        {"LAYERSRAD", {1, 1, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0}},
-        {twStrings_Get(104), {1, 0, 0, 0, 14, 3, 1, 1, 0, 0, 1, 1, 0}},
-        {twStrings_Get(105), {1, 34, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0}},
-        {twStrings_Get(106), {1, 6, 2, 0, 8, 0, 0, 6, 0, 0, 0, 0, 0}},
-        {TW_DEV_PAGE, {1, 1, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 1}},
+        {twStrings_Get(100), {1, 1, 0, 0, 10, 0, 0, 1, 0, 0, 0, 0, 0}},
+        {twStrings_Get(101), {1, 18, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 18}},
+        {twStrings_Get(102), {1, 11, 0, 0, 11, 0, 0, 8, 0, 0, 0, 0, 3}},
+        {twStrings_Get(103), {1, 0, 0, 0, 11, 0, 0, 0, 0, 1, 0, 0, 0}},
+        {"LAYERSRAD", {1, 1, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 0}},
+        {twStrings_Get(104), {1, 0, 0, 0, 15, 3, 1, 1, 0, 0, 1, 1, 0}},
+        {twStrings_Get(105), {1, 34, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 0}},
+        {twStrings_Get(106), {1, 6, 2, 0, 9, 0, 0, 6, 0, 0, 0, 0, 0}},
+        {TW_DEV_PAGE, {1, 1, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 1}},
+        {twStrings_Get(108), {1, 10, 0, 0, 9, 0, 0, 1, 0, 0, 0, 0, 10}},
     };
     std::vector<std::string> commands;
-    for (int iId : {100, 101, 102, 103, 104, 105, 106, 107, 112, 116, 117, 204, 205, 206, 240, 241})
+    for (int iId : {100, 101, 102, 103, 104, 105, 106, 107, 108, 112, 116, 117, 204, 205, 206, 240, 241})
         commands.push_back(twStrings_Get(iId));
     // the gallery's buttons, and the light button of a machine without programs, which does nothing
     for (int iId : {207, 301, 302, 303, 306, 308, 309})
@@ -309,7 +345,7 @@ TEST_F(Interf, EveryPageIsBuiltAndEveryButtonIsACommand)
             EXPECT_NE(std::find(commands.begin(), commands.end(), pstrName), commands.end()) << pstrName;
         }
     }
-    EXPECT_EQ(iPages, 9);
+    EXPECT_EQ(iPages, 10);
 }
 
 // F4 keeps the view with a green flash and writes the gallery to Temp; Shift+R arms a

@@ -101,6 +101,12 @@ struct Publish : ::testing::Test {
         static const char* const apstrMore[] = {"LightS.bin", "LightM.bin", "LightInit.bin", "LightEq.bin",
                                                 "LightSort.bin"};
         size_t i = 24;
+        // the sun's date and place come last, when the sun follows them
+        if (pack.back().name == "Sun.bin") {
+            EXPECT_EQ(pack.back().bytes, twHarness_ReadFile(dir + "Temp/Sun.bin"));
+            EXPECT_EQ(pack.back().bytes.size(), (size_t)TW_SUN_PLACE_SIZE);
+            uiCount--;
+        }
         if (uiCount == 25 || uiCount == 30) {
             if (twGallery_GetNumItems()) {
                 EXPECT_EQ(pack[i].name, "Gallery");
@@ -167,6 +173,21 @@ TEST_F(Publish, ThePackHoldsItsSourcesInOrder)
     ASSERT_EQ(twEngine_RunLight(0), 1);
     ASSERT_EQ(twEngine_Save(0, (dir + "Lit.exe").c_str()), 1);
     ExpectPack(dir + "Lit.exe", 30);
+
+    // a sun that follows its date carries the date and place; the copy opened follows them
+    pEngine->sunPlace.bFollow = 1;
+    pEngine->sunPlace.fLatitude = -33.87f;
+    ASSERT_EQ(twEngine_Save(0, (dir + "Sunny.exe").c_str()), 1);
+    ExpectPack(dir + "Sunny.exe", 31);
+    pEngine->sunPlace.bFollow = 0;
+    pEngine->sunPlace.fLatitude = 10;
+    ASSERT_EQ(twEngine_Load((dir + "Sunny.exe").c_str()), 1);
+    EXPECT_EQ(pEngine->sunPlace.bFollow, 1);
+    EXPECT_FLOAT_EQ(pEngine->sunPlace.fLatitude, -33.87f);
+    EXPECT_EQ(pEngine->iSunAzimuthWanted, pEngine->iSunPlaceAzimuth);
+    // one without them leaves the sun its settings give
+    ASSERT_EQ(twEngine_Load((dir + "Lit.exe").c_str()), 1);
+    EXPECT_EQ(pEngine->sunPlace.bFollow, 0);
 }
 
 // Opened as the model, a copy is published over itself through "Dummy.exe"; its light's

@@ -1,7 +1,10 @@
-// The settings reader on any bytes, from a stream as a copy's pack gives it and from the
-// user's own file; a load that passes must leave every setting within its range.
+// The settings readers on any bytes (the settings and the sun's date and place), from a
+// stream as a copy's pack gives it and from the user's own file; a load that passes must
+// leave every setting within its range.
 #include <stdlib.h>
 #include <string.h>
+
+#include <string>
 #include <sys/stat.h>
 
 #include "engine/engine.h"
@@ -30,6 +33,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t uiSize)
             if (!pFile)
                 break;
             twEngine_LoadSaveSettings(pFile, 0);
+            rewind(pFile);
+            twEngine_LoadSaveSunPlace(pFile, (int64_t)uiSize, 0);
             fclose(pFile);
         } else {
             char szPath[128];
@@ -38,12 +43,26 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t uiSize)
             fwrite(pData, 1, uiSize, pFile);
             fclose(pFile);
             twEngine_LoadSaveSettings(nullptr, 0);
+            snprintf(szPath, sizeof(szPath), "%sTemp/Sun.bin", s_szDir);
+            rename((std::string(s_szDir) + "Temp/Settings.bin").c_str(), szPath);
+            twEngine_LoadSaveSunPlace(nullptr, 0, 0);
         }
         // what a load takes is always in range, NaN included
         if (!(pCam->fFov == 0 || (pCam->fFov >= 10 && pCam->fFov <= 120)) ||
             !(pEngine->fLightGain == 0 || (pEngine->fLightGain >= 0 && pEngine->fLightGain <= 2)) ||
             pEngine->iBackgroundWanted < 0 || pEngine->iBackgroundWanted > 4)
             abort();
+        // a date and place taken puts the sun within the view page's ranges
+        const TwSunPlace* p = &pEngine->sunPlace;
+        if (p->iYear != 0) {
+            if (!(p->fLatitude >= -90 && p->fLatitude <= 90) || p->iMonth < 1 || p->iMonth > 12)
+                abort();
+            twEngine_ApplySunPlace();
+            if (pEngine->sunPlace.bFollow &&
+                (pEngine->iSunAltitudeWanted < 10 || pEngine->iSunAltitudeWanted > 80 ||
+                 pEngine->iSunAzimuthWanted < 1 || pEngine->iSunAzimuthWanted > 360))
+                abort();
+        }
     }
     twMem_Free(pCam);
     twMem_Free(pEngine);

@@ -13,6 +13,11 @@ SEEDS=$FUZZ/seeds
 mkdir -p "$SEEDS"/{pack,strings,settings,gallery,bmp,tga,dds,model,light}
 cp "$BUILD/Data/Strings/Strings.bin" "$SEEDS/strings/"
 cp "$BUILD/Data/Settings.bin" "$SEEDS/settings/"
+# a date and place: the sun following midsummer noon at 51.5 north
+{
+    printf 'SUNP\x01\0\0\0\xea\x07\0\0\x06\0\0\0\x15\0\0\0\x0c\0\0\0\0\0\0\0'
+    printf '\0\0\x4e\x42\0\0\0\0\0\0\0\0\0\0\0\0'
+} > "$SEEDS/settings/sun.bin"
 cp "$BUILD/Data/Textures/System/Check.tga" "$BUILD/Data/Textures/System/Cross2.tga" "$SEEDS/tga/"
 convert -size 4x4 xc:red "bmp3:$SEEDS/bmp/red.bmp" 2>/dev/null
 convert -size 8x8 xc:blue -define dds:compression=dxt1 -define dds:mipmaps=3 "dds:$SEEDS/dds/blue.dds" 2>/dev/null
