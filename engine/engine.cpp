@@ -146,6 +146,9 @@ int twEngine_Run(void)
 
 int twEngine_Shutdown(void)
 {
+    // a video cut short by the end leaves nothing half-written
+    if (pCam)
+        twEngine_StopVideo();
     twLog(SHUTDOWN_TAG, "Shutting down interface\n");
     twInterf_Free();
     twLog(SHUTDOWN_TAG, "Shutting down measure tool\n");
@@ -942,6 +945,8 @@ int twEngine_Update(void)
         pCam->fFovAdd = pCam->fFov * 0.04f;
     twCamera_UpdateMatrices(pCam, 1);
     pCam->fFovAdd = 0;
+    // a clip being filmed puts the camera where the frame's time in the clip has it
+    twEngine_VideoStep(fDelta);
     // a sun move or a layer change takes effect two frames after it was asked for
     if (e->iSunUpdate == 2) {
         twEngine_ApplySettings();

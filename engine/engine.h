@@ -188,6 +188,15 @@ int twEngine_ToggleSunShadows(void); // F3
 int twEngine_Screenshot(void);       // F5: the back buffer as a BMP (publish/screenshot.cpp)
 int twEngine_LargeScreenshot(int iFactor); // Shift+F5: the view alone, iFactor times the window each way
 void twEngine_FlashNote(float fRed, float fGreen, float fBlue); // the shutter flash
+void twEngine_ShotPaths(const char* pstrSuffix, const char* pstrExtension, char* pstrPath, char* pstrFallback,
+                        size_t uiSize); // a new picture's name; the path is empty in a stand-alone copy
+// the selected clip filmed (publish/video.cpp)
+int twEngine_StartVideo(void);
+int twEngine_VideoStep(float fDelta); // from the update step: a frame, or the MP4's progress; 0 when none runs
+void twEngine_StopVideo(void);        // Esc: nothing of it is kept
+int twEngine_IsVideoRunning(void);
+const char* twEngine_GetVideoStatus(void);
+float twEngine_GetVideoProgress(void); // 0 to 1
 int twEngine_Load(const char* pstrPath); // opens a stand-alone copy as the model; null asks the user
 int twEngine_Save(int bMac, const char* pstrPath); // publishes a copy (publish/publish.cpp)
 int twEngine_PickPublishPath(int bMac);            // the save dialog into szPickedPath

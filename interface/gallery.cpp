@@ -631,23 +631,20 @@ static void WriteKey(TwGalleryKey* k)
 
 static float Mix(float a, float b, float t) { return a * (1 - t) + b * t; }
 
-static void PlayStep(float fDelta)
+// The live camera at a playhead (in keys) between two keys of a clip, each component mixed
+// on its own; the key after the last is the last, so a one-key clip shows its key
+static void Pose(const TwGalleryKey* pKeys, int iNumKeys, float fFrame, int32_t* piKey, float* pfFrac)
 {
     TwGallery* g = pGallery;
-    if (!g->pKeys || g->iNumKeys <= 0) {
-        twGallery_StopPlaying();
-        return;
-    }
-    int iLast = g->iNumKeys - 1;
-    int i = (int)floorf(g->fFrame);
+    int iLast = iNumKeys - 1;
+    int i = (int)floorf(fFrame);
     i = i < 0 ? 0 : (i > iLast ? iLast : i);
-    float t = g->fFrame - (float)i;
+    float t = fFrame - (float)i;
     t = t < 0 ? 0 : (t > 1 ? 1 : t);
-    g->iFrame = i;
-    g->fFrac = t;
-    // the key after the last is the last: a one-key clip shows its key
-    const TwGalleryKey* a = &g->pKeys[i];
-    const TwGalleryKey* b = &g->pKeys[i < iLast ? i + 1 : iLast];
+    *piKey = i;
+    *pfFrac = t;
+    const TwGalleryKey* a = &pKeys[i];
+    const TwGalleryKey* b = &pKeys[i < iLast ? i + 1 : iLast];
     for (int c = 0; c < 3; c++) {
         g->pvPos[c] = Mix(a->vPos[c], b->vPos[c], t);
         g->pvOrthoCentre[c] = Mix(a->vOrthoCentre[c], b->vOrthoCentre[c], t);
@@ -658,6 +655,34 @@ static void PlayStep(float fDelta)
     g->pfTopAngles[1] = Mix(a->fTopYaw, b->fTopYaw, t);
     *g->pfOrthoHalfWidth = Mix(a->fOrthoHalfWidth, b->fOrthoHalfWidth, t);
     *g->pbTop = (int32_t)a->bTop;
+}
+
+float twGallery_ClipSeconds(const TwGalleryItem* pItem)
+{
+    if (!pGallery || !pItem || pItem->iType != TW_GALLERY_CLIP || !pItem->pClip || pItem->pClip->iNumKeys <= 0)
+        return -1;
+    return (float)(pItem->pClip->iNumKeys - 1) / (float)pGallery->iKeysPerSecond;
+}
+
+int twGallery_PoseClip(const TwGalleryItem* pItem, float fSeconds)
+{
+    if (twGallery_ClipSeconds(pItem) < 0)
+        return 0;
+    int32_t iKey;
+    float fFrac;
+    Pose(pItem->pClip->pKeys, pItem->pClip->iNumKeys, fSeconds * (float)pGallery->iKeysPerSecond, &iKey, &fFrac);
+    return 1;
+}
+
+static void PlayStep(float fDelta)
+{
+    TwGallery* g = pGallery;
+    if (!g->pKeys || g->iNumKeys <= 0) {
+        twGallery_StopPlaying();
+        return;
+    }
+    int iLast = g->iNumKeys - 1;
+    Pose(g->pKeys, g->iNumKeys, g->fFrame, &g->iFrame, &g->fFrac);
     float fStep = fDelta * (float)g->iKeysPerSecond;
     g->fFrame += g->bForward ? fStep : -fStep;
     if (g->fFrame <= 0 || g->fFrame >= (float)iLast) {

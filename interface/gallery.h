@@ -132,6 +132,8 @@ int twGallery_PlayFromTop(void);
 int twGallery_PlayNext(void);
 void twGallery_StopPlaying(void);
 int twGallery_Resume(void);
+float twGallery_ClipSeconds(const TwGalleryItem* pItem); // a clip's length; -1 for anything else
+int twGallery_PoseClip(const TwGalleryItem* pItem, float fSeconds); // the live camera at that time of a clip
 int twGallery_Update(float fDelta); // once a frame; 1 when a clip was closed at the buffer's end
 int twGallery_IsRecording(void);
 int twGallery_IsPlaying(void);

@@ -49,7 +49,7 @@ enum {
     STR_LIGHT_VIEW = 204, STR_LIGHT_CONTINUE = 205, STR_LIGHT_START = 206, STR_LIGHT_NO_GPU = 207,
     STR_LAYERS_PREV = 240, STR_LAYERS_NEXT = 241, STR_LAYERS_LOCKED = 242,
     STR_GALLERY_DELETE = 301, STR_GALLERY_EARLIER, STR_GALLERY_LATER, STR_GALLERY_SUN, STR_GALLERY_IDLE,
-    STR_GALLERY_STOP, STR_GALLERY_ALL, STR_GALLERY_PREV, STR_GALLERY_NEXT,
+    STR_GALLERY_STOP, STR_GALLERY_ALL, STR_GALLERY_PREV, STR_GALLERY_NEXT, STR_GALLERY_VIDEO,
     STR_QUALITY_FIRST = 223, STR_SCENE_FIRST = 138, STR_METRES = 141,
     STR_KEYS_FLY_UP = 456,
     STR_PAGE_SUN = 108, STR_SUN_FOLLOW = 500, STR_SUN_YEAR, STR_SUN_MONTH, STR_SUN_DAY, STR_SUN_HOUR,
@@ -259,6 +259,7 @@ static int PageGallery(void)
     twInterf_AddPushButton(714, ROW(7), WIDGET_W, WIDGET_H, Str(STR_GALLERY_ALL), &pGallery->bPlayAll, 1);
     twInterf_AddButton(544, ROW(9), WIDGET_W, WIDGET_H, Str(STR_GALLERY_PREV), 0, 0, 0, 1);
     twInterf_AddButton(714, ROW(9), WIDGET_W, WIDGET_H, Str(STR_GALLERY_NEXT), 0, 0, 0, 1);
+    twInterf_AddButton(544, ROW(1), WIDGET_W, WIDGET_H, Str(STR_GALLERY_VIDEO), 0, 0, 0, 1);
     return 1;
 }
 
@@ -631,6 +632,11 @@ static void GalleryCommand(const char* pstrName)
             pEngine->bUpdateGalleryImage = 1;
     } else if (Is(pstrName, STR_GALLERY_STOP)) {
         twGallery_StopPlaying();
+    } else if (Is(pstrName, STR_GALLERY_VIDEO)) {
+        if (twEngine_StartVideo())
+            CloseInterface();
+        else
+            twEngine_FlashNote(1, 0, 0); // no clip selected
     } else if (pEngine->bStandAlone) {
         return; // a copy's gallery is the one it was given
     } else if (Is(pstrName, STR_GALLERY_DELETE)) {
@@ -746,6 +752,14 @@ void twEngine_HandleInput(void)
     e->iMouseDx = twInput_GetMouseDx();
     e->iMouseDy = twInput_GetMouseDy();
     e->iMouseDz = twInput_GetMouseDz();
+    if (twEngine_IsVideoRunning()) {
+        // a video being saved takes the keys: Esc stops it, and with Z quits too
+        if (twInput_KeyPressed(TW_KEY_ESCAPE)) {
+            e->bQuit = KeyDown(TW_KEY_Z);
+            twEngine_StopVideo();
+        }
+        return;
+    }
     Keys();
     MovementKeys();
     // the sun moves as the date, the time or the place is dragged or picked; moved on

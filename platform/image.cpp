@@ -1,10 +1,9 @@
 #include "platform/image.h"
 
-#include "engine/writer.h"
-
 #include <GL/glew.h>
 #include <stdlib.h>
 #include <string.h>
+#include <zlib.h>
 
 #include "engine/log.h"
 #include "engine/memory.h"
@@ -125,6 +124,83 @@ int twBmp_Write(const char* pstrPath, int iWidth, int iHeight, int iChannels, co
         return 0;
     }
     return 1;
+}
+
+static void PutBigU32(uint8_t* p, uint32_t v)
+{
+    p[0] = (uint8_t)(v >> 24);
+    p[1] = (uint8_t)(v >> 16);
+    p[2] = (uint8_t)(v >> 8);
+    p[3] = (uint8_t)v;
+}
+
+// A chunk: its length, its type and data, and the CRC of type and data
+static void PngChunk(TwWriter* w, const char* pstrType, const uint8_t* pData, uint32_t uiSize)
+{
+    uint8_t aucHead[8], aucCrc[4];
+    PutBigU32(aucHead, uiSize);
+    memcpy(aucHead + 4, pstrType, 4);
+    uLong uiCrc = crc32(0, aucHead + 4, 4);
+    if (uiSize) // zlib's crc32 of a null buffer is its first value, not the one given
+        uiCrc = crc32(uiCrc, pData, uiSize);
+    PutBigU32(aucCrc, (uint32_t)uiCrc);
+    twWriter_Write(w, aucHead, 8);
+    if (uiSize)
+        twWriter_Write(w, pData, uiSize);
+    twWriter_Write(w, aucCrc, 4);
+}
+
+int twPng_Write(const char* pstrPath, int iWidth, int iHeight, const uint8_t* pData)
+{
+    const char* pstrTag = "twPng_Write";
+    int64_t iRow = (int64_t)iWidth * 3 + 1;
+    if (iWidth < 1 || iHeight < 1 || iRow * iHeight > 0x7FFFFFFF) {
+        twLogError(pstrTag, "!invalid size %d x %d\n", iWidth, iHeight);
+        return 0;
+    }
+    uLong uiRaw = (uLong)(iRow * iHeight), uiPacked = compressBound(uiRaw);
+    uint8_t* pucRaw = (uint8_t*)twMem_PlainMalloc(uiRaw);
+    uint8_t* pucPacked = (uint8_t*)twMem_PlainMalloc(uiPacked);
+    if (!pucRaw || !pucPacked) {
+        twLogError(pstrTag, "!No memory for %d x %d\n", iWidth, iHeight);
+        twMem_PlainFree(pucRaw);
+        twMem_PlainFree(pucPacked);
+        return 0;
+    }
+    // top row first; each row with the filter "Sub" (the byte less the one a pixel before),
+    // which the smooth shades of a rendered view pack well with
+    for (int y = 0; y < iHeight; y++) {
+        const uint8_t* pucIn = pData + (int64_t)(iHeight - 1 - y) * (iRow - 1);
+        uint8_t* pucOut = pucRaw + (int64_t)y * iRow;
+        pucOut[0] = 1;
+        for (int64_t i = 0; i < iRow - 1; i++)
+            pucOut[1 + i] = (uint8_t)(pucIn[i] - (i >= 3 ? pucIn[i - 3] : 0));
+    }
+    int bOk = compress2(pucPacked, &uiPacked, pucRaw, uiRaw, 3) == Z_OK;
+    twMem_PlainFree(pucRaw);
+    TwWriter w;
+    if (bOk && !twWriter_Open(&w, pstrPath)) {
+        twLogError(pstrTag, "!fopen : '%s'\n", pstrPath);
+        bOk = 0;
+    } else if (bOk) {
+        static const uint8_t aucSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+        uint8_t aucHeader[13] = {0};
+        PutBigU32(aucHeader, (uint32_t)iWidth);
+        PutBigU32(aucHeader + 4, (uint32_t)iHeight);
+        aucHeader[8] = 8; // bits a sample; colour type 2, RGB
+        aucHeader[9] = 2;
+        twWriter_Write(&w, aucSignature, 8);
+        PngChunk(&w, "IHDR", aucHeader, 13);
+        PngChunk(&w, "IDAT", pucPacked, (uint32_t)uiPacked);
+        PngChunk(&w, "IEND", nullptr, 0);
+        bOk = twWriter_Close(&w);
+        if (!bOk)
+            twLogError(pstrTag, "!fwrite : '%s'\n", pstrPath);
+    } else {
+        twLogError(pstrTag, "!compress2\n");
+    }
+    twMem_PlainFree(pucPacked);
+    return bOk;
 }
 
 int twTga_ReadHeader(FILE* pFile, int* piWidth, int* piHeight, int* piChannels)

@@ -49,6 +49,7 @@ static_assert(sizeof(TwTgaHeader) == TW_TGA_HEADER_SIZE, "TGA header mirrors the
 int twBmp_ReadHeader(FILE* pFile, int* piWidth, int* piHeight, int* piChannels);
 int twBmp_ReadData(FILE* pFile, int iNumBytes, uint8_t* pDest);
 int twBmp_Write(const char* pstrPath, int iWidth, int iHeight, int iChannels, const uint8_t* pData); // bottom-up BGR rows
+int twPng_Write(const char* pstrPath, int iWidth, int iHeight, const uint8_t* pData); // bottom-up RGB rows
 int twTga_ReadHeader(FILE* pFile, int* piWidth, int* piHeight, int* piChannels);
 int twTga_ReadData(FILE* pFile, int iNumBytes, uint8_t* pDest);
 int twDxt_ReadHeader(FILE* pFile, int* piWidth, int* piHeight, int* piChannels, int* piFormat,

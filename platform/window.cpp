@@ -5,6 +5,8 @@
 #include <SDL2/SDL.h>
 #include <SDL2/SDL_syswm.h>
 #include <errno.h>
+#include <fcntl.h>
+#include <signal.h>
 #include <spawn.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -400,6 +402,61 @@ int twWindow_DeleteFile(const char* pstrPath)
 {
     unlink(pstrPath);
     return 1;
+}
+
+int twWindow_RenameFile(const char* pstrFrom, const char* pstrTo) { return rename(pstrFrom, pstrTo) == 0; }
+
+int twWindow_RemoveDirectory(const char* pstrPath) { return rmdir(pstrPath) == 0; }
+
+int twWindow_FindProgram(const char* pstrName)
+{
+    const char* pstrPath = getenv("PATH");
+    char szFull[TW_PATH_SIZE];
+    while (pstrPath && *pstrPath) {
+        const char* pstrEnd = strchr(pstrPath, ':');
+        int iLen = pstrEnd ? (int)(pstrEnd - pstrPath) : (int)strlen(pstrPath);
+        if (iLen > 0 && snprintf(szFull, sizeof(szFull), "%.*s/%s", iLen, pstrPath, pstrName) < (int)sizeof(szFull) &&
+            access(szFull, X_OK) == 0)
+            return 1;
+        pstrPath = pstrEnd ? pstrEnd + 1 : nullptr;
+    }
+    return 0;
+}
+
+// A program that runs beside the viewer, found on the PATH, reading nothing and writing
+// what it says into a file
+int twWindow_StartProgram(const char* const* ppstrArgs, const char* pstrOutputPath)
+{
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, pstrOutputPath, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+    pid_t pid;
+    int iErr = posix_spawnp(&pid, ppstrArgs[0], &actions, nullptr, (char* const*)ppstrArgs, environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (iErr != 0) {
+        twLogError("twWindow_StartProgram", "!posix_spawnp : '%s' (%s)\n", ppstrArgs[0], strerror(iErr));
+        return 0;
+    }
+    return (int)pid;
+}
+
+int twWindow_PollProgram(int iPid, int* piExitCode)
+{
+    int iStatus = 0;
+    pid_t r = waitpid((pid_t)iPid, &iStatus, WNOHANG);
+    if (r == 0 || (r < 0 && errno == EINTR))
+        return 0;
+    *piExitCode = r > 0 && WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
+    return 1;
+}
+
+void twWindow_StopProgram(int iPid)
+{
+    kill((pid_t)iPid, SIGKILL);
+    while (waitpid((pid_t)iPid, nullptr, 0) < 0 && errno == EINTR) {
+    }
 }
 
 // The documents folder of the XDG user directories ("XDG_DOCUMENTS_DIR" in

@@ -58,6 +58,12 @@ int twWindow_GetFileFromDialog(int iMode, char* pstrPath, const char* pstrExtens
 int twWindow_CreateDirectory(const char* pstrPath); // with missing parents; 1 whatever happened
 int twWindow_CopyFile(const char* pstrFrom, const char* pstrTo); // overwrites; 1 whatever happened
 int twWindow_DeleteFile(const char* pstrPath);      // 1 whatever happened
+int twWindow_RenameFile(const char* pstrFrom, const char* pstrTo); // replaces the target
+int twWindow_RemoveDirectory(const char* pstrPath); // an empty one
+int twWindow_FindProgram(const char* pstrName);     // 1 when an executable of that name is on the PATH
+int twWindow_StartProgram(const char* const* ppstrArgs, const char* pstrOutputPath); // its id, or 0
+int twWindow_PollProgram(int iPid, int* piExitCode); // 1 when it ended, with its exit code (-1: killed)
+void twWindow_StopProgram(int iPid);                 // killed and waited for
 int twWindow_GetDocumentsFolder(char* pstrOut);     // the user's documents folder, without the last "/"
 int twWindow_PrintWindowInfo(void);                 // the start-up report
 int twWindow_GetOsName(char* pstrOut);              // leaves the text as it was when unknown

@@ -28,14 +28,16 @@ void twEngine_FlashNote(float fRed, float fGreen, float fBlue)
 
 // Where a shot goes: the user's Screenshots folder, and beside the program as the fallback.
 // The date and the frame number keep two shots of one second apart.
-static void ShotPaths(const char* pstrSuffix, char* pstrPath, char* pstrFallback, size_t uiSize)
+void twEngine_ShotPaths(const char* pstrSuffix, const char* pstrExtension, char* pstrPath, char* pstrFallback,
+                        size_t uiSize)
 {
     char szDate[32];
     twTimer_GetFileDateString(szDate);
     const char* pstrUserDir = twCore_GetUserDir();
-    snprintf(pstrPath, uiSize, "%sScreenshots/%s_%u%s.bmp", pstrUserDir ? pstrUserDir : "", szDate,
-             twTimer_GetFrames(), pstrSuffix);
-    snprintf(pstrFallback, uiSize, "%s%s_%u%s.bmp", twCore_GetDataDir(), szDate, twTimer_GetFrames(), pstrSuffix);
+    snprintf(pstrPath, uiSize, "%sScreenshots/%s_%u%s%s", pstrUserDir ? pstrUserDir : "", szDate,
+             twTimer_GetFrames(), pstrSuffix, pstrExtension);
+    snprintf(pstrFallback, uiSize, "%s%s_%u%s%s", twCore_GetDataDir(), szDate, twTimer_GetFrames(), pstrSuffix,
+             pstrExtension);
     // a stand-alone copy has no user folder: its shots land beside the program
     if (!pstrUserDir || !pstrUserDir[0])
         pstrPath[0] = 0;
@@ -44,7 +46,7 @@ static void ShotPaths(const char* pstrSuffix, char* pstrPath, char* pstrFallback
 int twEngine_Screenshot(void)
 {
     char szPath[TW_PATH_SIZE + 64], szFallback[TW_PATH_SIZE + 64];
-    ShotPaths("", szPath, szFallback, sizeof(szPath));
+    twEngine_ShotPaths("", ".bmp", szPath, szFallback, sizeof(szPath));
     if (!twOgl_Screenshot(szPath[0] ? szPath : nullptr, szFallback))
         return 0;
     twLog("twEngine_Screenshot", "Screenshot successfully saved\n");
@@ -95,7 +97,7 @@ int twEngine_LargeScreenshot(int iFactor)
     twMem_PlainFree(pucTile);
     char szSuffix[16], szPath[TW_PATH_SIZE + 64], szFallback[TW_PATH_SIZE + 64];
     snprintf(szSuffix, sizeof(szSuffix), "_x%d", iFactor);
-    ShotPaths(szSuffix, szPath, szFallback, sizeof(szPath));
+    twEngine_ShotPaths(szSuffix, ".bmp", szPath, szFallback, sizeof(szPath));
     int bOk = (szPath[0] && twBmp_Write(szPath, iWidth * iFactor, iHeight * iFactor, 3, pucBig)) ||
               twBmp_Write(szFallback, iWidth * iFactor, iHeight * iFactor, 3, pucBig);
     twMem_PlainFree(pucBig);

@@ -111,6 +111,21 @@ static void DrawRecording(int iWidth, int iHeight)
     twOgl_DrawText(0, x + 8, y - 18, twGallery_GetStatus());
 }
 
+// A video being saved: its line and a bar of the frames done, at the foot of the window
+static void DrawVideoProgress(int iWidth)
+{
+    int x = (iWidth - MESSAGE_WIDTH) / 2, y = 24;
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    glColor4f(0, 0, 0, 0.7f);
+    twOgl_DrawRect(x, y, MESSAGE_WIDTH, 40, 0);
+    glDisable(GL_BLEND);
+    glColor4f(0.3f, 0.5f, 1.0f, 1);
+    twOgl_DrawRect(x + 12, y + 8, (int)((MESSAGE_WIDTH - 24) * twEngine_GetVideoProgress()), 6, 0);
+    glColor4f(1, 1, 1, 1);
+    twOgl_DrawText(0, x + 12, y + 20, twEngine_GetVideoStatus());
+}
+
 // Where the walker is, on the top view: an arrow at his place, pointing where he looks,
 // over everything, its size a share of the map's width
 static void DrawWalkerMark(void)
@@ -283,6 +298,8 @@ void twEngine_Draw(void)
         twOgl_DrawRect(iWidth / 2 - NOTE_HALF_WIDTH, iHeight / 2 - NOTE_HALF_HEIGHT, 2 * NOTE_HALF_WIDTH,
                        2 * NOTE_HALF_HEIGHT, 1);
     }
+    if (twEngine_IsVideoRunning())
+        DrawVideoProgress(iWidth);
     if (e->bDevMode)
         twDev_DrawPanel();
     if (e->bStatistics)

@@ -262,6 +262,7 @@ grep -q "!version mismatch" "$LOG" && fail "panel: the saved settings were refus
 
 # --- 6e. The sun from a date: the Sun tab (the eighth row), "Sun follows the date" picked
 # from its drop-down; the date's sun is kept with the date and place, and comes back
+rm -f "$LOG" # the run before ended with the line this one waits for
 start_viewer "$WORK/panel" "$BUILD/Ambulon.exe"
 if wait_for_text "$LOG" "---Entering main loop---"; then
     sleep 0.6
@@ -286,6 +287,7 @@ run_and_quit "$LOG" sun-end
 # the default date, midsummer at Greenwich at three, puts the sun 54 degrees up in the south-west
 [ "$(od -An -tu4 -j64 -N8 "$TEMP/Settings.bin" 2>/dev/null | tr -s ' ')" = " 54 310" ] ||
     fail "sun: the settings hold another sun: $(od -An -tu4 -j64 -N8 "$TEMP/Settings.bin")"
+rm -f "$LOG"
 start_viewer "$WORK/panel" "$BUILD/Ambulon.exe"
 run_and_quit "$LOG" sun-again
 grep -q "Date 2026-06-21 15:00 at 51.48, 0.00, the sun follows it" "$LOG" || fail "sun: the date wasn't read again"
@@ -338,6 +340,38 @@ if wait_for_text "$LOG" "Done loading numitems=2"; then
     import -window root "$BUILD/e2e-play.png"
     grep -q "Playing 'Clip" "$LOG" || fail "gallery: P played nothing"
     press p
+    # the clip (the selected item) as video: the Gallery tab, "Save clip as video" above the
+    # picture's right; the window shows the clip with a bar while the frames are written
+    sleep 0.3
+    xdotool key Escape
+    sleep 0.8
+    xdotool mousemove_relative -- -560 381 # over the Gallery tab
+    sleep 0.3
+    xdotool click 1
+    sleep 0.5
+    xdotool mousemove_relative -- 542 -68 # over "Save clip as video"
+    sleep 0.3
+    xdotool click 1
+    if wait_for_text "$LOG" "as video:" 10; then
+        sleep 1
+        import -window root "$BUILD/e2e-video.png"
+        wait_for_text "$LOG" "The video is" 300 || fail "video: never finished"
+    else
+        fail "video: the button started nothing"
+    fi
+    frames=$(sed -n "s/.*as video: \([0-9]*\) frames.*/\1/p" "$LOG" | head -1)
+    folder=$(ls -d "$WORK/gallery/Documents/Ambulon/Screenshots/"*_video 2>/dev/null | head -1)
+    [ -n "$folder" ] && [ "$(ls "$folder" | grep -c '^frame_[0-9]*\.png$')" = "${frames:-x}" ] ||
+        fail "video: not $frames frames in '$folder'"
+    ls "$WORK/gallery/Documents/Ambulon/Screenshots/" | grep -q "part" && fail "video: a part was left"
+    # with ffmpeg on the machine the MP4 holds every frame; without it the frames stand alone
+    if command -v ffprobe >/dev/null; then
+        got=$(ffprobe -v error -count_frames -select_streams v:0 -show_entries stream=nb_read_frames \
+            -of csv=p=0 "$folder.mp4" 2>/dev/null)
+        [ "$got" = "$frames" ] || fail "video: the MP4 has '$got' frames, not $frames"
+    elif ! command -v ffmpeg >/dev/null; then
+        grep -q "ffmpeg isn't on the PATH" "$LOG" || fail "video: no line for the missing ffmpeg"
+    fi
 else
     fail "gallery: the kept gallery wasn't loaded again"
 fi

@@ -1,11 +1,17 @@
 // The gallery on a real window: recording at the key clock with slow frames and a full
 // buffer, playback between keys and through all clips, kept angles, the file's round trip
-// and every damage it can carry, and the preview drawn from the selected item.
+// and every damage it can carry, the preview drawn from the selected item, and a clip saved
+// as video.
 #include <GL/glew.h>
 #include <gtest/gtest.h>
 #include <math.h>
 #include <stdio.h>
 #include <string.h>
+#include <dirent.h>
+#include <stb_image.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -15,6 +21,8 @@
 #include "interface/gallery.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
+#include "platform/window.h"
+#include "render/render.h"
 #include "tests/support.h"
 #include "tools/harness/samples.h"
 #include "world/world.h"
@@ -320,4 +328,147 @@ TEST_F(Gallery, PreviewShowsTheSelectedView)
     Read(&again);
     EXPECT_EQ(again, stock);
     twOgl_ReleaseTexture(&pEngine->pGalleryTexture);
+}
+
+// A clip of a second as video: 31 frames at thirty a second, each the view alone at that
+// time of the clip, then ffmpeg (a stub here) asked for the MP4; without ffmpeg the frames
+// alone; a failing ffmpeg keeps the frames; stopped, nothing stays
+TEST_F(Gallery, AClipBecomesAVideo)
+{
+    std::string dir = twHarness_Dir(), shots = std::string(twCore_GetUserDir()) + "Screenshots/";
+    std::string modelPath = dir + "Export.bin";
+    twExport_WriteFile(twSample_SmallHouse(), modelPath);
+    twHarness_WriteText(dir + "bare", "program");
+    twTest_MakePack(dir + "Film.exe", dir + "bare", {modelPath});
+    ASSERT_EQ(twEngine_Load((dir + "Film.exe").c_str()), 1);
+    // the engine's own gallery, on the walker; a clip walking past the house and turning
+    twGallery_Shutdown();
+    ASSERT_EQ(twGallery_Init(100, 20, pCam->vPos, &pCam->fPitch, &pCam->fOrthoPitch, pCam->vOrthoCentre,
+                             &pCam->fOrthoHalfWidth, &pCam->bTopView),
+              1);
+    float vStart[3] = {pCam->vPos[0], pCam->vPos[1], pCam->vPos[2]}, fYaw = pCam->fYaw;
+    ASSERT_EQ(twGallery_StartRecording(), 1);
+    twGallery_RecTogglePause();
+    for (int i = 0; i < 21; i++) {
+        pCam->vPos[0] = vStart[0] + 0.3f * (float)i;
+        pCam->fYaw = fYaw + 2.0f * (float)i;
+        twGallery_Update(0.05f);
+    }
+    ASSERT_EQ(twGallery_RecTogglePause(), 1);
+    twGallery_StopRecording();
+    memcpy(pCam->vPos, vStart, sizeof(vStart));
+    pCam->fYaw = fYaw;
+    ASSERT_NEAR(twGallery_ClipSeconds(pGallery->pSelected), 1.0f, 1e-4f);
+
+    std::string path = getenv("PATH"), bin = dir + "bin";
+    mkdir(bin.c_str(), 0755);
+    auto Stub = [&](const std::string& script) {
+        twHarness_WriteText(bin + "/ffmpeg", "#!/bin/sh\n" + script);
+        chmod((bin + "/ffmpeg").c_str(), 0755);
+    };
+    // the folders of videos in Screenshots, and the MP4s beside them
+    auto Listing = [&](const std::string& end) {
+        std::vector<std::string> out;
+        DIR* d = opendir(shots.c_str());
+        for (struct dirent* e = d ? readdir(d) : nullptr; e; e = readdir(d)) {
+            std::string name = e->d_name;
+            if (name.size() >= end.size() && name.compare(name.size() - end.size(), end.size(), end) == 0)
+                out.push_back(name);
+        }
+        if (d)
+            closedir(d);
+        return out;
+    };
+    auto Film = [&]() {
+        ASSERT_EQ(twEngine_StartVideo(), 1);
+        int iSteps = 0;
+        // a step a frame; ffmpeg runs beside, and is looked at once a step
+        while (twEngine_VideoStep(0.1f) && iSteps++ < 20000)
+            usleep(2000);
+        EXPECT_EQ(twEngine_IsVideoRunning(), 0);
+    };
+    setenv("PATH", (bin + ":" + path).c_str(), 1);
+    Stub("echo \"$@\" > '" + dir + "args'\nfor a; do last=$a; done\necho film > \"$last\"\n");
+    Film();
+    setenv("PATH", path.c_str(), 1);
+    std::vector<std::string> folders = Listing("_video");
+    ASSERT_EQ(folders.size(), 1u);
+    EXPECT_EQ(Listing(".part").size(), 0u);
+    EXPECT_EQ(Listing("_video.mp4").size(), 1u);
+    EXPECT_EQ(twHarness_ReadFile(shots + folders[0] + ".mp4"), "film\n");
+    std::string args = twHarness_ReadFile(dir + "args");
+    EXPECT_NE(args.find("-framerate 30 -start_number 1 -i " + shots + folders[0] + ".part/frame_%05d.png"),
+              std::string::npos)
+        << args;
+    EXPECT_FALSE(twHarness_ReadFile(shots + folders[0] + "/frame_00031.png").empty());
+    EXPECT_TRUE(twHarness_ReadFile(shots + folders[0] + "/frame_00032.png").empty());
+    EXPECT_TRUE(twHarness_ReadFile(shots + folders[0] + "/ffmpeg.txt").empty());
+    EXPECT_FLOAT_EQ(pCam->vPos[0], vStart[0]); // the walker is back where he stood
+    // frame 16 is the view at half a second: the PNG holds it top row first, in RGB
+    int w = 0, h = 0, n = 0;
+    uint8_t* pucFrame = stbi_load((shots + folders[0] + "/frame_00016.png").c_str(), &w, &h, &n, 3);
+    ASSERT_NE(pucFrame, nullptr);
+    ASSERT_EQ(w, twWindow_GetWidth());
+    ASSERT_EQ(h, twWindow_GetHeight());
+    TwCamera saved;
+    memcpy(&saved, pCam, sizeof(saved));
+    twGallery_PoseClip(pGallery->pSelected, 0.5f);
+    twWorld_SetCameraRange(pCam, nullptr, nullptr);
+    twCamera_UpdateMatrices(pCam, 1);
+    for (int i = 0; i < TW_SWEEP_CYCLE; i++)
+        twWorld_VisibilitySweep(0, pCam, 0, pEngine->bUseVbo, 0);
+    glViewport(0, 0, w, h);
+    const float* c = pEngine->vClearColor;
+    glClearColor(c[0], c[1], c[2], c[3]);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    glEnable(GL_DEPTH_TEST);
+    twEngine_DrawView(pCam, w, h);
+    std::vector<uint8_t> view((size_t)w * h * 3);
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glReadPixels(0, 0, w, h, GL_RGB, GL_UNSIGNED_BYTE, view.data());
+    memcpy(pCam, &saved, sizeof(saved));
+    double dDiff = 0;
+    for (int y = 0; y < h; y++)
+        for (int i = 0; i < w * 3; i++)
+            dDiff += abs((int)pucFrame[(size_t)y * w * 3 + i] - (int)view[(size_t)(h - 1 - y) * w * 3 + i]);
+    EXPECT_LT(dDiff / ((double)w * h * 3), 1.0);
+    uint8_t* pucFirst = stbi_load((shots + folders[0] + "/frame_00001.png").c_str(), &w, &h, &n, 3);
+    ASSERT_NE(pucFirst, nullptr);
+    EXPECT_NE(memcmp(pucFirst, pucFrame, (size_t)w * h * 3), 0); // the camera moved
+    stbi_image_free(pucFirst);
+    stbi_image_free(pucFrame);
+
+    // no ffmpeg on the PATH: the frames alone; a failing one: the frames, and its words logged
+    setenv("PATH", (dir + "empty").c_str(), 1);
+    Film();
+    EXPECT_TRUE(twTest_LogHas("ffmpeg isn't on the PATH: the video is kept as PNG frames"));
+    setenv("PATH", (bin + ":" + path).c_str(), 1);
+    Stub("echo 'Unknown encoder' >&2\nexit 1\n");
+    Film();
+    EXPECT_TRUE(twTest_LogHas("!ffmpeg ended with 1: Unknown encoder"));
+    EXPECT_EQ(Listing("_video").size(), 3u);
+    EXPECT_EQ(Listing(".mp4").size(), 1u);
+    EXPECT_EQ(Listing(".part").size(), 0u);
+    // stopped while writing frames, or while ffmpeg runs: nothing of it stays
+    ASSERT_EQ(twEngine_StartVideo(), 1);
+    for (int i = 0; i < 5; i++)
+        twEngine_VideoStep(0.1f);
+    twEngine_StopVideo();
+    Stub("sleep 30\n");
+    ASSERT_EQ(twEngine_StartVideo(), 1);
+    for (int i = 0; i < 32; i++)
+        twEngine_VideoStep(0.1f);
+    EXPECT_NE(std::string(twEngine_GetVideoStatus()).find("Making the MP4"), std::string::npos);
+    twEngine_StopVideo();
+    setenv("PATH", path.c_str(), 1);
+    EXPECT_EQ(Listing("_video").size(), 3u);
+    EXPECT_EQ(Listing(".mp4").size(), 1u);
+    EXPECT_EQ(Listing(".part").size(), 0u);
+    EXPECT_TRUE(twTest_LogHas("The video was stopped after 5 of 31 frames: nothing of it is kept"));
+    EXPECT_TRUE(twTest_LogHas("The video was stopped after 31 of 31 frames: nothing of it is kept"));
+    // an angle is no clip
+    TwNavpoint nav;
+    twGallery_NavpointFromCamera(pCam, 0, 0, &nav);
+    ASSERT_EQ(twGallery_AddAngle(nullptr, &nav), 1);
+    EXPECT_EQ(twEngine_StartVideo(), 0);
 }

@@ -316,7 +316,7 @@ TEST_F(Interf, EveryPageIsBuiltAndEveryButtonIsACommand)
         {twStrings_Get(102), {1, 11, 0, 0, 11, 0, 0, 8, 0, 0, 0, 0, 3}},
         {twStrings_Get(103), {1, 0, 0, 0, 11, 0, 0, 0, 0, 1, 0, 0, 0}},
         {"LAYERSRAD", {1, 1, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 0}},
-        {twStrings_Get(104), {1, 0, 0, 0, 15, 3, 1, 1, 0, 0, 1, 1, 0}},
+        {twStrings_Get(104), {1, 0, 0, 0, 16, 3, 1, 1, 0, 0, 1, 1, 0}},
         {twStrings_Get(105), {1, 34, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 0}},
         {twStrings_Get(106), {1, 6, 2, 0, 9, 0, 0, 6, 0, 0, 0, 0, 0}},
         {TW_DEV_PAGE, {1, 1, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 1}},
@@ -326,7 +326,7 @@ TEST_F(Interf, EveryPageIsBuiltAndEveryButtonIsACommand)
     for (int iId : {100, 101, 102, 103, 104, 105, 106, 107, 108, 112, 116, 117, 204, 205, 206, 240, 241})
         commands.push_back(twStrings_Get(iId));
     // the gallery's buttons, and the light button of a machine without programs, which does nothing
-    for (int iId : {207, 301, 302, 303, 306, 308, 309})
+    for (int iId : {207, 301, 302, 303, 306, 308, 309, 310})
         commands.push_back(twStrings_Get(iId));
     int iPages = 0;
     for (TwList* p = pInterf->pPageList.pNext; p; p = p->pNext) {
