@@ -183,6 +183,9 @@ void twEngine_ApplyFirstAngle(void); // the gallery's first angle into the camer
 void twEngine_WarpToSelected(void);  // the selected angle into the camera, or its clip played
 int twEngine_UpdateGallery(void);    // the preview of the selected item (publish/screenshot.cpp)
 void twEngine_DrawView(const TwCamera* pCamera, int iWidth, int iHeight); // sky and model, as the frame
+// a view other than the frame's, cleared and drawn into the bound buffer: its matrices and
+// a whole round of the sweep from it first (publish/screenshot.cpp)
+void twEngine_DrawViewAlone(TwCamera* pCamera, int iWidth, int iHeight);
 int twEngine_UpdateSun(void); // turns the sun's camera to the applied angles
 int twEngine_ToggleSunShadows(void); // F3
 int twEngine_Screenshot(void);       // F5: the back buffer as a BMP (publish/screenshot.cpp)

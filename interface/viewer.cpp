@@ -115,6 +115,12 @@ static void Float(int x, int iRow, float* pfValue, float fMin, float fMax, float
                       bOffAtZero, piState, pstrUnit);
 }
 
+static void Int(int x, int iRow, int32_t* piValue, int iMin, int iMax, const int32_t* piState)
+{
+    twInterf_AddValue(x, ROW(iRow), TW_VALUE_INT, piValue, nullptr, (float)iMin, (float)iMax, 1, nullptr, nullptr,
+                      nullptr, 0, piState, nullptr);
+}
+
 static void PageFile(void)
 {
     TwEngine* e = pEngine;
@@ -149,10 +155,8 @@ static void PageView(void)
     Float(FIELD1, 8, &c->fMouseSpeed, 0.05f, 0.25f, 0.005f, &e->fScale200, nullptr, nullptr, 0);
     Option(FIELD1, 9, &c->bInvertMouse, 2, e->apszLookMode, nullptr);
     Option(FIELD1, 10, &e->iUnitsWanted, 2, s_ui.apszUnits, nullptr);
-    twInterf_AddValue(FIELD2, ROW(1), TW_VALUE_INT, &e->iSunAltitudeWanted, nullptr, 10, 80, 1, nullptr, nullptr,
-                      nullptr, 0, &e->iSunAltitudeState, nullptr);
-    twInterf_AddValue(FIELD2, ROW(2), TW_VALUE_INT, &e->iSunAzimuthWanted, nullptr, 1, 360, 1, nullptr, nullptr,
-                      nullptr, 0, &e->iSunAzimuthState, nullptr);
+    Int(FIELD2, 1, &e->iSunAltitudeWanted, 10, 80, &e->iSunAltitudeState);
+    Int(FIELD2, 2, &e->iSunAzimuthWanted, 1, 360, &e->iSunAzimuthState);
     Float(FIELD2, 3, &e->fSunShadowWanted, -1, 1, 0.005f, &e->fScale100, &e->iShadowState, nullptr, 1);
     Option(FIELD2, 4, &e->iSceneOptionWanted, 2, s_ui.apszScene, &e->iShadowState);
     Option(FIELD2, 5, &e->bSoftShadows, 2, e->apszNoYes, &e->iShadowState);
@@ -160,12 +164,6 @@ static void PageView(void)
     Float(FIELD2, 8, &e->fCollisionSize, 0.15f, 0.4f, 0.005f, &e->fUnitScale, nullptr, e->szUnitSuffix, 0);
     Option(FIELD2, 9, &e->bDrawFlare, 2, e->apszNoYes, nullptr);
     Option(FIELD2, 10, &e->bShowHints, 2, e->apszNoYes, nullptr);
-}
-
-static void Int(int x, int iRow, int32_t* piValue, int iMin, int iMax)
-{
-    twInterf_AddValue(x, ROW(iRow), TW_VALUE_INT, piValue, nullptr, (float)iMin, (float)iMax, 1, nullptr, nullptr,
-                      nullptr, 0, nullptr, nullptr);
 }
 
 // The sun from a date, a time and a place, with the model's north
@@ -180,11 +178,11 @@ static void PageSun(void)
     for (int i = 0; i < 4; i++)
         StaticAt(LABEL2, i + 1, STR_SUN_LATITUDE + i);
     Option(FIELD1, 1, &p->bFollow, 2, e->apszNoYes, nullptr);
-    Int(FIELD1, 2, &p->iYear, 1900, 2100);
-    Int(FIELD1, 3, &p->iMonth, 1, 12);
-    Int(FIELD1, 4, &p->iDay, 1, 31);
-    Int(FIELD1, 5, &p->iHour, 0, 23);
-    Int(FIELD1, 6, &p->iMinute, 0, 59);
+    Int(FIELD1, 2, &p->iYear, 1900, 2100, nullptr);
+    Int(FIELD1, 3, &p->iMonth, 1, 12, nullptr);
+    Int(FIELD1, 4, &p->iDay, 1, 31, nullptr);
+    Int(FIELD1, 5, &p->iHour, 0, 23, nullptr);
+    Int(FIELD1, 6, &p->iMinute, 0, 59, nullptr);
     Float(FIELD2, 1, &p->fLatitude, -90, 90, 0.05f, &e->fScaleDegrees, nullptr, nullptr, 0);
     Float(FIELD2, 2, &p->fLongitude, -180, 180, 0.05f, &e->fScaleDegrees, nullptr, nullptr, 0);
     Float(FIELD2, 3, &p->fUtcOffset, -12, 14, 0.25f, &e->fScaleDegrees, nullptr, nullptr, 0);

@@ -111,6 +111,21 @@ int twEngine_LargeScreenshot(int iFactor)
     return 1;
 }
 
+void twEngine_DrawViewAlone(TwCamera* pCamera, int iWidth, int iHeight)
+{
+    TwEngine* e = pEngine;
+    twWorld_SetCameraRange(pCamera, nullptr, nullptr);
+    twCamera_UpdateMatrices(pCamera, 1);
+    // the groups this view sees, marked by a whole round of the sweep from it
+    for (int i = 0; i < TW_SWEEP_CYCLE; i++)
+        twWorld_VisibilitySweep(0, pCamera, 0, e->bUseVbo, 0);
+    glViewport(0, 0, iWidth, iHeight);
+    glClearColor(e->vClearColor[0], e->vClearColor[1], e->vClearColor[2], e->vClearColor[3]);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    glEnable(GL_DEPTH_TEST);
+    twEngine_DrawView(pCamera, iWidth, iHeight);
+}
+
 // The stock picture of an empty gallery, back on the preview texture
 static int StockPreview(int iWidth, int iHeight)
 {
@@ -169,18 +184,9 @@ int twEngine_UpdateGallery(void)
     cam.fAspect = (float)iWidth / (float)iHeight;
     cam.fInvAspect = 1.0f / cam.fAspect;
     twCamera_Update(&cam, 0);
-    twWorld_SetCameraRange(&cam, nullptr, nullptr);
-    twCamera_UpdateMatrices(&cam, 1);
-    // the groups this view sees, marked by a whole round of the sweep from it
-    for (int i = 0; i < TW_SWEEP_CYCLE; i++)
-        twWorld_VisibilitySweep(0, &cam, 0, e->bUseVbo, 0);
     GLint aiViewport[4];
     glGetIntegerv(GL_VIEWPORT, aiViewport);
-    glViewport(0, 0, iDrawW, iDrawH);
-    glClearColor(e->vClearColor[0], e->vClearColor[1], e->vClearColor[2], e->vClearColor[3]);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    glEnable(GL_DEPTH_TEST);
-    twEngine_DrawView(&cam, iDrawW, iDrawH);
+    twEngine_DrawViewAlone(&cam, iDrawW, iDrawH);
     uint8_t* pucFull = pucBuffer + iWidth * iHeight * 4;
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
     glReadPixels(0, 0, iDrawW, iDrawH, GL_RGBA, GL_UNSIGNED_BYTE, iScale == 2 ? pucFull : pucBuffer);

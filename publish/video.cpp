@@ -17,8 +17,6 @@
 #include "platform/image.h"
 #include "platform/ogl.h"
 #include "platform/window.h"
-#include "render/render.h"
-#include "world/world.h"
 
 #define TAG "twEngine_Video"
 #define VIDEO_FPS 30
@@ -214,25 +212,16 @@ static void EncodingStep(float fDelta)
     Finish(iExit == 0);
 }
 
-// One frame of the video: the camera at its time of the clip, a whole round of the sweep
-// from there, the view drawn alone and written
+// One frame of the video: the camera at its time of the clip, the view from there drawn
+// alone and written
 static void FrameStep(void)
 {
     TwEngine* e = pEngine;
     int iWidth = twWindow_GetWidth(), iHeight = twWindow_GetHeight();
     pCam->fForward = pCam->fStrafe = pCam->fVertical = pCam->fImpulse = pCam->fDrift = pCam->fSpin = 0;
     twGallery_PoseClip(s_video.pItem, (float)s_video.iFrame / VIDEO_FPS);
-    twWorld_SetCameraRange(pCam, nullptr, nullptr);
-    twCamera_UpdateMatrices(pCam, 1);
-    float fSkyAngle = e->bSkyFollowsSun ? (float)e->iSunAzimuthWanted : 0;
-    for (int i = 0; i < TW_SWEEP_CYCLE; i++)
-        twWorld_VisibilitySweep(0, pCam, fSkyAngle, e->bUseVbo, 0);
     glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, s_video.pFbo->hFbo);
-    glViewport(0, 0, iWidth, iHeight);
-    glClearColor(e->vClearColor[0], e->vClearColor[1], e->vClearColor[2], e->vClearColor[3]);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    glEnable(GL_DEPTH_TEST);
-    twEngine_DrawView(pCam, iWidth, iHeight);
+    twEngine_DrawViewAlone(pCam, iWidth, iHeight);
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
     glReadPixels(0, 0, iWidth, iHeight, GL_RGB, GL_UNSIGNED_BYTE, s_video.pucPixels);
     glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);

@@ -205,6 +205,31 @@ panel_shown() {
     awk -v b="${tabs:-0}" 'BEGIN { exit !(b > 0.8) }'
 }
 
+# Esc opens the panel, and a click takes the tab the pointer is moved to from the window's
+# middle (GL rows count from the bottom)
+open_tab() {
+    xdotool key Escape
+    sleep 0.8
+    xdotool mousemove_relative -- "$1" "$2"
+    sleep 0.3
+    xdotool click 1
+    sleep 0.5
+}
+
+# An option's drop-down: the pointer moved onto the value and held there, then moved to the
+# list's second item; a capture while the list is open when a file is named
+pick_second_item() {
+    xdotool mousemove_relative -- "$1" "$2"
+    sleep 0.3
+    xdotool mousedown 1
+    sleep 0.3
+    xdotool mousemove_relative -- 150 15
+    sleep 0.5
+    if [ -n "${3:-}" ]; then import -window root "$3"; fi
+    xdotool mouseup 1
+    sleep 0.3
+}
+
 # --- 6b. The panel: a tab, a drop-down, and the choice kept in the settings -------------
 # The pointer starts in the window's middle and moves by the mouse's steps; GL rows count
 # from the bottom. The View tab is the second row of the panel, Units its tenth.
@@ -215,21 +240,8 @@ mkdir -p "$TEMP"
 start_viewer "$WORK/panel" "$BUILD/Ambulon.exe"
 if wait_for_text "$LOG" "---Entering main loop---"; then
     sleep 0.6
-    xdotool key Escape
-    sleep 0.8
-    xdotool mousemove_relative -- -560 330 # over the View tab
-    sleep 0.3
-    xdotool click 1
-    sleep 0.5
-    xdotool mousemove_relative -- 360 138 # over the Units value
-    sleep 0.3
-    xdotool mousedown 1
-    sleep 0.3
-    xdotool mousemove_relative -- 150 15 # the list's second item, Feet
-    sleep 0.5
-    import -window root "$BUILD/e2e-panel.png"
-    xdotool mouseup 1
-    sleep 0.3
+    open_tab -560 330 # the View tab
+    pick_second_item 360 138 "$BUILD/e2e-panel.png" # Units: Feet
     panel_shown "$BUILD/e2e-panel.png" || fail "panel: no tabs drawn"
     # F5: the frame with its panel as a picture in the Screenshots folder
     press F5
@@ -263,20 +275,9 @@ rm -f "$LOG" # the run before ended with the line this one waits for
 start_viewer "$WORK/panel" "$BUILD/Ambulon.exe"
 if wait_for_text "$LOG" "---Entering main loop---"; then
     sleep 0.6
-    xdotool key Escape
-    sleep 0.8
-    xdotool mousemove_relative -- -560 432 # over the Sun tab
-    sleep 0.3
-    xdotool click 1
+    open_tab -560 432 # the Sun tab
+    pick_second_item 356 -119 # "Sun follows the date": On
     sleep 0.5
-    xdotool mousemove_relative -- 356 -119 # over "Sun follows the date"
-    sleep 0.3
-    xdotool mousedown 1
-    sleep 0.3
-    xdotool mousemove_relative -- 150 15 # the list's second item, On
-    sleep 0.5
-    xdotool mouseup 1
-    sleep 0.8
     import -window root "$BUILD/e2e-sun.png"
 fi
 run_and_quit "$LOG" sun-end
@@ -317,12 +318,8 @@ if wait_for_text "$LOG" "---Entering main loop---"; then
     xdotool click 1
     sleep 0.5
     grep -q "Added new clip" "$LOG" || fail "gallery: the second click closed no clip"
-    press Escape
-    sleep 0.8
-    xdotool mousemove_relative -- -560 381 # over the Gallery tab
+    open_tab -560 381 # the Gallery tab
     sleep 0.3
-    xdotool click 1
-    sleep 0.8
     import -window root "$BUILD/e2e-gallery.png"
 fi
 run_and_quit "$LOG" gallery-end
@@ -344,12 +341,7 @@ if wait_for_text "$LOG" "Done loading numitems=2"; then
     # (the sanitizer build's gallery test writes a video of its own, faster)
     if ! strings "$BUILD/Ambulon.exe" | grep -q AddressSanitizer; then
         sleep 0.3
-        xdotool key Escape
-        sleep 0.8
-        xdotool mousemove_relative -- -560 381 # over the Gallery tab
-        sleep 0.3
-        xdotool click 1
-        sleep 0.5
+        open_tab -560 381 # the Gallery tab
         xdotool mousemove_relative -- 542 -68 # over "Save clip as video"
         sleep 0.3
         xdotool click 1

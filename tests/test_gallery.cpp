@@ -22,7 +22,6 @@
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "platform/window.h"
-#include "render/render.h"
 #include "tests/support.h"
 #include "tools/harness/samples.h"
 #include "world/world.h"
@@ -413,16 +412,7 @@ TEST_F(Gallery, AClipBecomesAVideo)
     TwCamera saved;
     memcpy(&saved, pCam, sizeof(saved));
     twGallery_PoseClip(pGallery->pSelected, 0.5f);
-    twWorld_SetCameraRange(pCam, nullptr, nullptr);
-    twCamera_UpdateMatrices(pCam, 1);
-    for (int i = 0; i < TW_SWEEP_CYCLE; i++)
-        twWorld_VisibilitySweep(0, pCam, 0, pEngine->bUseVbo, 0);
-    glViewport(0, 0, w, h);
-    const float* c = pEngine->vClearColor;
-    glClearColor(c[0], c[1], c[2], c[3]);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    glEnable(GL_DEPTH_TEST);
-    twEngine_DrawView(pCam, w, h);
+    twEngine_DrawViewAlone(pCam, w, h);
     std::vector<uint8_t> view((size_t)w * h * 3);
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
     glReadPixels(0, 0, w, h, GL_RGB, GL_UNSIGNED_BYTE, view.data());
