@@ -23,6 +23,29 @@ make_home() {
     echo "$home/Documents/Ambulon/Amb2_Log.txt"
 }
 
+# A fresh home holding the test house where the CAD host leaves it; sets LOG and TEMP.
+home_with_model() {
+    LOG=$(make_home "$1")
+    TEMP="$WORK/$1/Documents/Ambulon/Temp"
+    mkdir -p "$TEMP"
+    "$BUILD/write_model" "$TEMP/Export.bin"
+}
+
+# A copy has no user directory: its log switch is looked for at the root. One already there
+# serves; one made here is removed afterwards. Without either the copies' scenarios are
+# skipped, and say so.
+root_switch_on() {
+    ROOT_SWITCH_MADE=0
+    [ -e "/Enable AMB logging" ] && return 0
+    touch "/Enable AMB logging" 2>/dev/null && ROOT_SWITCH_MADE=1 && return 0
+    echo "skipped: $1 (no log switch can be made at the root)"
+    return 1
+}
+
+root_switch_off() {
+    if [ "$ROOT_SWITCH_MADE" = 1 ]; then rm -f "/Enable AMB logging"; fi
+}
+
 # Waits for a text in a file (at most a minute, or the seconds given); 0 when it came. A
 # start that never gets there fails the scenario instead of hanging the suite.
 wait_for_text() {
@@ -190,10 +213,7 @@ expect_in_order "$LOG" nopack "Initializing engine" "!twCore_GetResource : 'Plan
 grep -q "Leaking" "$LOG" && fail "nopack: memory leaked"
 
 # --- 6. A model left by the CAD host loads at start ----------------------------------------
-LOG=$(make_home model)
-TEMP="$WORK/model/Documents/Ambulon/Temp"
-mkdir -p "$TEMP"
-"$BUILD/write_model" "$TEMP/Export.bin"
+home_with_model model
 start_viewer "$WORK/model" "$BUILD/Ambulon.exe"
 run_and_quit "$LOG" model
 expect_in_order "$LOG" model "Initializing world" "Project name = 'Test house'" "Number of elements to load = 5" \
@@ -236,10 +256,7 @@ pick_second_item() {
 # --- 6b. The panel: a tab, a drop-down, and the choice kept in the settings -------------
 # The pointer starts in the window's middle and moves by the mouse's steps; GL rows count
 # from the bottom. The View tab is the second row of the panel, Units its tenth.
-LOG=$(make_home panel)
-TEMP="$WORK/panel/Documents/Ambulon/Temp"
-mkdir -p "$TEMP"
-"$BUILD/write_model" "$TEMP/Export.bin"
+home_with_model panel
 start_viewer "$WORK/panel" "$BUILD/Ambulon.exe"
 if wait_for_text "$LOG" "---Entering main loop---"; then
     sleep 0.6
@@ -298,10 +315,7 @@ grep -q "no longer follows the date" "$LOG" && fail "sun: the date's sun was los
 
 # --- 6d. The gallery: F4 keeps a view, Shift+R and two clicks record a clip, and after a
 # restart P plays it. The Gallery tab is the panel's fifth row.
-LOG=$(make_home gallery)
-TEMP="$WORK/gallery/Documents/Ambulon/Temp"
-mkdir -p "$TEMP"
-"$BUILD/write_model" "$TEMP/Export.bin"
+home_with_model gallery
 start_viewer "$WORK/gallery" "$BUILD/Ambulon.exe"
 if wait_for_text "$LOG" "---Entering main loop---"; then
     sleep 0.6
@@ -477,8 +491,7 @@ expect_in_order "$LOG" badmodel "Initializing world" "!twWorld_LoadModel" "Enter
 [ -f "$TEMP/Export.bin" ] && fail "badmodel: the damaged model stayed"
 
 # --- 8. A stand-alone copy carries its model and words, and logs beside itself -------------
-# (a copy has no user directory: its log switch is looked for at the root)
-if [ ! -e "/Enable AMB logging" ] && touch "/Enable AMB logging" 2>/dev/null; then
+if root_switch_on copy; then
     mkdir -p "$WORK/copy"
     "$BUILD/write_model" "$WORK/Export.bin"
     "$BUILD/make_pack" "$WORK/copy/House.exe" "$BUILD/Ambulon.bare" "$BUILD"/Data/Version.bin \
@@ -487,7 +500,7 @@ if [ ! -e "/Enable AMB logging" ] && touch "/Enable AMB logging" 2>/dev/null; th
     mkdir -p "$WORK/copyhome"
     start_viewer "$WORK/copyhome" "$WORK/copy/House.exe"
     run_and_quit "$LOG" copy
-    rm -f "/Enable AMB logging"
+    root_switch_off
     expect_in_order "$LOG" copy "User directory is ''" "Running a stand alone .exe" "World was successfully loaded" \
         "---Entering main loop---" "Shutting down core"
     [ -d "$WORK/copyhome/Documents" ] && fail "copy: a stand-alone copy made a user folder"
@@ -498,8 +511,7 @@ fi
 # gallery; then the full program opens the copy as its model and publishes again.
 # The panel opens on its Model page: "Open a copy" is at (799, 844), "Publish for Windows"
 # one row below, and the pointer starts in the window's middle.
-if [ -s "$BAKE_HOME/Documents/Ambulon/Temp/LightS.bin" ] && [ ! -e "/Enable AMB logging" ] &&
-    touch "/Enable AMB logging" 2>/dev/null; then
+if [ -s "$BAKE_HOME/Documents/Ambulon/Temp/LightS.bin" ] && root_switch_on publish; then
     mkdir -p "$WORK/bin" "$WORK/pub" "$WORK/pubhome"
     printf '#!/bin/sh\ncat "%s"\n' "$WORK/answer" > "$WORK/bin/zenity"
     chmod +x "$WORK/bin/zenity"
@@ -576,7 +588,7 @@ if [ -s "$BAKE_HOME/Documents/Ambulon/Temp/LightS.bin" ] && [ ! -e "/Enable AMB 
         sleep 0.5
     fi
     run_and_quit "$LOG" republish
-    rm -f "/Enable AMB logging"
+    root_switch_off
     expect_in_order "$LOG" republish "Loading light (from local file = 0 path to external exe = 1)" \
         "Model succesfully loaded" "ModelLoc=2" "Attaching 5 light items from ext resource" \
         "Win exe successfully generated"
