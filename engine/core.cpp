@@ -119,6 +119,35 @@ void twCore_SetUserDir(const char* pstrPath)
         CopyPath(pCore->szUserDir, pstrPath);
 }
 
+void twCore_SetStandAlone(int bStandAlone)
+{
+    if (pCore)
+        pCore->bStandAlone = bStandAlone;
+}
+
+int twCore_IsStandAlone(void) { return pCore && pCore->bStandAlone; }
+
+int twCore_GetTempPath(const char* pstrName, char* pstrOut)
+{
+    const char* pstrUserDir = pCore ? pCore->szUserDir : "";
+    int iLen = snprintf(pstrOut, TW_PATH_SIZE, "%sTemp/%s", pstrUserDir, pstrName);
+    if (iLen < 0 || iLen >= TW_PATH_SIZE) {
+        twLogError("twCore_GetTempPath", "!The path to '%s' is too long\n", pstrName);
+        pstrOut[0] = 0;
+        return 0;
+    }
+    return 1;
+}
+
+int twCore_FileExists(const char* pstrPath)
+{
+    FILE* pFile = pstrPath && pstrPath[0] ? fopen(pstrPath, "rb") : nullptr;
+    if (!pFile)
+        return 0;
+    fclose(pFile);
+    return 1;
+}
+
 int twCore_Shutdown(void)
 {
     free(pCore);

@@ -31,6 +31,7 @@ struct TwCore {
     char szLastTag[256];             // the last tag written to the log
     int32_t iNumLogLines;            // messages written to the log in this run
     int32_t iLogSwitch;              // 0 undecided, 1 logging on, -1 off: decided once per run
+    int32_t bStandAlone;             // the program's own pack carries a model: decided once at start
 };
 
 extern TwCore* pCore;
@@ -48,6 +49,11 @@ const char* twCore_GetExePath(void);
 void twCore_SetLogFile(const char* pstrPath);
 void twCore_SetDataDir(const char* pstrPath);
 void twCore_SetUserDir(const char* pstrPath);
+void twCore_SetStandAlone(int bStandAlone); // the engine's answer at start
+int twCore_IsStandAlone(void);              // is this program a published copy?
+// "<user folder>Temp/<name>" into TW_PATH_SIZE bytes; 0, logged and empty, when it doesn't fit
+int twCore_GetTempPath(const char* pstrName, char* pstrOut);
+int twCore_FileExists(const char* pstrPath); // a file that opens for reading
 int twCore_Shutdown(void); // frees pCore; 1 also without one
 void twCore_FormatThousands(uint32_t uiValue, char* pstrOut); // "12 345 678"; pstrOut holds 16 bytes
 
@@ -56,3 +62,5 @@ void twCore_FormatThousands(uint32_t uiValue, char* pstrOut); // "12 345 678"; p
 FILE* twCore_GetResource(const char* pstrName, int* piSize);
 // The same on another file, with its failures logged.
 FILE* twCore_GetResourceExt(const char* pstrName, const char* pstrFile, int* piSize);
+// Whether the own pack (pstrFile null) or another file's holds the resource
+int twCore_HasResource(const char* pstrName, const char* pstrFile);

@@ -191,16 +191,10 @@ int twEngine_Shutdown(void)
         if (pEngine->pFboR)
             twOgl_FreeFbo(pEngine->pFboR);
         // a model that was published is not kept for the next start
-        const char* pstrUserDir = twCore_GetUserDir();
-        if (pEngine->bStarted && pEngine->bPublished && pstrUserDir) {
-            char szPath[TW_PATH_SIZE + 32];
-            snprintf(szPath, sizeof(szPath), "%sTemp/%s", pstrUserDir, TW_MODEL_RESOURCE);
-            FILE* pFile = fopen(szPath, "rb");
-            if (pFile) {
-                fclose(pFile);
-                twWindow_DeleteFile(szPath);
-            }
-        }
+        char szPath[TW_PATH_SIZE];
+        if (pEngine->bStarted && pEngine->bPublished && twCore_GetUserDir() &&
+            twCore_GetTempPath(TW_MODEL_RESOURCE, szPath) && twCore_FileExists(szPath))
+            twWindow_DeleteFile(szPath);
         twMem_Free(pEngine);
         pEngine = nullptr;
     }
@@ -224,12 +218,9 @@ int twEngine_InitCore(const char* pstrExePath)
 {
     if (!twCore_Init(TW_APP_NAME, pstrExePath) || !pCore->szProgramDir[0])
         return 0;
-    int bStandAlone = 0;
-    FILE* pModel = twCore_GetResource(TW_MODEL_RESOURCE, nullptr);
-    if (pModel) {
-        bStandAlone = 1;
-        fclose(pModel);
-    }
+    // the one place that decides whether this program is a published copy
+    int bStandAlone = twCore_HasResource(TW_MODEL_RESOURCE, nullptr);
+    twCore_SetStandAlone(bStandAlone);
     char szDataDir[TW_PATH_SIZE];
     snprintf(szDataDir, sizeof(szDataDir), "%s", pCore->szProgramDir);
     char szUserDir[TW_PATH_SIZE] = "";
@@ -240,10 +231,8 @@ int twEngine_InitCore(const char* pstrExePath)
         // an application copy must carry exactly the program's name
         char szProgram[TW_PATH_SIZE + 32];
         snprintf(szProgram, sizeof(szProgram), "%s%s", szDataDir, TW_PROGRAM_NAME);
-        FILE* pProgram = fopen(szProgram, "rb");
-        if (!pProgram)
+        if (!twCore_FileExists(szProgram))
             return 0;
-        fclose(pProgram);
         char szDocuments[TW_PATH_SIZE];
         if (!twWindow_GetDocumentsFolder(szDocuments))
             return 0;
@@ -363,9 +352,7 @@ int twEngine_InitEngine(void)
     const char* pstrRenderer = (const char*)glGetString(GL_RENDERER);
     snprintf(e->szEngineInfo, sizeof(e->szEngineInfo), "OpenGL %s", pstrRenderer ? pstrRenderer : "");
 
-    FILE* pModel = twCore_GetResource(TW_MODEL_RESOURCE, nullptr);
-    if (pModel) {
-        fclose(pModel);
+    if (twCore_IsStandAlone()) {
         twLog(pstrTag, "Running a stand alone .exe\n");
         e->bStandAlone = 1;
     } else {
@@ -373,17 +360,11 @@ int twEngine_InitEngine(void)
         e->bStandAlone = 0;
         char szPath[TW_PATH_SIZE + 64];
         snprintf(szPath, sizeof(szPath), "%s%s", twCore_GetDataDir(), TW_PROGRAM_NAME);
-        FILE* pFile = fopen(szPath, "rb");
-        if (pFile) {
+        if (twCore_FileExists(szPath))
             e->uiHostFiles |= TW_HOST_WINDOWS;
-            fclose(pFile);
-        }
         snprintf(szPath, sizeof(szPath), "%s%s", twCore_GetDataDir(), TW_MAC_PROGRAM_PATH);
-        pFile = fopen(szPath, "rb");
-        if (pFile) {
+        if (twCore_FileExists(szPath))
             e->uiHostFiles |= TW_HOST_MAC;
-            fclose(pFile);
-        }
     }
 
     // list texts are copied into the record: the interface holds pointers into it
@@ -499,18 +480,36 @@ int twEngine_InitLayers(void)
 // again: it loads when its frame fits the model, and is passed over with a line when not
 static int LoadTempLight(void)
 {
-    char szPath[TW_PATH_SIZE + 32];
-    snprintf(szPath, sizeof(szPath), "%sTemp/%s", twCore_GetUserDir(), TW_LIGHT_RESOURCE);
-    FILE* pFile = fopen(szPath, "rb");
-    if (!pFile)
+    char szPath[TW_PATH_SIZE];
+    if (!twCore_GetTempPath(TW_LIGHT_RESOURCE, szPath) || !twCore_FileExists(szPath))
         return 0;
-    fclose(pFile);
     if (!twWorld_InitLight(0, nullptr) || !twWorld_LoadLight(1, nullptr)) {
         twWorld_FreeRad();
         twLogError("twEngine_InitWorld", "The light in Temp doesn't fit this model: it is passed over\n");
         return 0;
     }
     pEngine->bLightLoaded = 1;
+    return 1;
+}
+
+// The light a copy carries, after its model (pstrFrom the copy opened, null the own pack): a
+// copy without light runs unlit, and light that doesn't load fails the caller's step
+static int LoadCopyLight(const char* pstrFrom, const char* pstrTag)
+{
+    TwEngine* e = pEngine;
+    e->bLightLoaded = 0;
+    if (!e->bRadiosity || !twCore_HasResource(TW_LIGHT_RESOURCE, pstrFrom))
+        return 1;
+    if (!twWorld_InitLight(0, pstrFrom)) {
+        twLogError("twWorld_LoadLight", "!twWorld_InitLight\n");
+        return 0;
+    }
+    if (!twWorld_LoadLight(0, pstrFrom)) {
+        twLogError(pstrTag, "!twWorld_LoadLight\n");
+        return 0;
+    }
+    e->bLightLoaded = 1;
+    e->iRenderModeWanted = TW_MODE_LIT;
     return 1;
 }
 
@@ -544,29 +543,14 @@ int twEngine_InitWorld(void)
     twEngine_InitAvailableRenderModes(!bShaders);
     e->bNoShaders = !bShaders;
     twEngine_ShowProgress(nullptr, nullptr, 0.0f);
-    FILE* pModel = twCore_GetResource(TW_MODEL_RESOURCE, nullptr);
-    if (pModel) {
-        fclose(pModel);
+    if (twCore_IsStandAlone()) {
         if (!twWorld_LoadModel(twEngine_ShowProgress, nullptr, 0, pCam, e->szModelInfo, &e->iSunAltitudeWanted,
                                &e->iSunAzimuthWanted, e->bUseVbo, nullptr)) {
             twLogError("twWorld_Init", "!twWorld_LoadModel\n");
             return 0;
         }
-        e->bLightLoaded = 0;
-        FILE* pLight = twCore_GetResource(TW_LIGHT_RESOURCE, nullptr);
-        if (pLight) {
-            fclose(pLight);
-            if (!twWorld_InitLight(0, nullptr)) {
-                twLogError("twWorld_LoadLight", "!twWorld_InitLight\n");
-                return 0;
-            }
-            if (!twWorld_LoadLight(0, nullptr)) {
-                twLogError("twWorld_Init", "!twWorld_LoadLight\n");
-                return 0;
-            }
-            e->bLightLoaded = 1;
-            e->iRenderModeWanted = TW_MODE_LIT;
-        }
+        if (!LoadCopyLight(nullptr, "twWorld_Init"))
+            return 0;
         FILE* pSettings = twCore_GetResource(TW_SETTINGS_FILE, nullptr);
         if (pSettings) {
             twEngine_LoadSaveSettings(pSettings, 0);
@@ -581,11 +565,7 @@ int twEngine_InitWorld(void)
     twEngine_LoadSaveSettings(nullptr, 0);
     twEngine_LoadSaveSunPlace(nullptr, 0, 0);
     char szPath[TW_PATH_SIZE];
-    if (snprintf(szPath, sizeof(szPath), "%sTemp/%s", twCore_GetUserDir(), TW_MODEL_RESOURCE) >= TW_PATH_SIZE)
-        szPath[0] = 0;
-    pModel = szPath[0] ? fopen(szPath, "rb") : nullptr;
-    if (pModel) {
-        fclose(pModel);
+    if (twCore_GetTempPath(TW_MODEL_RESOURCE, szPath) && twCore_FileExists(szPath)) {
         if (!twWorld_LoadModel(twEngine_ShowProgress, szPath, 0, pCam, e->szModelInfo, &e->iSunAltitudeWanted,
                                &e->iSunAzimuthWanted, e->bUseVbo, nullptr)) {
             // a bad model must neither stop the program nor stay to fail the next start
@@ -633,11 +613,6 @@ void twEngine_WarpToSelected(void)
     e->fIdleTime = 0;
 }
 
-static void GalleryPath(char* pstrOut, size_t uiSize)
-{
-    snprintf(pstrOut, uiSize, "%sTemp/%s", twCore_GetUserDir(), TW_GALLERY_FILE);
-}
-
 // The full program keeps the user's gallery in Temp between runs, written at every change
 // the user makes, and only then: a copy opened as the model brings its own gallery, which
 // must not take the place of the user's unasked. An emptied gallery takes its file with it,
@@ -646,8 +621,9 @@ int twEngine_SaveGallery(void)
 {
     if (!pGallery || pEngine->bStandAlone || !twCore_GetUserDir() || !twCore_GetUserDir()[0])
         return 1;
-    char szPath[TW_PATH_SIZE + 32];
-    GalleryPath(szPath, sizeof(szPath));
+    char szPath[TW_PATH_SIZE];
+    if (!twCore_GetTempPath(TW_GALLERY_FILE, szPath))
+        return 0;
     if (twGallery_GetNumItems() == 0) {
         twWindow_DeleteFile(szPath);
         return 1;
@@ -671,9 +647,8 @@ int twEngine_InitGallery(void)
     int bLocal = !pFile && !e->bStandAlone;
     if (bLocal) {
         // the user's own gallery of the last run
-        char szPath[TW_PATH_SIZE + 32];
-        GalleryPath(szPath, sizeof(szPath));
-        pFile = fopen(szPath, "rb");
+        char szPath[TW_PATH_SIZE];
+        pFile = twCore_GetTempPath(TW_GALLERY_FILE, szPath) ? fopen(szPath, "rb") : nullptr;
         iSize = -1;
         if (pFile)
             twLog(pstrTag, "Loading gallery from local file\n");
@@ -712,14 +687,12 @@ int twEngine_Load(const char* pstrPath)
         snprintf(szPath, sizeof(szPath), "%s", pstrPath);
     }
     // a file that isn't a copy with a model is refused before the open model is let go
-    FILE* pModel = twCore_GetResourceExt(TW_MODEL_RESOURCE, szPath, nullptr);
-    if (!pModel) {
+    if (!twCore_HasResource(TW_MODEL_RESOURCE, szPath)) {
         twLogError("twEngine_Load", "!No model in '%s': the open model stays\n", szPath);
         e->fMessageTime = MESSAGE_SECONDS;
         e->iMessageKind = 1;
         return 0;
     }
-    fclose(pModel);
     int iStatus = 0;
     if (!twWorld_LoadModel(twEngine_ShowProgress, szPath, 1, pCam, e->szModelInfo, &e->iSunAltitudeWanted,
                            &e->iSunAzimuthWanted, e->bUseVbo, &iStatus)) {
@@ -729,22 +702,9 @@ int twEngine_Load(const char* pstrPath)
         return 0;
     }
     e->fMessageTime = 0;
-    e->bLightLoaded = 0;
     e->iRenderModeWanted = TW_MODE_LAMP;
-    FILE* pLight = e->bRadiosity ? twCore_GetResourceExt(TW_LIGHT_RESOURCE, szPath, nullptr) : nullptr;
-    if (pLight) {
-        fclose(pLight);
-        if (!twWorld_InitLight(0, szPath)) {
-            twLogError("twWorld_LoadLight", "!twWorld_InitLight\n");
-            return 0;
-        }
-        if (!twWorld_LoadLight(0, szPath)) {
-            twLogError("twEngine_Load", "!twWorld_LoadLight\n");
-            return 0;
-        }
-        e->bLightLoaded = 1;
-        e->iRenderModeWanted = TW_MODE_LIT;
-    }
+    if (!LoadCopyLight(szPath, "twEngine_Load"))
+        return 0;
     int iSize = 0;
     FILE* pGalleryFile = twCore_GetResourceExt(TW_GALLERY_FILE, szPath, &iSize);
     if (!pGalleryFile) {
@@ -962,7 +922,7 @@ int twEngine_Update(void)
         e->iLayerUpdate++;
     }
     if (e->bUpdateGalleryImage) {
-        twEngine_UpdateGallery();
+        twGallery_UpdatePreview(e->pGalleryTexture);
         e->bUpdateGalleryImage = 0;
     }
     e->fTimeRunning += fDelta;

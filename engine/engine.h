@@ -181,16 +181,15 @@ int twEngine_InitGallery(void);
 int twEngine_SaveGallery(void);      // the user's gallery into Temp, after every change
 void twEngine_ApplyFirstAngle(void); // the gallery's first angle into the camera
 void twEngine_WarpToSelected(void);  // the selected angle into the camera, or its clip played
-int twEngine_UpdateGallery(void);    // the preview of the selected item (publish/screenshot.cpp)
 void twEngine_DrawView(const TwCamera* pCamera, int iWidth, int iHeight); // sky and model, as the frame
 // a view other than the frame's, cleared and drawn into the bound buffer: its matrices and
-// a whole round of the sweep from it first (publish/screenshot.cpp)
+// a whole round of the sweep from it first (render/frame.cpp)
 void twEngine_DrawViewAlone(TwCamera* pCamera, int iWidth, int iHeight);
 int twEngine_UpdateSun(void); // turns the sun's camera to the applied angles
 int twEngine_ToggleSunShadows(void); // F3
 int twEngine_Screenshot(void);       // F5: the back buffer as a BMP (publish/screenshot.cpp)
 int twEngine_LargeScreenshot(int iFactor); // Shift+F5: the view alone, iFactor times the window each way
-void twEngine_FlashNote(float fRed, float fGreen, float fBlue); // the shutter flash
+void twEngine_FlashNote(float fRed, float fGreen, float fBlue); // the shutter flash (render/frame.cpp)
 void twEngine_ShotPaths(const char* pstrSuffix, const char* pstrExtension, char* pstrPath, char* pstrFallback,
                         size_t uiSize); // a new picture's name; the path is empty in a stand-alone copy
 // the selected clip filmed (publish/video.cpp)

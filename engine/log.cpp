@@ -20,10 +20,7 @@ static int IsLoggingOn(void)
     if (pCore->iLogSwitch == 0) {
         char szPath[TW_PATH_SIZE + 32];
         snprintf(szPath, sizeof(szPath), "%s/%s", pCore->szUserDir, TW_LOG_SWITCH_NAME);
-        FILE* pFile = fopen(szPath, "rb");
-        pCore->iLogSwitch = pFile ? 1 : -1;
-        if (pFile)
-            fclose(pFile);
+        pCore->iLogSwitch = twCore_FileExists(szPath) ? 1 : -1;
     }
     return pCore->iLogSwitch > 0;
 }

@@ -82,3 +82,12 @@ FILE* twCore_GetResourceExt(const char* pstrName, const char* pstrFile, int* piS
     fclose(pFile);
     return nullptr;
 }
+
+int twCore_HasResource(const char* pstrName, const char* pstrFile)
+{
+    FILE* pFile = pstrFile ? twCore_GetResourceExt(pstrName, pstrFile, nullptr) : twCore_GetResource(pstrName, nullptr);
+    if (!pFile)
+        return 0;
+    fclose(pFile);
+    return 1;
+}

@@ -69,10 +69,9 @@ static int Save(FILE* pStream)
         memcpy(aucBytes + 4 + 4 * i, aList[i].pSaved, 4); // ints and floats are both 4 bytes as they stand
     if (pStream)
         return fwrite(aucBytes, 1, sizeof(aucBytes), pStream) == sizeof(aucBytes);
-    char szPath[TW_PATH_SIZE + 32];
-    snprintf(szPath, sizeof(szPath), "%sTemp/%s", twCore_GetUserDir(), TW_SETTINGS_FILE);
+    char szPath[TW_PATH_SIZE];
     TwWriter writer;
-    if (!twWriter_Open(&writer, szPath)) {
+    if (!twCore_GetTempPath(TW_SETTINGS_FILE, szPath) || !twWriter_Open(&writer, szPath)) {
         twLogError(TAG, "!fopen : '%s'\n", szPath);
         return 0;
     }
@@ -141,9 +140,8 @@ int twEngine_LoadSaveSettings(FILE* pFile, int bSave)
         return Save(pFile);
     if (pFile)
         return Load(pFile, 1);
-    char szPath[TW_PATH_SIZE + 32];
-    snprintf(szPath, sizeof(szPath), "%sTemp/%s", twCore_GetUserDir(), TW_SETTINGS_FILE);
-    FILE* pOwn = fopen(szPath, "rb");
+    char szPath[TW_PATH_SIZE];
+    FILE* pOwn = twCore_GetTempPath(TW_SETTINGS_FILE, szPath) ? fopen(szPath, "rb") : nullptr;
     if (!pOwn) {
         twLogError(TAG, "!fopen : '%s'\n", szPath);
         return 0;

@@ -123,8 +123,9 @@ int twEngine_LoadSaveSunPlace(FILE* pFile, int64_t iSize, int bSave)
     TwEngine* e = pEngine;
     if (!e)
         return 0;
-    char szPath[TW_PATH_SIZE + 32];
-    snprintf(szPath, sizeof(szPath), "%sTemp/%s", twCore_GetUserDir(), TW_SUN_PLACE_FILE);
+    char szPath[TW_PATH_SIZE];
+    if ((bSave || !pFile) && !twCore_GetTempPath(TW_SUN_PLACE_FILE, szPath))
+        return 0;
     if (bSave) {
         TwWriter w;
         if (!twWriter_Open(&w, szPath)) {

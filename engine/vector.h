@@ -1,4 +1,5 @@
-// Vectors of three floats and axis-aligned boxes, for every module that measures space.
+// Vectors of three floats, 4x4 matrices times vectors, and axis-aligned boxes, for every
+// module that measures space.
 // The functions are inline: the collision test calls them for every triangle it meets.
 // Lengths divide rather than multiply by an inverse, so that a result is the same to the
 // bit wherever it is worked out.
@@ -37,6 +38,13 @@ static inline float twVec_Normalize(float* v)
         v[2] /= f;
     }
     return f;
+}
+
+// A 4x4 matrix in OpenGL's column order times a vector of four; pOut must not be v
+static inline void twMat_MulVec4(const float* m, const float* v, float* pOut)
+{
+    for (int r = 0; r < 4; r++)
+        pOut[r] = m[r] * v[0] + m[4 + r] * v[1] + m[8 + r] * v[2] + m[12 + r] * v[3];
 }
 
 static inline void twVec_Sub(const float* a, const float* b, float* pOut)

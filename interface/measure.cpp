@@ -96,9 +96,7 @@ void twMeasure_Pick(const TwCamera* pCam, int iX, int iY)
                       2 * fDepth - 1, 1};
     const float* pfInverse = pCam->mViewProjInverse;
     float afWorld[4];
-    for (int r = 0; r < 4; r++)
-        afWorld[r] = pfInverse[r] * afNdc[0] + pfInverse[4 + r] * afNdc[1] + pfInverse[8 + r] * afNdc[2] +
-                     pfInverse[12 + r] * afNdc[3];
+    twMat_MulVec4(pfInverse, afNdc, afWorld);
     if (afWorld[3] == 0)
         return;
     for (int i = 0; i < 3; i++)
@@ -117,11 +115,9 @@ struct SnapArea {
 // A world point on the window: its pixel and clip w, and its window depth; 0 behind the eye
 static int Project(const SnapArea* a, const float* pv, float* pfX, float* pfY, float* pfW, float* pfDepth)
 {
-    const float* m = a->pfMvp;
-    float x = m[0] * pv[0] + m[4] * pv[1] + m[8] * pv[2] + m[12];
-    float y = m[1] * pv[0] + m[5] * pv[1] + m[9] * pv[2] + m[13];
-    float z = m[2] * pv[0] + m[6] * pv[1] + m[10] * pv[2] + m[14];
-    float w = m[3] * pv[0] + m[7] * pv[1] + m[11] * pv[2] + m[15];
+    float afPoint[4] = {pv[0], pv[1], pv[2], 1}, afClip[4];
+    twMat_MulVec4(a->pfMvp, afPoint, afClip);
+    float x = afClip[0], y = afClip[1], z = afClip[2], w = afClip[3];
     if (w <= 1e-6f)
         return 0;
     *pfX = a->aiViewport[0] + (x / w * 0.5f + 0.5f) * a->aiViewport[2];

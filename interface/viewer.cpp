@@ -511,43 +511,6 @@ static void Idle(void)
     }
 }
 
-// A middle click on the top view puts the walker on the floor under the cross, at his
-// own storey, never inside a wall; a spot without such a floor flashes red
-static void PutWalkerUnderCross(void)
-{
-    TwCamera* c = pCam;
-    float fFeet = c->vPos[1] - c->fEyeHeight;
-    // the view's middle line, from the near plane to the far, meets the walker's feet level
-    float afNear[4], afFar[4];
-    const float* m = c->mViewProjInverse;
-    for (int r = 0; r < 4; r++) {
-        afNear[r] = -m[8 + r] + m[12 + r];
-        afFar[r] = m[8 + r] + m[12 + r];
-    }
-    if (afNear[3] == 0 || afFar[3] == 0)
-        return;
-    for (int i = 0; i < 3; i++) {
-        afNear[i] /= afNear[3];
-        afFar[i] /= afFar[3];
-    }
-    float fRise = afFar[1] - afNear[1];
-    float t = fabsf(fRise) > 1e-6f ? (fFeet - afNear[1]) / fRise : 0;
-    float x = afNear[0] + (afFar[0] - afNear[0]) * t, z = afNear[2] + (afFar[2] - afNear[2]) * t;
-    float fFloor;
-    if (!twWorld_FloorBelow(x, z, fFeet, &fFloor)) {
-        twEngine_FlashNote(1, 0, 0);
-        return;
-    }
-    c->vPos[0] = x;
-    c->vPos[1] = fFloor + c->fEyeHeight;
-    c->vPos[2] = z;
-    c->fForward = c->fStrafe = c->fFallSpeed = c->fImpulse = 0;
-    c->fLastWalkY = c->vPos[1];
-    // standing close to a wall, he is pushed clear of it
-    twWorld_Collide(c->vPos, c->fEyeHeight, pEngine->fCollisionSize);
-    twLog("twEngine_HandleInput", "Walker put at %.2f, %.2f, %.2f\n", c->vPos[0], c->vPos[1], c->vPos[2]);
-}
-
 static void Keys(void)
 {
     TwEngine* e = pEngine;
@@ -576,8 +539,15 @@ static void Keys(void)
         if (twInput_KeyPressed(TW_KEY_O) && e->iDrawMode != TW_MODE_WHITE)
             e->bDisplaySwitchO = !e->bDisplaySwitchO;
     }
-    if (pCam->bTopView && !e->bInterface && twInput_ButtonPressed(TW_MOUSE_MIDDLE))
-        PutWalkerUnderCross();
+    // a middle click on the top view puts the walker on the floor under the cross; a spot
+    // without such a floor flashes red
+    if (pCam->bTopView && !e->bInterface && twInput_ButtonPressed(TW_MOUSE_MIDDLE)) {
+        if (twWorld_PutOnFloorUnderCross(pCam, e->fCollisionSize))
+            twLog("twEngine_HandleInput", "Walker put at %.2f, %.2f, %.2f\n", pCam->vPos[0], pCam->vPos[1],
+                  pCam->vPos[2]);
+        else
+            twEngine_FlashNote(1, 0, 0);
+    }
     if (twInput_KeyPressed(TW_KEY_F8)) {
         pCam->bTopView = !pCam->bTopView;
         e->bMeasureMode = 0;

@@ -122,6 +122,13 @@ TwLightmap* twWorld_CreateNewLightmap2(TwSurfaceArray* pSurfaceArray);
 int twWorld_FinishLightmap2(TwLightmap* pLightmap, TwLightmapVertex* pTempVerts, uint16_t* pusTempIndices);
 void twWorld_FreeLightmap(TwLightmap* pLightmap);
 int twWorld_CountLightmaps(void);
+// The lightmaps in the order the light files keep them: group by group, render array by
+// render array, each array's list as made. Start from a zeroed walk; null at the end.
+struct TwLightmapWalk {
+    int32_t iGroup, iArray;
+    TwList* pNext;           // the next list item of the current array; null before it starts
+};
+TwLightmap* twWorld_NextLightmap(TwLightmapWalk* pWalk);
 // light_files.cpp: the frame files, from the external copy, the own pack or Temp
 // A frame file and a reader over its bytes; null, logged, when it is nowhere
 FILE* twWorld_OpenLightFile(const char* pstrName, const char* pstrExternal, TwReader* pReader, const char* pstrTag);

@@ -36,9 +36,8 @@ static FILE* OpenByPlace(const char* pstrName, const char* pstrExternal, int* pi
         return pFile;
     // the viewer that computed a solution keeps it in its Temp folder
     const char* pstrUserDir = twCore_GetUserDir();
-    if (pstrUserDir && pstrUserDir[0]) {
-        char szPath[TW_PATH_SIZE + 64];
-        snprintf(szPath, sizeof(szPath), "%sTemp/%s", pstrUserDir, szResource);
+    char szPath[TW_PATH_SIZE];
+    if (pstrUserDir && pstrUserDir[0] && twCore_GetTempPath(szResource, szPath)) {
         pFile = fopen(szPath, "rb");
         if (pFile && !IsPlainFile(pFile)) {
             twLogError(pstrTag, "!'%s' is not a file\n", szPath);
@@ -67,11 +66,12 @@ FILE* twWorld_OpenLightFile(const char* pstrName, const char* pstrExternal, TwRe
 
 int twWorld_CreateLightFile(TwWriter* pWriter, const char* pstrName, const char* pstrTag)
 {
-    char szPath[TW_PATH_SIZE + 64];
+    char szFile[64], szPath[TW_PATH_SIZE];
+    snprintf(szFile, sizeof(szFile), "%s.bin", pstrName);
     const char* pstrUserDir = twCore_GetUserDir();
-    snprintf(szPath, sizeof(szPath), "%sTemp/%s.bin", pstrUserDir ? pstrUserDir : "", pstrName);
+    int bPath = twCore_GetTempPath(szFile, szPath);
     // a stand-alone copy has no folder of its own to write in
-    if (!pstrUserDir || !pstrUserDir[0] || !twWriter_Open(pWriter, szPath)) {
+    if (!pstrUserDir || !pstrUserDir[0] || !bPath || !twWriter_Open(pWriter, szPath)) {
         twLogError(pstrTag, "!fopen : '%s'\n", szPath);
         return 0;
     }
@@ -246,9 +246,9 @@ static FILE* OpenResult(const char* pstrName, int bLocal, const char* pstrExtern
 {
     if (!bLocal)
         return twWorld_OpenLightFile(pstrName, pstrExternal, pReader, pstrTag);
-    char szPath[TW_PATH_SIZE + 64];
-    snprintf(szPath, sizeof(szPath), "%sTemp/%s.bin", twCore_GetUserDir() ? twCore_GetUserDir() : "", pstrName);
-    FILE* pFile = fopen(szPath, "rb");
+    char szFile[64], szPath[TW_PATH_SIZE];
+    snprintf(szFile, sizeof(szFile), "%s.bin", pstrName);
+    FILE* pFile = twCore_GetTempPath(szFile, szPath) ? fopen(szPath, "rb") : nullptr;
     if (pFile && !IsPlainFile(pFile)) {
         fclose(pFile);
         pFile = nullptr;
@@ -300,38 +300,35 @@ int twWorld_LoadLightS(int bLocal, const char* pstrExternal)
     for (uint32_t i = 0; i < w->uiNumSurfaces && bOk; i++)
         w->ppSurfaces[i]->bLit = twReader_U8(&reader) != 0;
     int iRunning = 0;
-    for (int g = 0; g < w->iNumElementGroups && bOk; g++)
-        for (int r = 0; r < w->pElementGroups[g].iNumRenderArrays && bOk; r++) {
-            TwSurfaceArray* pArray = w->pElementGroups[g].pRenderArrays[r].pSurfaceArray2;
-            for (TwList* p = pArray ? pArray->pLightmapList->pNext : nullptr; p && bOk; p = p->pNext) {
-                TwLightmap* pLightmap = (TwLightmap*)p->pData;
-                bOk = Matches(&reader, iRunning++, "Lightmap index", S_TAG);
-                if (!bOk)
-                    break;
-                pLightmap->bLit = twReader_U8(&reader) != 0;
-                if (!pLightmap->bLit)
-                    continue;
-                int iBytes = pLightmap->iWidth * pLightmap->iHeight;
-                uint8_t* pucLuxels = (uint8_t*)twMem_GetTempBuffer(iBytes, 0);
-                if (!pucLuxels) {
-                    twLogError(S_TAG, "!twMem_GetTempBuffer\n");
-                    bOk = 0;
-                    break;
-                }
-                twReader_Read(&reader, pucLuxels, iBytes);
-                if (reader.bShort) {
-                    twLogError(S_TAG, "!the file is cut short\n");
-                    bOk = 0;
-                    break;
-                }
-                if (!w->bColourLightmaps) {
-                    glBindTexture(GL_TEXTURE_2D, pLightmap->pTexture->hTexture);
-                    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, pLightmap->iWidth, pLightmap->iHeight, GL_LUMINANCE,
-                                    GL_UNSIGNED_BYTE, pucLuxels);
-                    glBindTexture(GL_TEXTURE_2D, 0);
-                }
-            }
+    TwLightmapWalk walk = {};
+    for (TwLightmap* pLightmap = bOk ? twWorld_NextLightmap(&walk) : nullptr; pLightmap;
+         pLightmap = twWorld_NextLightmap(&walk)) {
+        bOk = Matches(&reader, iRunning++, "Lightmap index", S_TAG);
+        if (!bOk)
+            break;
+        pLightmap->bLit = twReader_U8(&reader) != 0;
+        if (!pLightmap->bLit)
+            continue;
+        int iBytes = pLightmap->iWidth * pLightmap->iHeight;
+        uint8_t* pucLuxels = (uint8_t*)twMem_GetTempBuffer(iBytes, 0);
+        if (!pucLuxels) {
+            twLogError(S_TAG, "!twMem_GetTempBuffer\n");
+            bOk = 0;
+            break;
         }
+        twReader_Read(&reader, pucLuxels, iBytes);
+        if (reader.bShort) {
+            twLogError(S_TAG, "!the file is cut short\n");
+            bOk = 0;
+            break;
+        }
+        if (!w->bColourLightmaps) {
+            glBindTexture(GL_TEXTURE_2D, pLightmap->pTexture->hTexture);
+            glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, pLightmap->iWidth, pLightmap->iHeight, GL_LUMINANCE,
+                            GL_UNSIGNED_BYTE, pucLuxels);
+            glBindTexture(GL_TEXTURE_2D, 0);
+        }
+    }
     fclose(pFile);
     return bOk;
 }
@@ -438,28 +435,24 @@ int twWorld_SaveLight(void)
     // the luxels come straight from the textures, whatever the window's size
     int bOk = 1;
     uint32_t uiRunning = 0;
-    for (int g = 0; g < w->iNumElementGroups && bOk; g++)
-        for (int r = 0; r < w->pElementGroups[g].iNumRenderArrays && bOk; r++) {
-            TwSurfaceArray* pArray = w->pElementGroups[g].pRenderArrays[r].pSurfaceArray2;
-            for (TwList* p = pArray ? pArray->pLightmapList->pNext : nullptr; p && bOk; p = p->pNext) {
-                TwLightmap* pLightmap = (TwLightmap*)p->pData;
-                twWriter_U32(&writerS, uiRunning++);
-                twWriter_U8(&writerS, pLightmap->bLit);
-                if (!pLightmap->bLit)
-                    continue;
-                int iBytes = pLightmap->iWidth * pLightmap->iHeight;
-                uint8_t* pucLuxels = (uint8_t*)twMem_GetTempBuffer(iBytes, 0);
-                if (!pucLuxels) {
-                    twLogError(SAVE_TAG, "!twMem_GetTempBuffer\n");
-                    bOk = 0;
-                    break;
-                }
-                glBindTexture(GL_TEXTURE_2D, pLightmap->pTexture->hTexture);
-                glGetTexImage(GL_TEXTURE_2D, 0, GL_LUMINANCE, GL_UNSIGNED_BYTE, pucLuxels);
-                glBindTexture(GL_TEXTURE_2D, 0);
-                twWriter_Write(&writerS, pucLuxels, iBytes);
-            }
+    TwLightmapWalk walk = {};
+    while (TwLightmap* pLightmap = twWorld_NextLightmap(&walk)) {
+        twWriter_U32(&writerS, uiRunning++);
+        twWriter_U8(&writerS, pLightmap->bLit);
+        if (!pLightmap->bLit)
+            continue;
+        int iBytes = pLightmap->iWidth * pLightmap->iHeight;
+        uint8_t* pucLuxels = (uint8_t*)twMem_GetTempBuffer(iBytes, 0);
+        if (!pucLuxels) {
+            twLogError(SAVE_TAG, "!twMem_GetTempBuffer\n");
+            bOk = 0;
+            break;
         }
+        glBindTexture(GL_TEXTURE_2D, pLightmap->pTexture->hTexture);
+        glGetTexImage(GL_TEXTURE_2D, 0, GL_LUMINANCE, GL_UNSIGNED_BYTE, pucLuxels);
+        glBindTexture(GL_TEXTURE_2D, 0);
+        twWriter_Write(&writerS, pucLuxels, iBytes);
+    }
     if (bOk && twWorld_CreateLightFile(&writerM, "LightM", SAVE_TAG)) {
         twWriter_Write(&writerM, "L_M", 3);
         twWriter_U32(&writerM, (uint32_t)w->iNumMeshes);

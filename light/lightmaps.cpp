@@ -306,11 +306,29 @@ void twWorld_FreeLightmap(TwLightmap* pLightmap)
 int twWorld_CountLightmaps(void)
 {
     int iCount = 0;
-    for (int g = 0; g < pWorld->iNumElementGroups; g++)
-        for (int r = 0; r < pWorld->pElementGroups[g].iNumRenderArrays; r++) {
-            TwSurfaceArray* pArray = pWorld->pElementGroups[g].pRenderArrays[r].pSurfaceArray2;
-            if (pArray && pArray->pLightmapList)
-                iCount += twList_Count(pArray->pLightmapList);
-        }
+    TwLightmapWalk walk = {};
+    while (twWorld_NextLightmap(&walk))
+        iCount++;
     return iCount;
+}
+
+TwLightmap* twWorld_NextLightmap(TwLightmapWalk* k)
+{
+    TwWorld* w = pWorld;
+    while (!k->pNext) {
+        // on to the next render array with a lightmap list
+        if (k->iGroup >= w->iNumElementGroups)
+            return nullptr;
+        const TwElementGroup* pGroup = &w->pElementGroups[k->iGroup];
+        if (k->iArray >= pGroup->iNumRenderArrays) {
+            k->iGroup++;
+            k->iArray = 0;
+            continue;
+        }
+        TwSurfaceArray* pArray = pGroup->pRenderArrays[k->iArray++].pSurfaceArray2;
+        k->pNext = pArray && pArray->pLightmapList ? pArray->pLightmapList->pNext : nullptr;
+    }
+    TwLightmap* pLightmap = (TwLightmap*)k->pNext->pData;
+    k->pNext = k->pNext->pNext;
+    return pLightmap;
 }

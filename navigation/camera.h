@@ -102,3 +102,7 @@ void twWorld_SetCameraRange(TwCamera* pCamera, float* pfNear, float* pfFar);
 // The floor under a spot that a walker with his feet at fFeetY can be put on: 0 where there
 // is none, or the spot is inside a wall
 int twWorld_FloorBelow(float x, float z, float fFeetY, float* pfFloorY);
+// The walker (fRadius his body) put on that floor under the view's middle line, at his own
+// storey and pushed clear of walls: the top view's middle click. 0, and he stays, where
+// there is no such floor
+int twWorld_PutOnFloorUnderCross(TwCamera* pCamera, float fRadius);

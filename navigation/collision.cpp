@@ -250,3 +250,33 @@ int twWorld_FloorBelow(float x, float z, float fFeetY, float* pfFloorY)
     *pfFloorY = fFloor;
     return 1;
 }
+
+int twWorld_PutOnFloorUnderCross(TwCamera* c, float fRadius)
+{
+    float fFeet = c->vPos[1] - c->fEyeHeight;
+    // the view's middle line, from the near plane to the far, meets the walker's feet level
+    static const float s_afNearNdc[4] = {0, 0, -1, 1}, s_afFarNdc[4] = {0, 0, 1, 1};
+    float afNear[4], afFar[4];
+    twMat_MulVec4(c->mViewProjInverse, s_afNearNdc, afNear);
+    twMat_MulVec4(c->mViewProjInverse, s_afFarNdc, afFar);
+    if (afNear[3] == 0 || afFar[3] == 0)
+        return 0;
+    for (int i = 0; i < 3; i++) {
+        afNear[i] /= afNear[3];
+        afFar[i] /= afFar[3];
+    }
+    float fRise = afFar[1] - afNear[1];
+    float t = fabsf(fRise) > 1e-6f ? (fFeet - afNear[1]) / fRise : 0;
+    float x = afNear[0] + (afFar[0] - afNear[0]) * t, z = afNear[2] + (afFar[2] - afNear[2]) * t;
+    float fFloor;
+    if (!twWorld_FloorBelow(x, z, fFeet, &fFloor))
+        return 0;
+    c->vPos[0] = x;
+    c->vPos[1] = fFloor + c->fEyeHeight;
+    c->vPos[2] = z;
+    c->fForward = c->fStrafe = c->fFallSpeed = c->fImpulse = 0;
+    c->fLastWalkY = c->vPos[1];
+    // standing close to a wall, he is pushed clear of it
+    twWorld_Collide(c->vPos, c->fEyeHeight, fRadius);
+    return 1;
+}

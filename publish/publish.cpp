@@ -122,6 +122,13 @@ static int AddFile(Pack* p, const char* pstrPath)
     return AddStream(p, szName, pIn, FileSize(pIn));
 }
 
+// A file of the user's Temp folder, under its own name
+static int AddTempFile(Pack* p, const char* pstrName)
+{
+    char szPath[TW_PATH_SIZE];
+    return twCore_GetTempPath(pstrName, szPath) && AddFile(p, szPath);
+}
+
 static int AddResource(Pack* p, const char* pstrName, const char* pstrFrom)
 {
     int iSize = 0;
@@ -162,8 +169,9 @@ static int AddModel(Pack* p)
 static int AddGallery(Pack* p)
 {
     int iItems = twGallery_GetNumItems() > 0 ? 1 : 0;
-    char szPath[TW_PATH_SIZE + 32];
-    snprintf(szPath, sizeof(szPath), "%sTemp/%s", twCore_GetUserDir(), TW_GALLERY_FILE);
+    char szPath[TW_PATH_SIZE];
+    if (!twCore_GetTempPath(TW_GALLERY_FILE, szPath))
+        return 0;
     if (iItems) {
         twLog(TAG, "  Saving gallery\n");
         if (!twGallery_Save(szPath)) {
@@ -197,9 +205,7 @@ static int AddLight(Pack* p)
                 return 0;
             continue;
         }
-        char szPath[TW_PATH_SIZE + 32];
-        snprintf(szPath, sizeof(szPath), "%sTemp/%s", twCore_GetUserDir(), s_apstrLight[i]);
-        if (!AddFile(p, szPath))
+        if (!AddTempFile(p, s_apstrLight[i]))
             return 0;
     }
     return 1;
@@ -214,10 +220,8 @@ static int AddSunPlace(Pack* p)
         twLogError(TAG, "!twEngine_LoadSaveSunPlace\n");
         return 0;
     }
-    char szPath[TW_PATH_SIZE + 32];
-    snprintf(szPath, sizeof(szPath), "%sTemp/%s", twCore_GetUserDir(), TW_SUN_PLACE_FILE);
     twLog(TAG, "Attaching the sun's date and place\n");
-    return AddFile(p, szPath);
+    return AddTempFile(p, TW_SUN_PLACE_FILE);
 }
 
 // The pack's rows in their order, its directory and its trailer
@@ -240,8 +244,7 @@ static int WritePack(Pack* p)
         if (!AddFile(p, szPath))
             return 0;
     }
-    snprintf(szPath, sizeof(szPath), "%sTemp/%s", twCore_GetUserDir(), TW_SETTINGS_FILE);
-    if (!AddFile(p, szPath) || !AddModel(p))
+    if (!AddTempFile(p, TW_SETTINGS_FILE) || !AddModel(p))
         return 0;
     snprintf(szPath, sizeof(szPath), "%sData/Strings/Strings.bin", twCore_GetDataDir());
     if (!AddFile(p, szPath) || !AddGallery(p) || !AddLight(p) || !AddSunPlace(p))

@@ -1,6 +1,6 @@
 // The view as a picture: a screenshot of the finished frame, as a BMP in the user's
-// Screenshots folder, or beside the program when that can't be written; and the gallery's
-// preview, the selected item drawn small.
+// Screenshots folder, or beside the program when that can't be written, and the view alone
+// at a multiple of the window's size.
 #include <GL/glew.h>
 #include <stdio.h>
 #include <string.h>
@@ -9,22 +9,10 @@
 #include "engine/log.h"
 #include "engine/memory.h"
 #include "engine/timer.h"
-#include "interface/gallery.h"
 #include "navigation/camera.h"
 #include "platform/image.h"
 #include "platform/ogl.h"
 #include "platform/window.h"
-#include "render/render.h"
-
-#define NOTE_SECONDS 0.6f
-
-void twEngine_FlashNote(float fRed, float fGreen, float fBlue)
-{
-    pEngine->vNoteColor[0] = fRed;
-    pEngine->vNoteColor[1] = fGreen;
-    pEngine->vNoteColor[2] = fBlue;
-    pEngine->fNoteTime = NOTE_SECONDS;
-}
 
 // Where a shot goes: the user's Screenshots folder, and beside the program as the fallback.
 // The date and the frame number keep two shots of one second apart.
@@ -109,97 +97,4 @@ int twEngine_LargeScreenshot(int iFactor)
     }
     twLog(pstrTag, "Screenshot of %d x %d saved\n", iWidth * iFactor, iHeight * iFactor);
     return 1;
-}
-
-void twEngine_DrawViewAlone(TwCamera* pCamera, int iWidth, int iHeight)
-{
-    TwEngine* e = pEngine;
-    twWorld_SetCameraRange(pCamera, nullptr, nullptr);
-    twCamera_UpdateMatrices(pCamera, 1);
-    // the groups this view sees, marked by a whole round of the sweep from it
-    for (int i = 0; i < TW_SWEEP_CYCLE; i++)
-        twWorld_VisibilitySweep(0, pCamera, 0, e->bUseVbo, 0);
-    glViewport(0, 0, iWidth, iHeight);
-    glClearColor(e->vClearColor[0], e->vClearColor[1], e->vClearColor[2], e->vClearColor[3]);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    glEnable(GL_DEPTH_TEST);
-    twEngine_DrawView(pCamera, iWidth, iHeight);
-}
-
-// The stock picture of an empty gallery, back on the preview texture
-static int StockPreview(int iWidth, int iHeight)
-{
-    const char* pstrTag = "UpdateGallery";
-    FILE* pFile = twCore_GetResource("Gallery.tga", nullptr);
-    if (!pFile) {
-        twLogError(pstrTag, "!twCore_GetResource : Gallery\n");
-        return 0;
-    }
-    int iFileWidth = 0, iFileHeight = 0, iChannels = 0;
-    uint8_t* pucBuffer = (uint8_t*)twMem_GetTempBuffer(iWidth * iHeight * 4, 0);
-    int bOk = pucBuffer && twTga_ReadHeader(pFile, &iFileWidth, &iFileHeight, &iChannels);
-    // only a picture of the preview's own size and kind can take its place
-    if (bOk && (iFileWidth != iWidth || iFileHeight != iHeight || iChannels != 4)) {
-        twLogError(pstrTag, "!Gallery.tga is %d x %d x %d, not %d x %d x 4\n", iFileWidth, iFileHeight, iChannels,
-                   iWidth, iHeight);
-        bOk = 0;
-    } else if (!pucBuffer) {
-        twLogError(pstrTag, "!twMem_GetTempBuffer\n");
-    }
-    if (bOk)
-        bOk = twTga_ReadData(pFile, iWidth * iHeight * 4, pucBuffer);
-    fclose(pFile);
-    if (!bOk)
-        return 0;
-    glBindTexture(GL_TEXTURE_2D, pEngine->pGalleryTexture->hTexture);
-    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, iWidth, iHeight, GL_RGBA, GL_UNSIGNED_BYTE, pucBuffer);
-    return 1;
-}
-
-int twEngine_UpdateGallery(void)
-{
-    const char* pstrTag = "UpdateGallery";
-    TwEngine* e = pEngine;
-    if (!e->pGalleryTexture)
-        return 0;
-    int iWidth = e->pGalleryTexture->iWidth, iHeight = e->pGalleryTexture->iHeight;
-    TwCamera cam;
-    memcpy(&cam, pCam, sizeof(cam));
-    if (!twGallery_ApplyToCamera(&cam))
-        return StockPreview(iWidth, iHeight);
-    // drawn at twice the size and reduced, or at its own size where the window is smaller
-    int iScale = twWindow_GetWidth() >= 2 * iWidth && twWindow_GetHeight() >= 2 * iHeight ? 2 : 1;
-    if (twWindow_GetWidth() < iWidth || twWindow_GetHeight() < iHeight) {
-        twLogError(pstrTag, "!The window is smaller than the preview\n");
-        return 0;
-    }
-    int iDrawW = iWidth * iScale, iDrawH = iHeight * iScale;
-    uint8_t* pucBuffer = (uint8_t*)twMem_GetTempBuffer(iWidth * iHeight * 4 + iDrawW * iDrawH * 4, 0);
-    if (!pucBuffer) {
-        twLogError(pstrTag, "!twMem_GetTempBuffer\n");
-        return 0;
-    }
-    // the copy stands still where the item put it: no step, no collision
-    cam.fForward = cam.fStrafe = cam.fVertical = cam.fImpulse = cam.fDrift = cam.fSpin = 0;
-    cam.fAspect = (float)iWidth / (float)iHeight;
-    cam.fInvAspect = 1.0f / cam.fAspect;
-    twCamera_Update(&cam, 0);
-    GLint aiViewport[4];
-    glGetIntegerv(GL_VIEWPORT, aiViewport);
-    twEngine_DrawViewAlone(&cam, iDrawW, iDrawH);
-    uint8_t* pucFull = pucBuffer + iWidth * iHeight * 4;
-    glPixelStorei(GL_PACK_ALIGNMENT, 1);
-    glReadPixels(0, 0, iDrawW, iDrawH, GL_RGBA, GL_UNSIGNED_BYTE, iScale == 2 ? pucFull : pucBuffer);
-    int bOk = iScale == 1 || twCore_ScaleImage(4, iDrawW, iDrawH, pucFull, iWidth, iHeight, pucBuffer, 1);
-    if (bOk) {
-        // the picture is opaque, whatever alpha the model's materials wrote: the panel blends it
-        for (int i = 3; i < iWidth * iHeight * 4; i += 4)
-            pucBuffer[i] = 255;
-        glBindTexture(GL_TEXTURE_2D, e->pGalleryTexture->hTexture);
-        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, iWidth, iHeight, GL_RGBA, GL_UNSIGNED_BYTE, pucBuffer);
-    }
-    glViewport(aiViewport[0], aiViewport[1], aiViewport[2], aiViewport[3]);
-    // the time the picture took must not reach the next frame as a jump
-    twTimer_Update();
-    return bOk;
 }

@@ -18,6 +18,7 @@
 #define SLIDE_FOV_ADD 14.0f      // degrees the view widens while the panel slides out
 #define NOTE_HALF_WIDTH 300      // the shutter flash, pixels about the window's centre
 #define NOTE_HALF_HEIGHT 200
+#define NOTE_SECONDS 0.6f
 #define BLINK_PERIOD 0.6f        // seconds of the recording dot's blink, shown for the first 0.4
 #define BLINK_SHOWN 0.4f
 #define WALKER_MARK_SHARE 0.04f // the walker's arrow on the top view, of the map's half width
@@ -170,6 +171,21 @@ void twEngine_DrawView(const TwCamera* pCamera, int iWidth, int iHeight)
     }
     glClear(GL_DEPTH_BUFFER_BIT);
     DrawModel(pCamera);
+}
+
+void twEngine_DrawViewAlone(TwCamera* pCamera, int iWidth, int iHeight)
+{
+    TwEngine* e = pEngine;
+    twWorld_SetCameraRange(pCamera, nullptr, nullptr);
+    twCamera_UpdateMatrices(pCamera, 1);
+    // the groups this view sees, marked by a whole round of the sweep from it
+    for (int i = 0; i < TW_SWEEP_CYCLE; i++)
+        twWorld_VisibilitySweep(0, pCamera, 0, e->bUseVbo, 0);
+    glViewport(0, 0, iWidth, iHeight);
+    glClearColor(e->vClearColor[0], e->vClearColor[1], e->vClearColor[2], e->vClearColor[3]);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    glEnable(GL_DEPTH_TEST);
+    twEngine_DrawView(pCamera, iWidth, iHeight);
 }
 
 // A box of text lines in the window's middle, on a dark ground
@@ -332,4 +348,12 @@ void twEngine_Draw(void)
         twOgl_DrawImage(iWidth - 40, iHeight - 32, 0, 0, e->pPlaneTexture, 1);
     }
     glEnable(GL_DEPTH_TEST);
+}
+
+void twEngine_FlashNote(float fRed, float fGreen, float fBlue)
+{
+    pEngine->vNoteColor[0] = fRed;
+    pEngine->vNoteColor[1] = fGreen;
+    pEngine->vNoteColor[2] = fBlue;
+    pEngine->fNoteTime = NOTE_SECONDS;
 }

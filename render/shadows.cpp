@@ -8,6 +8,7 @@
 #include "engine/core.h"
 #include "engine/log.h"
 #include "engine/memory.h"
+#include "engine/vector.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "render/render.h"
@@ -156,10 +157,11 @@ int twWorld_RenderShadowMap(const TwCamera* pSunCam, int bUseVbo, int bUnused)
         const float* P = pSunCam->mProjection;
         for (int g = 0; g < w->iNumElementGroups; g++) {
             const TwElementGroup* pGroup = &w->pElementGroups[g];
-            const float* c = pGroup->vCentre;
             const float* h = pGroup->vHalfSize;
+            float afCentre[4] = {pGroup->vCentre[0], pGroup->vCentre[1], pGroup->vCentre[2], 1}, afEye[4];
+            twMat_MulVec4(V, afCentre, afEye);
             for (int a = 0; a < 2; a++) {
-                float fCentre = V[a] * c[0] + V[4 + a] * c[1] + V[8 + a] * c[2] + V[12 + a];
+                float fCentre = afEye[a];
                 float fReach = fabsf(V[a]) * h[0] + fabsf(V[4 + a]) * h[1] + fabsf(V[8 + a]) * h[2];
                 float fScale = a == 0 ? P[0] : P[5], fShift = a == 0 ? P[12] : P[13];
                 pfExtents[g][2 * a] = fScale * fCentre + fShift - fabsf(fScale) * fReach;
@@ -228,12 +230,8 @@ void twWorld_DrawFlare(const TwCamera* pCam, int iWidth, int iHeight, float fSky
     float afSun[4] = {pCam->vPos[0] - 10.0f * sinf(fAngle), pCam->vPos[1] + 5.1f, pCam->vPos[2] - 10.0f * cosf(fAngle),
                       1};
     float afEye[4], afClip[4];
-    for (int i = 0; i < 4; i++)
-        afEye[i] = pCam->mView[i] * afSun[0] + pCam->mView[4 + i] * afSun[1] + pCam->mView[8 + i] * afSun[2] +
-                   pCam->mView[12 + i];
-    for (int i = 0; i < 4; i++)
-        afClip[i] = pCam->mProjection[i] * afEye[0] + pCam->mProjection[4 + i] * afEye[1] +
-                    pCam->mProjection[8 + i] * afEye[2] + pCam->mProjection[12 + i] * afEye[3];
+    twMat_MulVec4(pCam->mView, afSun, afEye);
+    twMat_MulVec4(pCam->mProjection, afEye, afClip);
     if (afClip[3] <= 0)
         return; // behind the eye
     float x = (afClip[0] / afClip[3] * 0.5f + 0.5f) * (float)iWidth;

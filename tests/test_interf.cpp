@@ -301,27 +301,15 @@ TEST_F(Interf, TheSunPageMovesTheSunByTheDate)
     e->sunPlace = saved;
 }
 
-// Every page with its widgets; every button's text is a command, or one whose feature comes later
+// Every page is there, and every button's text is a command, or one whose feature comes
+// later: a button whose text the commands don't know does nothing when pressed
 TEST_F(Interf, EveryPageIsBuiltAndEveryButtonIsACommand)
 {
-    struct Expected {
-        const char* pstrPage;
-        int aiCounts[TW_NUM_LISTS];
-    };
-    // quads, static texts, pointer texts, -, buttons, push buttons, fake buttons, containers, -,
-    // layer lists, textures, textures2, values
-    const Expected aPages[] = {
-        {twStrings_Get(100), {1, 1, 0, 0, 10, 0, 0, 1, 0, 0, 0, 0, 0}},
-        {twStrings_Get(101), {1, 18, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 18}},
-        {twStrings_Get(102), {1, 11, 0, 0, 11, 0, 0, 8, 0, 0, 0, 0, 3}},
-        {twStrings_Get(103), {1, 0, 0, 0, 11, 0, 0, 0, 0, 1, 0, 0, 0}},
-        {"LAYERSRAD", {1, 1, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 0}},
-        {twStrings_Get(104), {1, 0, 0, 0, 16, 3, 1, 1, 0, 0, 1, 1, 0}},
-        {twStrings_Get(105), {1, 34, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 0}},
-        {twStrings_Get(106), {1, 6, 2, 0, 9, 0, 0, 6, 0, 0, 0, 0, 0}},
-        {TW_DEV_PAGE, {1, 1, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0, 1}},
-        {twStrings_Get(108), {1, 10, 0, 0, 9, 0, 0, 1, 0, 0, 0, 0, 10}},
-    };
+    std::vector<std::string> pages;
+    for (int iId : {100, 101, 102, 103, 104, 105, 106, 108})
+        pages.push_back(twStrings_Get(iId));
+    pages.push_back("LAYERSRAD");
+    pages.push_back(TW_DEV_PAGE);
     std::vector<std::string> commands;
     for (int iId : {100, 101, 102, 103, 104, 105, 106, 107, 108, 112, 116, 117, 204, 205, 206, 240, 241})
         commands.push_back(twStrings_Get(iId));
@@ -331,21 +319,15 @@ TEST_F(Interf, EveryPageIsBuiltAndEveryButtonIsACommand)
     int iPages = 0;
     for (TwList* p = pInterf->pPageList.pNext; p; p = p->pNext) {
         TwInterfPage* pPage = (TwInterfPage*)p->pData;
-        const Expected* pExpected = nullptr;
-        for (const Expected& e : aPages)
-            if (!strcmp(e.pstrPage, pPage->szName))
-                pExpected = &e;
-        if (!pExpected)
+        if (std::find(pages.begin(), pages.end(), pPage->szName) == pages.end())
             continue; // the pages the tests above made
         iPages++;
-        for (int l = 0; l < TW_NUM_LISTS; l++)
-            EXPECT_EQ(twList_Count(&pPage->aLists[l]), pExpected->aiCounts[l]) << pPage->szName << " list " << l;
         for (TwList* b = pPage->aLists[TW_LIST_BUTTONS].pNext; b; b = b->pNext) {
             const char* pstrName = ((TwInterfButton*)b->pData)->szName;
             EXPECT_NE(std::find(commands.begin(), commands.end(), pstrName), commands.end()) << pstrName;
         }
     }
-    EXPECT_EQ(iPages, 10);
+    EXPECT_EQ(iPages, (int)pages.size());
 }
 
 // F4 keeps the view with a green flash and writes the gallery to Temp; Shift+R arms a

@@ -43,32 +43,6 @@ TEST_F(Render, EveryProgramCompiles)
 }
 
 // ---------------------------------------------------------------------------------------------
-// Program texts
-// ---------------------------------------------------------------------------------------------
-
-TEST_F(Render, ProgramTextsFollowTheirKeys)
-{
-    // what key 0 and the white key draw is read back in the white mode below
-    char szText[TW_PROGRAM_TEXT_SIZE], szOther[TW_PROGRAM_TEXT_SIZE];
-    twWorld_FragmentProgramText(TW_FP_GREY, szText);
-    EXPECT_NE(strstr(szText, "LRP result.color.rgb,dotLight,dotLight,useful.x;END"), nullptr);
-    // bit 10 changes nothing
-    twWorld_FragmentProgramText(0x400 | TW_FP_TEXTURE | TW_FP_ALPHA, szText);
-    twWorld_FragmentProgramText(TW_FP_TEXTURE | TW_FP_ALPHA, szOther);
-    EXPECT_STREQ(szText, szOther);
-    EXPECT_NE(strstr(szText, "TEX baseTex,fragment.texcoord[1],texture[1],2D;"), nullptr);
-    EXPECT_NE(strstr(szText, "MOV result.color.a,baseTex.a;END"), nullptr);
-    // filtered shadows read eight taps
-    twWorld_FragmentProgramText(TW_FP_SHADOW | TW_FP_FILTERED | TW_FP_SUN_ADDS, szText);
-    EXPECT_NE(strstr(szText, "ADD shadowUv7,fragment.texcoord[3],program.env[7];"), nullptr);
-    EXPECT_NE(strstr(szText, "MUL shadowLight,shadowSum,useful.w;"), nullptr);
-    EXPECT_NE(strstr(szText, "MUL shadowLight,shadowLight,sunBri.x;"), nullptr);
-    // light-mapped fragments end in the exposure curve
-    twWorld_FragmentProgramText(TW_FP_LIGHT_MAP, szText);
-    EXPECT_NE(strstr(szText, "TEX result.color.b,finalPixel.b,texture[3],1D;END"), nullptr);
-}
-
-// ---------------------------------------------------------------------------------------------
 // Drawing
 // ---------------------------------------------------------------------------------------------
 

@@ -281,3 +281,42 @@ TEST_F(Walk, AFloorIsFoundUnderASpotButNeverInAWall)
     memcpy(twLayers_GetLayer(1) + TW_LAYER_VISIBLE_OFFSET, &bHidden, 4);
     EXPECT_EQ(twWorld_FloorBelow(0, 2, 0, &fFloor), 1);
 }
+
+// ... and the walker put there, on the line through the middle of his view: where it meets
+// his feet's level beyond the wall he lands; where it meets the wall he stays
+TEST_F(Walk, TheWalkerLandsWhereTheMiddleOfTheViewMeetsTheFloor)
+{
+    Load(Floor({twSample_Box(-0.1f, 0, -10, 0.1f, 2.5f, 10, 1, 0)}));
+    auto Aim = [&](float fYaw, float afSpot[3]) {
+        PlaceAt(-3, 1.6f, 0, fYaw);
+        cam.fEyeHeight = 1.6f;
+        cam.fPitch = -20;
+        twCamera_UpdateMatrices(&cam, 0);
+        float afDir[3];
+        twCamera_DirFromAngles(cam.fPitch, cam.fYaw, afDir);
+        float t = cam.fEyeHeight / -afDir[1];
+        for (int i = 0; i < 3; i++)
+            afSpot[i] = cam.vPos[i] + afDir[i] * t;
+    };
+    // turned away from the wall: the spot 4.4 m off, on the floor
+    float afSpot[3];
+    Aim(90, afSpot);
+    float fAway = afSpot[0] < -3 ? 90 : 270, fToward = 360 - fAway;
+    Aim(fAway, afSpot);
+    ASSERT_LT(afSpot[0], -6);
+    ASSERT_EQ(twWorld_PutOnFloorUnderCross(&cam, RADIUS), 1);
+    EXPECT_NEAR(cam.vPos[0], afSpot[0], 0.01f);
+    EXPECT_NEAR(cam.vPos[2], afSpot[2], 0.01f);
+    EXPECT_NEAR(cam.vPos[1], 1.6f, 0.01f);
+    // toward the wall, the line meets the floor behind it: he lands beyond the wall
+    Aim(fToward, afSpot);
+    ASSERT_GT(afSpot[0], 1);
+    ASSERT_EQ(twWorld_PutOnFloorUnderCross(&cam, RADIUS), 1);
+    EXPECT_NEAR(cam.vPos[0], afSpot[0], 0.01f);
+    // a spot inside the wall: he stays where he stood
+    Aim(fToward, afSpot);
+    cam.fPitch = -atanf(1.6f / 3.0f) * 57.29578f;
+    twCamera_UpdateMatrices(&cam, 0);
+    EXPECT_EQ(twWorld_PutOnFloorUnderCross(&cam, RADIUS), 0);
+    EXPECT_FLOAT_EQ(cam.vPos[0], -3);
+}
