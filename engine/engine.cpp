@@ -785,7 +785,13 @@ int twEngine_RunLight(int bOnlyVisible)
 {
     twWorld_SetLightAbortCallback(twInput_UpdateAndGetEscape);
     twWorld_SetLightProgressCallback(twEngine_LightProgress);
-    return twWorld_LightWorld(pCam, bOnlyVisible);
+    int bOk = twWorld_LightWorld(pCam, bOnlyVisible);
+    // a finished light has nothing more to offer on the page: the panel slides away to show it
+    if (!bOnlyVisible && twWorld_LightComplete()) {
+        pEngine->bInterface = 1;
+        pEngine->fInterfSlideDir = -1;
+    }
+    return bOk;
 }
 
 void twEngine_LightProgress(void)

@@ -225,6 +225,9 @@ static void DrawHints(int iWidth, int iHeight)
 void twEngine_Draw(void)
 {
     TwEngine* e = pEngine;
+    // the panels show this frame's draw calls
+    if (pWorld)
+        pWorld->iNumDrawCalls = 0;
     int iWidth = twWindow_GetWidth(), iHeight = twWindow_GetHeight();
     int bStereo = e->iStereoMode != STEREO_OFF && !pCam->bTopView;
     if (e->iStereoMode == STEREO_QUAD && !e->bStereoBuffers)

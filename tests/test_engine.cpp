@@ -17,6 +17,7 @@
 #include "engine/strings.h"
 #include "engine/timer.h"
 #include "interface/layers.h"
+#include "light/light.h"
 #include "navigation/camera.h"
 #include "platform/image.h"
 #include "platform/ogl.h"
@@ -519,4 +520,45 @@ TEST_F(Engine, TheFrameShowsTheAxesAndTheFlyingMark)
     pCam->bWalk = 1;
     twEngine_Draw();
     EXPECT_EQ(CountPixels(280, 200, 320, 240, 255, 255, 255), 0);
+}
+
+// The statistics' draw calls are the frame's own: two identical frames count the same
+TEST_F(Engine, TwoIdenticalFramesCountTheSameDrawCalls)
+{
+    ASSERT_EQ(twEngine_Load(MakeCopy("Counted.exe", twSample_SmallHouse()).c_str()), 1);
+    pEngine->iRenderModeWanted = TW_MODE_WHITE; // edges forced on, each one a draw call
+    twEngine_ApplySettings();
+    int aiCalls[2];
+    for (int i = 0; i < 2; i++) {
+        for (int g = 0; g < pWorld->iNumElementGroups; g++)
+            pWorld->pElementGroups[g].uiVisibleFrame = pWorld->uiVisibleFrame;
+        twEngine_Draw();
+        aiCalls[i] = pWorld->iNumDrawCalls;
+    }
+    EXPECT_GT(aiCalls[0], 0);
+    EXPECT_EQ(aiCalls[1], aiCalls[0]);
+}
+
+// A light job that finishes takes the panel away, so that the lit model shows; one that
+// lights only the view leaves it
+TEST_F(Engine, AFinishedLightJobClosesThePanel)
+{
+    mkdir((dir + "Temp").c_str(), 0755);
+    ASSERT_EQ(twEngine_Load(MakeCopy("Lit.exe", twSample_SmallHouse()).c_str()), 1);
+    pWorld->iLightQuality = 0;
+    ASSERT_EQ(twEngine_PrepareLight(), 1);
+    pEngine->bInterface = 1;
+    pEngine->fInterfSlideDir = 0;
+    twEngine_RunLight(1);
+    if (!twWorld_LightComplete()) {
+        EXPECT_EQ(pEngine->fInterfSlideDir, 0.0f);
+    }
+    twEngine_RunLight(0);
+    ASSERT_EQ(twWorld_LightComplete(), 1);
+    EXPECT_EQ(pEngine->bInterface, 1);
+    EXPECT_LT(pEngine->fInterfSlideDir, 0.0f); // sliding away
+    twWorld_SetLightAbortCallback(nullptr);
+    twWorld_SetLightProgressCallback(nullptr);
+    pEngine->bInterface = 0;
+    pEngine->fInterfSlideDir = 0;
 }
