@@ -286,6 +286,15 @@ static int Header(TwReader* pReader, const char* pstrMagic, const char* pstrTag)
     return 0;
 }
 
+// A lightmap's luxels pass through the temp buffer on their way to or from its texture
+static uint8_t* LuxelBuffer(int iBytes, const char* pstrTag)
+{
+    uint8_t* pucLuxels = (uint8_t*)twMem_GetTempBuffer(iBytes, 0);
+    if (!pucLuxels)
+        twLogError(pstrTag, "!twMem_GetTempBuffer\n");
+    return pucLuxels;
+}
+
 int twWorld_LoadLightS(int bLocal, const char* pstrExternal)
 {
     TwWorld* w = pWorld;
@@ -310,9 +319,8 @@ int twWorld_LoadLightS(int bLocal, const char* pstrExternal)
         if (!pLightmap->bLit)
             continue;
         int iBytes = pLightmap->iWidth * pLightmap->iHeight;
-        uint8_t* pucLuxels = (uint8_t*)twMem_GetTempBuffer(iBytes, 0);
+        uint8_t* pucLuxels = LuxelBuffer(iBytes, S_TAG);
         if (!pucLuxels) {
-            twLogError(S_TAG, "!twMem_GetTempBuffer\n");
             bOk = 0;
             break;
         }
@@ -442,9 +450,8 @@ int twWorld_SaveLight(void)
         if (!pLightmap->bLit)
             continue;
         int iBytes = pLightmap->iWidth * pLightmap->iHeight;
-        uint8_t* pucLuxels = (uint8_t*)twMem_GetTempBuffer(iBytes, 0);
+        uint8_t* pucLuxels = LuxelBuffer(iBytes, SAVE_TAG);
         if (!pucLuxels) {
-            twLogError(SAVE_TAG, "!twMem_GetTempBuffer\n");
             bOk = 0;
             break;
         }
