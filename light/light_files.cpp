@@ -19,6 +19,14 @@ static int IsPlainFile(FILE* pFile)
     return fstat(fileno(pFile), &st) == 0 && S_ISREG(st.st_mode);
 }
 
+// A light file's place in the Temp folder: its name and ".bin"
+static int TempLightPath(const char* pstrName, char* pstrOut)
+{
+    char szFile[64];
+    snprintf(szFile, sizeof(szFile), "%s.bin", pstrName);
+    return twCore_GetTempPath(szFile, pstrOut);
+}
+
 // A light file by its place: an external copy's pack, the own pack, or the Temp folder;
 // *piSize takes its bytes
 static FILE* OpenByPlace(const char* pstrName, const char* pstrExternal, int* piSize, const char* pstrTag)
@@ -66,10 +74,9 @@ FILE* twWorld_OpenLightFile(const char* pstrName, const char* pstrExternal, TwRe
 
 int twWorld_CreateLightFile(TwWriter* pWriter, const char* pstrName, const char* pstrTag)
 {
-    char szFile[64], szPath[TW_PATH_SIZE];
-    snprintf(szFile, sizeof(szFile), "%s.bin", pstrName);
+    char szPath[TW_PATH_SIZE];
     const char* pstrUserDir = twCore_GetUserDir();
-    int bPath = twCore_GetTempPath(szFile, szPath);
+    int bPath = TempLightPath(pstrName, szPath);
     // a stand-alone copy has no folder of its own to write in
     if (!pstrUserDir || !pstrUserDir[0] || !bPath || !twWriter_Open(pWriter, szPath)) {
         twLogError(pstrTag, "!fopen : '%s'\n", szPath);
@@ -246,9 +253,8 @@ static FILE* OpenResult(const char* pstrName, int bLocal, const char* pstrExtern
 {
     if (!bLocal)
         return twWorld_OpenLightFile(pstrName, pstrExternal, pReader, pstrTag);
-    char szFile[64], szPath[TW_PATH_SIZE];
-    snprintf(szFile, sizeof(szFile), "%s.bin", pstrName);
-    FILE* pFile = twCore_GetTempPath(szFile, szPath) ? fopen(szPath, "rb") : nullptr;
+    char szPath[TW_PATH_SIZE];
+    FILE* pFile = TempLightPath(pstrName, szPath) ? fopen(szPath, "rb") : nullptr;
     if (pFile && !IsPlainFile(pFile)) {
         fclose(pFile);
         pFile = nullptr;
