@@ -342,6 +342,7 @@ int twEngine_InitEngine(void)
     e->bSoftShadows = 1;
     e->bSkyFollowsSun = 1;
     e->bInstances = e->bOcclusionCulling = e->bDrawSmooth = e->bTransparency = 1;
+    e->iTrackedElement = e->iPickedElement = -1;
     snprintf(e->szModelInfo, sizeof(e->szModelInfo), "%s", twStrings_Get(TW_STR_NO_MODEL));
     snprintf(e->szLegalLine, sizeof(e->szLegalLine), "%s", twStrings_Get(TW_STR_LEGAL_LINE));
 
@@ -702,9 +703,11 @@ int twEngine_Load(const char* pstrPath)
         return 0;
     }
     e->fMessageTime = 0;
+    e->iTrackedElement = e->iPickedElement = -1;
     e->iRenderModeWanted = TW_MODE_LAMP;
     if (!LoadCopyLight(szPath, "twEngine_Load"))
         return 0;
+    twEngine_ShowLightState(1);
     int iSize = 0;
     FILE* pGalleryFile = twCore_GetResourceExt(TW_GALLERY_FILE, szPath, &iSize);
     if (!pGalleryFile) {
@@ -778,6 +781,7 @@ int twEngine_PrepareLight(void)
     pEngine->iRenderModeWanted = TW_MODE_LIT;
     pEngine->bLightLoaded = 1;
     twEngine_ApplySettings();
+    twEngine_ShowLightState(0);
     return 1;
 }
 
@@ -786,6 +790,7 @@ int twEngine_RunLight(int bOnlyVisible)
     twWorld_SetLightAbortCallback(twInput_UpdateAndGetEscape);
     twWorld_SetLightProgressCallback(twEngine_LightProgress);
     int bOk = twWorld_LightWorld(pCam, bOnlyVisible);
+    twEngine_ShowLightState(0);
     // a finished light has nothing more to offer on the page: the panel slides away to show it
     if (!bOnlyVisible && twWorld_LightComplete()) {
         pEngine->bInterface = 1;
@@ -888,6 +893,10 @@ int twEngine_Update(void)
             twEngine_RunPending(e->szPickedPath, &e->iPendingStep, &e->iPendingKind, &e->fMessageTime,
                                 &e->iMessageKind);
         twWindow_SwapBuffers();
+        // the element under the cross of the frame just shown, from the back buffer that
+        // the next frame draws over
+        if (e->bElementPick && !e->bInterface)
+            e->iTrackedElement = twWorld_PickElement(pCam, twWindow_GetWidth() / 2, twWindow_GetHeight() / 2);
     } else {
         // a frame that isn't shown is still handed to the driver, so that unshown frames
         // can't pile up in it until the first swap

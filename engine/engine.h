@@ -150,6 +150,9 @@ struct TwEngine {
     int32_t bDevSwitchF;              // Z+F: a switch nothing reads
     int32_t bDisplaySwitchO;          // O: a display switch nothing reads yet
     int32_t bMeasureMode;             // M: the measure tool is on
+    int32_t bElementPick;             // I: the element pick is on
+    int32_t iTrackedElement;          // the element under the cross after the last frame; -1: none
+    int32_t iPickedElement;           // the one a click kept; -1: none
     // developer switches (the Z keys of dev mode)
     int32_t iDrawVolumes;
     int32_t bDrawSun, bInstances, bDrawSurfaces, bOcclusionCulling, bDrawOccluders, bSelectMode, bDrawSmooth;
@@ -217,6 +220,9 @@ int twEngine_ApplySunPlace(void); // the sun's wanted angles from the place when
 void twEngine_CheckSunFollow(void); // a sun moved by other means no longer follows the date
 int twEngine_LoadSaveSunPlace(FILE* pFile, int64_t iSize, int bSave); // null: the user's Temp/Sun.bin
 int twEngine_InitInterf(void);   // the panel's pages (interface/viewer.cpp)
+// the light page's buttons as the model's light stands (none, part way, complete), and the
+// page brought up with bShowPage (interface/viewer.cpp)
+void twEngine_ShowLightState(int bShowPage);
 int twEngine_InitDevMode(void);  // interface/dev.cpp
 void twDev_DrawPanel(void);
 void twDev_Free(void);

@@ -142,6 +142,13 @@ const char* twStrings_Get(int iId)
     return strings.szFailed;
 }
 
+const char* twStrings_Find(int iId)
+{
+    if (iId < 1 || iId >= TW_STRINGS_SLOTS || !strings.ppStrings)
+        return nullptr;
+    return strings.ppStrings[iId];
+}
+
 int twStrings_GetLanguage(void) { return strings.iLanguage; }
 int twStrings_GetCharset(void) { return strings.iCharset; }
 const char* twStrings_GetFontFace(void) { return strings.szFontFace; }

@@ -62,6 +62,7 @@ int twStrings_Init(void);                    // clears the table
 int twStrings_ImportBin(const char* pstrPath); // own pack first, else the file (null: the data directory's)
 int twStrings_Load(FILE* pFile);             // reads an open stream
 const char* twStrings_Get(int iId);          // the text, "FAILED" or "FAILED(%d)"
+const char* twStrings_Find(int iId);         // the text, or null where the table has none
 int twStrings_GetLanguage(void);
 int twStrings_GetCharset(void);
 const char* twStrings_GetFontFace(void);

@@ -100,13 +100,19 @@ int twLayers_Load(FILE* pFile, int iNumLayers)
     return 1;
 }
 
+uint8_t* twLayers_Find(int iIndex)
+{
+    if (!pLayers || iIndex < 0 || iIndex >= pLayers->iNumLayers)
+        return nullptr;
+    return pLayers->pLayers + (size_t)iIndex * TW_LAYER_SIZE;
+}
+
 uint8_t* twLayers_GetLayer(int iIndex)
 {
-    if (!pLayers || iIndex < 0 || iIndex >= pLayers->iNumLayers) {
+    uint8_t* pRecord = twLayers_Find(iIndex);
+    if (!pRecord)
         twLogError("twLayers_GetLayer", "Layer index %d is out of range\n", iIndex);
-        return nullptr;
-    }
-    return pLayers->pLayers + (size_t)iIndex * TW_LAYER_SIZE;
+    return pRecord;
 }
 
 int twLayers_IsVisible(int iIndex)

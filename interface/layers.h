@@ -23,6 +23,7 @@ extern TwLayers* pLayers;
 int twLayers_Init(int iPageSize);
 int twLayers_Load(FILE* pFile, int iNumLayers);  // reads the records, all shown
 uint8_t* twLayers_GetLayer(int iIndex);          // the record, or null with a log line
+uint8_t* twLayers_Find(int iIndex);              // the record, or null without one
 int twLayers_IsVisible(int iIndex);              // 0 for a hidden or unknown layer
 int twLayers_Free(void);
 int twLayers_NextPage(void);

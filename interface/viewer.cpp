@@ -69,6 +69,7 @@ static struct {
     char aszUnits[2][TW_TEXT_SIZE];
     const char* apszUnits[2];
     int bHasLight;                // the light page offers the job
+    int iLightButton;             // the text the start button bears now: 206, 205, or 207 without the means
 } s_ui;
 
 static const char* Str(int iId) { return twStrings_Get(iId); }
@@ -211,10 +212,11 @@ static void PageLight(void)
     Option(FIELD1, 6, &w->bSampleHi, 2, e->apszNoYes, nullptr);
     twInterf_AddContainer(FIELD1, ROW(8), WIDE_W, WIDGET_H, w->szLightStatus);
     twInterf_AddButton(LABEL2, ROW(10), WIDGET_W, WIDGET_H, Str(STR_LIGHT_VIEW), 0, 0, 1, 1);
-    int bCan = twOgl_HasFbo() && !e->bNoShaders;
-    twInterf_AddButton(FIELD2, ROW(10), WIDGET_W, WIDGET_H, Str(bCan ? STR_LIGHT_START : STR_LIGHT_NO_GPU), 0, 0, 0, 1);
+    s_ui.iLightButton = twOgl_HasFbo() && !e->bNoShaders ? STR_LIGHT_START : STR_LIGHT_NO_GPU;
+    twInterf_AddButton(FIELD2, ROW(10), WIDGET_W, WIDGET_H, Str(s_ui.iLightButton), 0, 0, 0, 1);
     Labels(LABEL2, aiRows2, aiIds2, 5);
-    const char* apstrStatus[5] = {w->szLightPercent, w->szLightTimeLeft, s_ui.szEmpty, s_ui.szEmpty, w->szLightSpeed};
+    const char* apstrStatus[5] = {w->szLightPercent, w->szLightTimeLeft, w->szLightSurfaces, w->szLightVerts,
+                                  w->szLightSpeed};
     for (int i = 0; i < 5; i++)
         twInterf_AddContainer(FIELD2, ROW(aiRows2[i]), WIDGET_W, WIDGET_H, apstrStatus[i]);
 }
@@ -304,21 +306,29 @@ static void PageDev(void)
     Option(FIELD1, 1, &pDev->iSystem, pDev->iNumSystems, pDev->apszSystems, nullptr);
 }
 
-// The light page's buttons as the model's light stands: start, or continue, or nothing left
-static void SyncLightButtons(void)
+void twEngine_ShowLightState(int bShowPage)
 {
-    if (!s_ui.bHasLight || !pEngine->bLightLoaded)
+    if (!s_ui.bHasLight || !pInterf)
         return;
     const char* pstrSaved = twInterf_GetPageName();
-    twInterf_SelectPage(nullptr);
-    twInterf_SelectPage(Str(STR_PAGE_LIGHT));
-    twInterf_ChangeButton(Str(STR_LIGHT_START), Str(STR_LIGHT_CONTINUE));
-    int bComplete = twWorld_LightComplete();
-    twInterf_ShowButton(Str(STR_LIGHT_VIEW), !bComplete);
-    twInterf_ShowButton(Str(STR_LIGHT_CONTINUE), !bComplete);
-    twInterf_SelectPage(nullptr);
-    if (pstrSaved)
-        twInterf_SelectPage(pstrSaved);
+    char szSaved[TW_TEXT_SIZE];
+    snprintf(szSaved, sizeof(szSaved), "%s", pstrSaved ? pstrSaved : "");
+    if (!twInterf_IsPage(Str(STR_PAGE_LIGHT)))
+        twInterf_SelectPage(Str(STR_PAGE_LIGHT));
+    // a light of the model's own is continued; none yet is started
+    int iWanted = pEngine->bLightLoaded ? STR_LIGHT_CONTINUE : STR_LIGHT_START;
+    if (s_ui.iLightButton != STR_LIGHT_NO_GPU && s_ui.iLightButton != iWanted &&
+        twInterf_ChangeButton(Str(s_ui.iLightButton), Str(iWanted)))
+        s_ui.iLightButton = iWanted;
+    int bComplete = pEngine->bLightLoaded && twWorld_LightComplete();
+    twInterf_ShowButton(Str(STR_LIGHT_VIEW), pEngine->bLightLoaded && !bComplete);
+    twInterf_ShowButton(Str(s_ui.iLightButton), !bComplete);
+    if (bShowPage)
+        return;
+    if (!szSaved[0])
+        twInterf_SelectPage(nullptr);
+    else if (!twInterf_IsPage(szSaved))
+        twInterf_SelectPage(szSaved);
 }
 
 int twEngine_InitInterf(void)
@@ -356,8 +366,8 @@ int twEngine_InitInterf(void)
     PageAbout();
     PageSun();
     PageDev();
+    twEngine_ShowLightState(0);
     twInterf_SelectPage(nullptr);
-    SyncLightButtons();
     twInterf_SelectPage(Str(e->bStandAlone ? STR_PAGE_VIEW : STR_PAGE_FILE));
     return 1;
 }
@@ -432,6 +442,7 @@ static void ToggleInterface(void)
         if (twGallery_IsRecording())
             twGallery_StopRecording();
         e->bMeasureMode = 0;
+        e->bElementPick = 0;
         if (!twInterf_GetPageName())
             twInterf_SelectPage(Str(e->bStandAlone ? STR_PAGE_VIEW : STR_PAGE_FILE));
     } else {
@@ -511,6 +522,37 @@ static void Idle(void)
     }
 }
 
+// M measures and I picks elements, one tool at a time and never with the panel up; a
+// click measures, or keeps the element under the cross (nothing there lets the pick go)
+static void ToolKeys(int bZ)
+{
+    TwEngine* e = pEngine;
+    int bMeasure = twInput_KeyPressed(TW_KEY_M), bPick = twInput_KeyPressed(TW_KEY_I);
+    if ((bMeasure || bPick) && !bZ && !pCam->bTopView) {
+        if (bMeasure) {
+            e->bMeasureMode = !e->bMeasureMode;
+            e->bElementPick = 0;
+        } else {
+            e->bElementPick = !e->bElementPick;
+            e->bMeasureMode = 0;
+            e->iPickedElement = e->iTrackedElement = -1;
+        }
+        if (e->bMeasureMode || e->bElementPick) {
+            CloseInterface();
+            if (twGallery_IsRecording())
+                twGallery_StopRecording();
+        }
+        if (e->bMeasureMode)
+            twMeasure_Reset();
+    }
+    if (!e->bInterface && twInput_ButtonPressed(TW_MOUSE_LEFT)) {
+        if (e->bElementPick)
+            e->iPickedElement = e->iTrackedElement;
+        else if (e->bMeasureMode)
+            twMeasure_Click();
+    }
+}
+
 static void Keys(void)
 {
     TwEngine* e = pEngine;
@@ -550,21 +592,13 @@ static void Keys(void)
     }
     if (twInput_KeyPressed(TW_KEY_F8)) {
         pCam->bTopView = !pCam->bTopView;
+        if (pCam->bTopView)
+            e->bElementPick = 0;
         e->bMeasureMode = 0;
     }
-    if (twInput_KeyPressed(TW_KEY_M) && !bZ && !pCam->bTopView) {
-        e->bMeasureMode = !e->bMeasureMode;
-        if (e->bMeasureMode) {
-            CloseInterface();
-            if (twGallery_IsRecording())
-                twGallery_StopRecording();
-            twMeasure_Reset();
-        }
-    }
+    ToolKeys(bZ);
     if (!bZ)
         GalleryKeys(bShift);
-    if (e->bMeasureMode && !e->bInterface && twInput_ButtonPressed(TW_MOUSE_LEFT))
-        twMeasure_Click();
     if (twInput_KeyPressed(TW_KEY_F3))
         twEngine_ToggleSunShadows();
     // after the draw: the back buffer holds the finished frame, panel and all
@@ -661,18 +695,12 @@ static void Commands(void)
                 e->fProgressFade = 0;
         }
     } else if (twInterf_IsPage(Str(STR_PAGE_LIGHT)) && s_ui.bHasLight) {
-        if (Is(pstrName, STR_LIGHT_START)) {
-            if (twEngine_PrepareLight()) {
-                twInterf_ShowButton(Str(STR_LIGHT_VIEW), 1);
-                twInterf_ChangeButton(Str(STR_LIGHT_START), Str(STR_LIGHT_CONTINUE));
-            }
-        } else if (Is(pstrName, STR_LIGHT_CONTINUE)) {
+        if (Is(pstrName, STR_LIGHT_START))
+            twEngine_PrepareLight();
+        else if (Is(pstrName, STR_LIGHT_CONTINUE))
             twEngine_RunLight(0);
-            SyncLightButtons();
-        } else if (Is(pstrName, STR_LIGHT_VIEW)) {
+        else if (Is(pstrName, STR_LIGHT_VIEW))
             twEngine_RunLight(1);
-            SyncLightButtons();
-        }
     } else if (twInterf_IsPage(Str(STR_PAGE_LAYERS))) {
         if (Is(pstrName, STR_LAYERS_NEXT))
             twLayers_NextPage();

@@ -196,6 +196,8 @@ int twWorld_FreeRad(void)
     w->uiLightRamBytes = w->uiLightVramBytes = 0;
     w->bLightInitialised = 0;
     w->bSurfacesInitialised = 0;
+    // the page's figures belong to the light let go
+    w->szLightPercent[0] = w->szLightSurfaces[0] = w->szLightVerts[0] = 0;
     twLog(FREE_TAG, "Done freeing rad-world\n");
     return 1;
 }

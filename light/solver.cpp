@@ -210,12 +210,15 @@ static int BoxOutsideFrustum(const float* pvCentre, const float* pvHalf)
 void twWorld_DrawSampleGeometry(int bUseVbos)
 {
     TwWorld* w = pWorld;
-    DrawSampleGround();
-    glEnableClientState(GL_VERTEX_ARRAY);
+    // the ground too goes through the program's instance matrix and its back-face factor,
+    // so both are set before it: what a frame drawn between two samples left there must
+    // not reach a picture
     glProgramEnvParameter4fARB(GL_FRAGMENT_PROGRAM_ARB, 9, 0, 1, 0, 1);
     glMatrixMode(GL_MATRIX0_ARB);
     glLoadIdentity();
     glMatrixMode(GL_MODELVIEW);
+    DrawSampleGround();
+    glEnableClientState(GL_VERTEX_ARRAY);
     float e = DRAW_RANGE * w->fLightRange;
     const float afRange[3] = {e, e, e};
     uint32_t hBound = 0;
@@ -537,11 +540,33 @@ static void SetText(char* pstrOut, const char* pstrText)
     snprintf(pstrOut, TW_TEXT_SIZE, "%s", pstrText);
 }
 
-// The share done; nothing to do at all shows as the quotient it is, 0 of 0
+// "lit / all", with the thousands apart
+static void SetCount(char* pstrOut, uint32_t uiLit, uint32_t uiAll)
+{
+    char szLit[16], szAll[16];
+    twCore_FormatThousands(uiLit, szLit);
+    twCore_FormatThousands(uiAll, szAll);
+    snprintf(pstrOut, TW_TEXT_SIZE, "%s / %s", szLit, szAll);
+}
+
+// The share done, and the surfaces and smooth vertices lit of all; nothing to do at all
+// shows as the quotient it is, 0 of 0
 static void SetPercent(void)
 {
-    snprintf(pWorld->szLightPercent, TW_TEXT_SIZE, "%.1f %%",
-             (float)pWorld->iSamplesDone / (float)pWorld->iSamplesTotal * 100.0f);
+    TwWorld* w = pWorld;
+    snprintf(w->szLightPercent, TW_TEXT_SIZE, "%.1f %%", (float)w->iSamplesDone / (float)w->iSamplesTotal * 100.0f);
+    uint32_t uiLit = 0, uiVerts = 0, uiVertsLit = 0;
+    for (uint32_t i = 0; w->ppSurfaces && i < w->uiNumSurfaces; i++)
+        uiLit += w->ppSurfaces[i]->bLit != 0;
+    for (int m = 0; w->ppMeshes && m < w->iNumMeshes; m++) {
+        const TwMesh* pMesh = w->ppMeshes[m];
+        if (!pMesh->bSmooth)
+            continue;
+        uiVerts += pMesh->usNumVerts;
+        uiVertsLit += pMesh->bLit ? pMesh->usNumVerts : 0;
+    }
+    SetCount(w->szLightSurfaces, uiLit, w->ppSurfaces ? w->uiNumSurfaces : 0);
+    SetCount(w->szLightVerts, uiVertsLit, uiVerts);
 }
 
 // The target the samples are drawn into, made on first need; without frame buffers the
@@ -565,6 +590,8 @@ void twWorld_BeginSampling(void)
     glEnable(GL_DEPTH_TEST);
     glDisable(GL_BLEND);
     glDisable(GL_TEXTURE_2D);
+    glDisable(GL_POLYGON_OFFSET_FILL);
+    glDisable(GL_ALPHA_TEST);
     glEnable(GL_VERTEX_PROGRAM_ARB);
     glBindProgramARB(GL_VERTEX_PROGRAM_ARB, w->hVpSampler);
     glEnable(GL_FRAGMENT_PROGRAM_ARB);

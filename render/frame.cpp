@@ -282,7 +282,9 @@ void twEngine_Draw(void)
         twOgl_DrawAxes();
         if (!twDev_HidesWorld())
             DrawModel(pCam);
-        if (e->bMeasureMode) {
+        if (e->bElementPick) {
+            twWorld_DrawPicked(e->iPickedElement, e->iTrackedElement);
+        } else if (e->bMeasureMode) {
             twMeasure_Pick(pCam, iWidth / 2, iViewY + iViewH / 2);
             if (twInput_KeyDown(TW_KEY_LSHIFT) || twInput_KeyDown(TW_KEY_RSHIFT))
                 twMeasure_Snap(pCam, iWidth / 2, iViewY + iViewH / 2);
@@ -326,10 +328,13 @@ void twEngine_Draw(void)
     if (e->bInterface)
         twInterf_Draw(twInput_ButtonDown(TW_MOUSE_LEFT), twInput_ButtonPressed(TW_MOUSE_LEFT), e->iMouseDx,
                       e->iMouseDy, e->bShowHints, (1.0f - e->fInterfSlide) * (float)e->iInterfHeight);
-    if (e->bMeasureMode)
+    if (e->bElementPick)
+        twWorld_DrawPickedText(e->iPickedElement >= 0 ? e->iPickedElement : e->iTrackedElement, e->iUnits, iWidth / 2,
+                               iHeight / 2);
+    else if (e->bMeasureMode)
         twMeasure_DrawPanel(iWidth / 2, iHeight / 2, e->iUnits);
     // the top view's cross marks where a middle click puts the walker
-    if (e->bDevMode || e->bMeasureMode || pCam->bTopView)
+    if (e->bDevMode || e->bMeasureMode || e->bElementPick || pCam->bTopView)
         twOgl_DrawCrossHair();
     float fDelta = twTimer_GetDelta();
     if (e->fMessageTime > 0) {

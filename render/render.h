@@ -45,5 +45,13 @@ void twWorld_UpdateShadowMatrices(const TwCamera* pSunCam);
 int twWorld_RenderShadowMap(const TwCamera* pSunCam, int bUseVbo, int bUnused);
 int twWorld_ShadowsReady(void);
 void twWorld_FreeShadows(void);
+// pick.cpp: the element under a window pixel (-1 for none), drawn over the frame (picked
+// glazed, tracked outlined) and told in TW_PICK_LINES lines of "label\tvalue"
+#define TW_PICK_LINES 5
+#define TW_PICK_LINE_SIZE 160
+int twWorld_PickElement(const TwCamera* pCam, int iX, int iY);
+void twWorld_DrawPicked(int iPicked, int iTracked);
+int twWorld_PickedText(int iElement, int iUnits, char aszLines[TW_PICK_LINES][TW_PICK_LINE_SIZE]); // lines, or 0
+void twWorld_DrawPickedText(int iElement, int iUnits, int iX, int iY); // the panel below a window point
 // world_draw.cpp: what casts a shadow, depth alone; only the groups marked, or all with null
 void twWorld_DrawDepthOnly(int bUseVbo, const uint8_t* pucGroups);

@@ -61,3 +61,14 @@ int twTest_MakePack(const std::string& output, const std::string& bare, const st
     int iStatus = system(command.c_str());
     return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
 }
+
+std::string twTest_MakeCopy(const std::string& name, const TwExportModel& model, const std::vector<std::string>& files)
+{
+    std::string dir = twHarness_Dir(), modelPath = dir + "Export.bin";
+    twExport_WriteFile(model, modelPath);
+    twHarness_WriteText(dir + "bare", "program");
+    std::vector<std::string> resources = {modelPath};
+    resources.insert(resources.end(), files.begin(), files.end());
+    twTest_MakePack(dir + name, dir + "bare", resources);
+    return dir + name;
+}

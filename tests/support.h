@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/export/model_writer.h"
 #include "tools/harness/harness.h"
 
 std::string twTest_ReadLog(void);
@@ -19,3 +20,7 @@ void twTest_PutU32(std::vector<uint8_t>* pOut, uint32_t v);
 void twTest_PutBytes(std::vector<uint8_t>* pOut, const void* p, size_t n);
 // Runs the pack tool: output = bare + resources, with a Master entry. Returns its exit code.
 int twTest_MakePack(const std::string& output, const std::string& bare, const std::vector<std::string>& resources);
+// A stand-alone copy in the harness folder: a program with the model in its pack, then the
+// files given (named in the pack as on disk); its path
+std::string twTest_MakeCopy(const std::string& name, const TwExportModel& model,
+                            const std::vector<std::string>& files = {});

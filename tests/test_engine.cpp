@@ -48,16 +48,6 @@ struct Engine : ::testing::Test {
         twEngine_Shutdown(); // the whole list, down to the core
     }
 
-    // a stand-alone copy: a program with the model in its pack
-    static std::string MakeCopy(const std::string& name, const TwExportModel& model)
-    {
-        std::string modelPath = dir + "Export.bin";
-        twExport_WriteFile(model, modelPath);
-        twHarness_WriteText(dir + "bare", "program");
-        twTest_MakePack(dir + name, dir + "bare", {modelPath});
-        return dir + name;
-    }
-
     // a zenity on PATH that prints a path (or fails with the given status)
     static void StubZenity(const std::string& output, int iStatus)
     {
@@ -383,7 +373,7 @@ TEST_F(Engine, ScreenshotsKeepTheFrameAndNeverLeaveHalfAFile)
 // is the plain view, seams and all (a seam shows as a line of wrong pixels at a tile's edge)
 TEST_F(Engine, LargeScreenshotsJoinTheirTiles)
 {
-    std::string copy = MakeCopy("Large.exe", twSample_SmallHouse());
+    std::string copy = twTest_MakeCopy("Large.exe", twSample_SmallHouse());
     ASSERT_EQ(twEngine_Load(copy.c_str()), 1);
     twEngine_ApplySettings();
     pCam->bTopView = 0;
@@ -441,7 +431,7 @@ TEST_F(Engine, LargeScreenshotsJoinTheirTiles)
 
 TEST_F(Engine, OpensAStandAloneCopy)
 {
-    std::string copy = MakeCopy("House.exe", twSample_SmallHouse());
+    std::string copy = twTest_MakeCopy("House.exe", twSample_SmallHouse());
     pEngine->fTimeInLevel = 5;
     ASSERT_EQ(twEngine_Load(copy.c_str()), 1);
     EXPECT_EQ(pWorld->bLoaded, 1);
@@ -454,7 +444,7 @@ TEST_F(Engine, OpensAStandAloneCopy)
     // a copy of an old model puts up the message panel with the loader's status
     TwExportModel old = twSample_SmallHouse();
     old.iVersion = 200;
-    std::string oldCopy = MakeCopy("Old.exe", old);
+    std::string oldCopy = twTest_MakeCopy("Old.exe", old);
     EXPECT_EQ(twEngine_Load(oldCopy.c_str()), 0);
     EXPECT_FLOAT_EQ(pEngine->fMessageTime, 6.0f);
     EXPECT_EQ(pEngine->iMessageKind, 2);
@@ -466,7 +456,7 @@ TEST_F(Engine, OpensAStandAloneCopy)
 
 TEST_F(Engine, TheDialogChoosesTheCopy)
 {
-    std::string copy = MakeCopy("Chosen.exe", twSample_SmallHouse());
+    std::string copy = twTest_MakeCopy("Chosen.exe", twSample_SmallHouse());
     StubZenity(copy, 0);
     pEngine->iPendingStep = 1;
     pEngine->iPendingKind = TW_PENDING_OPEN;
@@ -525,7 +515,7 @@ TEST_F(Engine, TheFrameShowsTheAxesAndTheFlyingMark)
 // The statistics' draw calls are the frame's own: two identical frames count the same
 TEST_F(Engine, TwoIdenticalFramesCountTheSameDrawCalls)
 {
-    ASSERT_EQ(twEngine_Load(MakeCopy("Counted.exe", twSample_SmallHouse()).c_str()), 1);
+    ASSERT_EQ(twEngine_Load(twTest_MakeCopy("Counted.exe", twSample_SmallHouse()).c_str()), 1);
     pEngine->iRenderModeWanted = TW_MODE_WHITE; // edges forced on, each one a draw call
     twEngine_ApplySettings();
     int aiCalls[2];
@@ -544,7 +534,7 @@ TEST_F(Engine, TwoIdenticalFramesCountTheSameDrawCalls)
 TEST_F(Engine, AFinishedLightJobClosesThePanel)
 {
     mkdir((dir + "Temp").c_str(), 0755);
-    ASSERT_EQ(twEngine_Load(MakeCopy("Lit.exe", twSample_SmallHouse()).c_str()), 1);
+    ASSERT_EQ(twEngine_Load(twTest_MakeCopy("Lit.exe", twSample_SmallHouse()).c_str()), 1);
     pWorld->iLightQuality = 0;
     ASSERT_EQ(twEngine_PrepareLight(), 1);
     pEngine->bInterface = 1;

@@ -1,5 +1,6 @@
 // The panel on a real window: widgets drawn and hit in one pass, values dragged and picked,
-// the layer list, taps shorter than a frame, and the viewer's commands and dev keys.
+// the layer list, taps shorter than a frame, the viewer's commands and dev keys, the
+// element pick and the light page of an opened copy.
 #include <GL/glew.h>
 #include <SDL2/SDL.h>
 #include <gtest/gtest.h>
@@ -16,11 +17,14 @@
 #include "interface/gallery.h"
 #include "interface/interf.h"
 #include "interface/layers.h"
+#include "light/light.h"
 #include "navigation/camera.h"
 #include "platform/input.h"
 #include "platform/ogl.h"
 #include "platform/window.h"
+#include "render/render.h"
 #include "tests/support.h"
+#include "tools/harness/samples.h"
 #include "world/world.h"
 
 #define W 1000
@@ -374,4 +378,153 @@ TEST_F(Interf, GalleryKeysRecordKeepAndPlay)
     EXPECT_EQ(twGallery_IsPlaying(), 0);
     pEngine->bPlayWhenIdle = 0;
     twGallery_Free();
+}
+
+// ---------------------------------------------------------------------------------------------
+// With a model: the element pick and the light page of an opened copy
+// ---------------------------------------------------------------------------------------------
+
+// A frame as the main loop makes it: the update (the swap, and the pick after it), then the
+// draw and the keys
+static void LoopFrame(void)
+{
+    pEngine->fTimeInLevel = pEngine->fTimeRunning = 1;
+    twEngine_Update();
+    Interf::Frame(W / 2, H / 2);
+}
+
+// I turns the pick on; the element under the cross is told, a click keeps it (glazed in
+// amber where it is drawn), and a click on the sky lets it go
+TEST_F(Interf, AnElementIsPickedUnderTheCrossAndTheSkyLetsItGo)
+{
+    ASSERT_EQ(twEngine_Load(twTest_MakeCopy("Picked.exe", twSample_SmallHouse()).c_str()), 1);
+    pEngine->bInterface = 0;
+    pEngine->fInterfSlideDir = 0;
+    pCam->bWalk = 0; // the walker would fall while the frames run
+    Tap(SDL_SCANCODE_I);
+    LoopFrame();
+    ASSERT_EQ(pEngine->bElementPick, 1);
+    LoopFrame();
+    // the model's camera looks at the wall (the second element) through the middle
+    ASSERT_EQ(pEngine->iTrackedElement, 1);
+    char aszLines[TW_PICK_LINES][TW_PICK_LINE_SIZE];
+    ASSERT_EQ(twWorld_PickedText(1, 0, aszLines), TW_PICK_LINES);
+    EXPECT_STREQ(aszLines[0], "Element\t2 / 5");
+    EXPECT_STREQ(aszLines[1], "Type\tWall");
+    EXPECT_STREQ(aszLines[2], "Layer\tGround floor");
+    EXPECT_STREQ(aszLines[3], "Triangles\t12");
+    EXPECT_STREQ(aszLines[4], "Size\t4.00 x 0.20 x 3.00 m");
+    Tap(0, SDL_BUTTON_LEFT);
+    LoopFrame();
+    EXPECT_EQ(pEngine->iPickedElement, 1);
+    twEngine_Draw();
+    uint8_t aucPixel[4];
+    glReadPixels(W / 2 + 20, H / 2 + 20, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, aucPixel);
+    EXPECT_GT(aucPixel[0], aucPixel[2] + 60) << "amber over the wall";
+    // up at the sky: nothing is tracked, and a click there lets the pick go
+    float fPitch = pCam->fPitch, afDir[3];
+    twCamera_DirFromAngles(80, pCam->fYaw, afDir);
+    pCam->fPitch = afDir[1] > 0 ? 80.0f : -80.0f;
+    LoopFrame();
+    LoopFrame();
+    EXPECT_EQ(pEngine->iTrackedElement, -1);
+    EXPECT_EQ(pEngine->iPickedElement, 1);
+    Tap(0, SDL_BUTTON_LEFT);
+    LoopFrame();
+    EXPECT_EQ(pEngine->iPickedElement, -1);
+    EXPECT_EQ(twWorld_PickedText(-1, 0, aszLines), 0);
+    // M takes over from the pick, and the panel ends both
+    Tap(SDL_SCANCODE_M);
+    LoopFrame();
+    EXPECT_EQ(pEngine->bElementPick, 0);
+    EXPECT_EQ(pEngine->bMeasureMode, 1);
+    Tap(SDL_SCANCODE_M);
+    LoopFrame();
+    pCam->fPitch = fPitch;
+}
+
+// The Light page's button of a text, or null where the page has none
+static TwInterfButton* LightButton(int iId)
+{
+    for (TwList* p = pInterf->pPageList.pNext; p; p = p->pNext) {
+        TwInterfPage* pPage = (TwInterfPage*)p->pData;
+        if (strcmp(pPage->szName, twStrings_Get(102)))
+            continue;
+        for (TwList* b = pPage->aLists[TW_LIST_BUTTONS].pNext; b; b = b->pNext)
+            if (!strcmp(((TwInterfButton*)b->pData)->szName, twStrings_Get(iId)))
+                return (TwInterfButton*)b->pData;
+    }
+    return nullptr;
+}
+
+// Shown: 1, hidden: 0, none of that text: -1
+static int Shown(int iId)
+{
+    TwInterfButton* pButton = LightButton(iId);
+    return pButton ? !pButton->bHidden : -1;
+}
+
+// A copy opens with the Light page as its light stands: none, start; part way, light the
+// view or continue; complete, nothing to press. The part-lit copy continued from the page
+// ends with the bytes of a job that ran whole, though the whole one was the process's
+// first and ran after frames had been drawn.
+TEST_F(Interf, ACopyOpensWithItsLightStateAndAPartLitOneContinuesToTheWhole)
+{
+    std::string temp = twHarness_Dir() + "Temp/";
+    mkdir(temp.c_str(), 0755);
+    std::vector<std::string> files;
+    for (const char* pstrFile : {"LightInit.bin", "LightSort.bin", "LightEq.bin", "LightS.bin", "LightM.bin"})
+        files.push_back(temp + pstrFile);
+    TwExportModel model = twSample_SmallHouse();
+    std::string unlit = twTest_MakeCopy("Unlit.exe", model);
+    ASSERT_EQ(pEngine->bRadiosity, 1);
+    ASSERT_EQ(twEngine_Load(unlit.c_str()), 1);
+    pWorld->iLightQuality = 0;
+    ASSERT_EQ(twEngine_PrepareLight(), 1);
+    twEngine_RunLight(0);
+    ASSERT_EQ(twWorld_LightComplete(), 1);
+    std::string whole = twHarness_ReadFile(temp + "LightS.bin") + twHarness_ReadFile(temp + "LightM.bin");
+    std::string complete = twTest_MakeCopy("Complete.exe", model, files);
+    ASSERT_EQ(twEngine_Load(unlit.c_str()), 1);
+    ASSERT_EQ(twEngine_PrepareLight(), 1);
+    pCam->bWalk = 0;
+    LoopFrame(); // the camera's matrices, which decide what the view sees
+    twEngine_RunLight(1);
+    ASSERT_EQ(twWorld_LightComplete(), 0) << "the view sees only part of the house";
+    std::string partial = twTest_MakeCopy("Partial.exe", model, files);
+
+    ASSERT_EQ(twEngine_Load(unlit.c_str()), 1);
+    EXPECT_TRUE(twInterf_IsPage(twStrings_Get(102)));
+    EXPECT_EQ(Shown(204), 0);
+    EXPECT_EQ(Shown(206), 1);
+    EXPECT_EQ(Shown(205), -1);
+    ASSERT_EQ(twEngine_Load(complete.c_str()), 1);
+    EXPECT_EQ(Shown(204), 0);
+    EXPECT_EQ(Shown(205), 0);
+    EXPECT_EQ(Shown(206), -1);
+    ASSERT_EQ(twEngine_Load(partial.c_str()), 1);
+    EXPECT_EQ(Shown(204), 1);
+    EXPECT_EQ(Shown(205), 1);
+    unsigned uiLit = 0, uiAll = 0;
+    ASSERT_EQ(sscanf(pWorld->szLightSurfaces, "%u / %u", &uiLit, &uiAll), 2) << pWorld->szLightSurfaces;
+    EXPECT_GT(uiLit, 0u);
+    EXPECT_LT(uiLit, uiAll);
+    EXPECT_EQ(sscanf(pWorld->szLightVerts, "%u / %u", &uiLit, &uiAll), 2) << pWorld->szLightVerts;
+
+    // continued through the panel: the pointer on the button, a click
+    pEngine->bInterface = 1;
+    pEngine->fInterfSlideDir = 0;
+    TwInterfButton* pContinue = LightButton(205);
+    int x = pContinue->x + pContinue->iWidth / 2, y = pContinue->y + pContinue->iHeight / 2;
+    Frame(x, y);
+    ASSERT_STREQ(twInterf_GetButtonHit(), twStrings_Get(205));
+    Tap(0, SDL_BUTTON_LEFT);
+    Frame(x, y);
+    EXPECT_EQ(twWorld_LightComplete(), 1);
+    EXPECT_EQ(Shown(205), 0);
+    EXPECT_TRUE(whole == twHarness_ReadFile(temp + "LightS.bin") + twHarness_ReadFile(temp + "LightM.bin"));
+    twWorld_SetLightAbortCallback(nullptr);
+    twWorld_SetLightProgressCallback(nullptr);
+    pEngine->bInterface = 0;
+    pEngine->fInterfSlideDir = 0;
 }

@@ -256,6 +256,8 @@ struct TwWorld {
     char szLightPercent[TW_TEXT_SIZE];
     char szLightTimeLeft[TW_TEXT_SIZE];
     char szLightSpeed[TW_TEXT_SIZE];
+    char szLightSurfaces[TW_TEXT_SIZE]; // "lit / all" of the surfaces
+    char szLightVerts[TW_TEXT_SIZE];    // "lit / all" of the smooth meshes' vertices
     char szLightRam[32], szLightVram[32]; // bytes of the light's data, for display
     char szLightExternal[TW_PATH_SIZE]; // the copy the light came from, or empty
     int32_t bSampleOneByOne;        // each sample read back alone, not a target's worth at once

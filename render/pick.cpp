@@ -1,0 +1,254 @@
+// Element picking: the element under the cross found in an ID picture of one pixel, drawn
+// over the frame with its outline, and told in a small panel (type, layer, triangles, size).
+#include <GL/glew.h>
+#include <stddef.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "engine/core.h"
+#include "engine/strings.h"
+#include "engine/vector.h"
+#include "interface/layers.h"
+#include "navigation/camera.h"
+#include "platform/ogl.h"
+#include "platform/window.h"
+#include "render/render.h"
+#include "world/world.h"
+
+#define STR_ELEMENT 380 // then type, layer, triangles, size
+#define STR_TYPE_FIRST 250 // the display name of type t is string 250 + t
+#define PANEL_WIDTH 360
+#define LINE_STEP 18
+#define FEET_PER_METRE 3.28084f
+
+// Whether the ray from p along d meets the box; only elements it meets are drawn for the pick
+static int RayMeetsBox(const float* p, const float* d, const float* pvMin, const float* pvMax)
+{
+    float fNear = 0, fFar = 1e30f;
+    for (int i = 0; i < 3; i++) {
+        if (d[i] == 0) {
+            if (p[i] < pvMin[i] || p[i] > pvMax[i])
+                return 0;
+            continue;
+        }
+        float t0 = (pvMin[i] - p[i]) / d[i], t1 = (pvMax[i] - p[i]) / d[i];
+        if (t0 > t1) {
+            float t = t0;
+            t0 = t1;
+            t1 = t;
+        }
+        fNear = t0 > fNear ? t0 : fNear;
+        fFar = t1 < fFar ? t1 : fFar;
+        if (fNear > fFar)
+            return 0;
+    }
+    return 1;
+}
+
+// A window pixel back to a point on the near (-1) or far (1) plane
+static int Unproject(const TwCamera* pCam, const int* aiViewport, int iX, int iY, float fZ, float* pvOut)
+{
+    float afNdc[4] = {2.0f * (iX + 0.5f - aiViewport[0]) / aiViewport[2] - 1,
+                      2.0f * (iY + 0.5f - aiViewport[1]) / aiViewport[3] - 1, fZ, 1};
+    float afWorld[4];
+    twMat_MulVec4(pCam->mViewProjInverse, afNdc, afWorld);
+    if (afWorld[3] == 0)
+        return 0;
+    for (int i = 0; i < 3; i++)
+        pvOut[i] = afWorld[i] / afWorld[3];
+    return 1;
+}
+
+static int ElementShown(const TwElement* pElement)
+{
+    return twLayers_IsVisible(pElement->iLayer);
+}
+
+int twWorld_PickElement(const TwCamera* pCam, int iX, int iY)
+{
+    TwWorld* w = pWorld;
+    if (!w || !w->bLoaded || !pCam)
+        return -1;
+    int aiViewport[4] = {0, 0, twWindow_GetWidth(), twWindow_GetHeight()};
+    if (aiViewport[2] <= 0 || aiViewport[3] <= 0 || iX < 0 || iY < 0 || iX >= aiViewport[2] || iY >= aiViewport[3])
+        return -1;
+    float afNear[3], afFar[3], afDir[3];
+    if (!Unproject(pCam, aiViewport, iX, iY, -1, afNear) || !Unproject(pCam, aiViewport, iX, iY, 1, afFar))
+        return -1;
+    twVec_Sub(afFar, afNear, afDir);
+
+    // one pixel of ids: only that pixel is cleared and drawn
+    glViewport(aiViewport[0], aiViewport[1], aiViewport[2], aiViewport[3]);
+    glScissor(iX, iY, 1, 1);
+    glEnable(GL_SCISSOR_TEST);
+    glClearColor(0, 0, 0, 0);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    glEnable(GL_DEPTH_TEST);
+    glDepthFunc(GL_LEQUAL);
+    glDisable(GL_BLEND);
+    glDisable(GL_TEXTURE_2D);
+    glDisable(GL_LIGHTING);
+    glMatrixMode(GL_PROJECTION);
+    glLoadMatrixf(pCam->mProjection);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadMatrixf(pCam->mView);
+    glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
+    glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
+    glEnableClientState(GL_VERTEX_ARRAY);
+    for (int e = 0; e < w->iNumElements; e++) {
+        const TwElement* pElement = &w->pElements[e];
+        if (!ElementShown(pElement) || !RayMeetsBox(afNear, afDir, pElement->vMin, pElement->vMax))
+            continue;
+        // the id in the frame buffer's bytes, as the sweep writes its own
+        uint32_t uiId = (uint32_t)e + 1;
+        uint8_t aucColour[4];
+        memcpy(aucColour, &uiId, 4);
+        glColor4ubv(aucColour);
+        for (int m = 0; m < pElement->iNumMeshes; m++) {
+            const TwMesh* pMesh = &pElement->pMeshes[m];
+            if (!pMesh->pVerts || !pMesh->pusIndices || !pMesh->usNumIndices)
+                continue;
+            glVertexPointer(3, GL_FLOAT, sizeof(TwVertex), (const uint8_t*)pMesh->pVerts + offsetof(TwVertex, vPos));
+            glDrawElements(GL_TRIANGLES, pMesh->usNumIndices, GL_UNSIGNED_SHORT, pMesh->pusIndices);
+        }
+    }
+    glDisableClientState(GL_VERTEX_ARRAY);
+    glDisable(GL_SCISSOR_TEST);
+    uint32_t uiPixel = 0;
+    glReadPixels(iX, iY, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, &uiPixel);
+    // without alpha bits the frame buffer reads alpha as full, which no id has
+    if (!twWindow_HasAlpha())
+        uiPixel &= 0x00FFFFFFu;
+    if (uiPixel == 0 || uiPixel > (uint32_t)w->iNumElements)
+        return -1;
+    return (int)uiPixel - 1;
+}
+
+// An element's triangles, or its edges, from its meshes' arrays
+static void DrawElement(const TwElement* pElement, int bEdges)
+{
+    glEnableClientState(GL_VERTEX_ARRAY);
+    for (int m = 0; m < pElement->iNumMeshes; m++) {
+        const TwMesh* pMesh = &pElement->pMeshes[m];
+        int iCount = bEdges ? pMesh->usNumEdgeIndices : pMesh->usNumIndices;
+        const uint16_t* pusIndices = bEdges ? pMesh->pusEdgeIndices : pMesh->pusIndices;
+        if (!pMesh->pVerts || !pusIndices || !iCount)
+            continue;
+        glVertexPointer(3, GL_FLOAT, sizeof(TwVertex), (const uint8_t*)pMesh->pVerts + offsetof(TwVertex, vPos));
+        glDrawElements(bEdges ? GL_LINES : GL_TRIANGLES, iCount, GL_UNSIGNED_SHORT, pusIndices);
+        pWorld->iNumDrawCalls++;
+    }
+    glDisableClientState(GL_VERTEX_ARRAY);
+}
+
+static const TwElement* ElementAt(int iIndex)
+{
+    TwWorld* w = pWorld;
+    if (!w || !w->bLoaded || iIndex < 0 || iIndex >= w->iNumElements)
+        return nullptr;
+    return &w->pElements[iIndex];
+}
+
+void twWorld_DrawPicked(int iPicked, int iTracked)
+{
+    const TwElement* pPicked = ElementAt(iPicked);
+    const TwElement* pTracked = iTracked != iPicked ? ElementAt(iTracked) : nullptr;
+    if (!pPicked && !pTracked)
+        return;
+    glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
+    glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
+    glDisable(GL_TEXTURE_2D);
+    glDisable(GL_LIGHTING);
+    glDepthFunc(GL_LEQUAL);
+    if (pPicked) {
+        // a glaze of amber over the picked element, pulled forward so that it wins the depth
+        glEnable(GL_BLEND);
+        glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+        glEnable(GL_POLYGON_OFFSET_FILL);
+        glPolygonOffset(-1, -2);
+        glDepthMask(GL_FALSE);
+        glColor4f(1.0f, 0.7f, 0.0f, 0.45f);
+        DrawElement(pPicked, 0);
+        glDepthMask(GL_TRUE);
+        glDisable(GL_POLYGON_OFFSET_FILL);
+        glDisable(GL_BLEND);
+        glColor4f(1.0f, 0.6f, 0.0f, 1);
+        DrawElement(pPicked, 1);
+    }
+    // the element under the cross wears its edges in white, so that a click's result is known
+    if (pTracked) {
+        glColor4f(1, 1, 1, 1);
+        DrawElement(pTracked, 1);
+    }
+    glColor4f(1, 1, 1, 1);
+}
+
+// The display name of a type: its string, or the number where the table has none
+static void TypeName(int iType, char* pstrOut, size_t uiSize)
+{
+    const char* pstrName = iType >= 0 ? twStrings_Find(STR_TYPE_FIRST + iType) : nullptr;
+    if (pstrName)
+        snprintf(pstrOut, uiSize, "%s", pstrName);
+    else
+        snprintf(pstrOut, uiSize, "%d", iType);
+}
+
+// "label\tvalue", each cut to a length that fits the panel
+static void Line(char* pstrOut, int iLabel, const char* pstrValue)
+{
+    snprintf(pstrOut, TW_PICK_LINE_SIZE, "%.40s\t%.100s", twStrings_Get(iLabel), pstrValue);
+}
+
+int twWorld_PickedText(int iElement, int iUnits, char aszLines[TW_PICK_LINES][TW_PICK_LINE_SIZE])
+{
+    const TwElement* pElement = ElementAt(iElement);
+    if (!pElement)
+        return 0;
+    char szValue[TW_PICK_LINE_SIZE];
+    snprintf(szValue, sizeof(szValue), "%d / %d", iElement + 1, pWorld->iNumElements);
+    Line(aszLines[0], STR_ELEMENT, szValue);
+    TypeName(pElement->iType, szValue, sizeof(szValue));
+    Line(aszLines[1], STR_ELEMENT + 1, szValue);
+    const uint8_t* pLayer = twLayers_Find(pElement->iLayer);
+    if (pLayer)
+        snprintf(szValue, sizeof(szValue), "%.100s", (const char*)pLayer + TW_LAYER_NAME_OFFSET); // within the record
+    else
+        snprintf(szValue, sizeof(szValue), "%d", pElement->iLayer);
+    Line(aszLines[2], STR_ELEMENT + 2, szValue);
+    twCore_FormatThousands((uint32_t)pElement->iNumIndices / 3, szValue);
+    Line(aszLines[3], STR_ELEMENT + 3, szValue);
+    // across, along and up, in the units the view page shows
+    float fScale = iUnits == 1 ? FEET_PER_METRE : 1.0f;
+    float afSize[3];
+    for (int i = 0; i < 3; i++)
+        afSize[i] = (pElement->vMax[i] - pElement->vMin[i]) * fScale;
+    snprintf(szValue, sizeof(szValue), "%.2f x %.2f x %.2f %.8s", afSize[0], afSize[2], afSize[1],
+             twStrings_Get(iUnits == 1 ? TW_STR_FEET_SHORT : TW_STR_METRES_SHORT));
+    Line(aszLines[4], STR_ELEMENT + 4, szValue);
+    return TW_PICK_LINES;
+}
+
+void twWorld_DrawPickedText(int iElement, int iUnits, int iX, int iY)
+{
+    char aszLines[TW_PICK_LINES][TW_PICK_LINE_SIZE];
+    int iCount = twWorld_PickedText(iElement, iUnits, aszLines);
+    if (!iCount)
+        return;
+    // below the cross, so that the element itself stays in sight
+    int x0 = iX - PANEL_WIDTH / 2, iTop = iY - 60;
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    glColor4f(0, 0, 0, 160 / 255.0f);
+    twOgl_DrawRect(x0, iTop - iCount * LINE_STEP - 8, PANEL_WIDTH, iCount * LINE_STEP + 8, 0);
+    glDisable(GL_BLEND);
+    glColor4f(1, 1, 1, 1);
+    for (int i = 0; i < iCount; i++) {
+        char* pstrTab = strchr(aszLines[i], '\t');
+        if (!pstrTab)
+            continue;
+        *pstrTab = 0;
+        int y = iTop - (i + 1) * LINE_STEP;
+        twOgl_DrawText(0, x0 + 10, y, aszLines[i]);
+        twOgl_DrawText(0, x0 + 110, y, pstrTab + 1);
+    }
+}
