@@ -134,9 +134,10 @@ int twEngine_Run(void)
     twLog("twEngine_Run", "---Entering main loop---\n");
     while (!pEngine->bQuit) {
         twEngine_Update();
-        // the developer panel's occluder view joins with the panel
+        // "Draw occluders" copies the ID picture for the developer panel to show
         twWorld_VisibilitySweep(pEngine->bDrawFlare, pCam,
-                                pEngine->bSkyFollowsSun ? (float)pEngine->iSunAzimuthWanted : 0, pEngine->bUseVbo, 0);
+                                pEngine->bSkyFollowsSun ? (float)pEngine->iSunAzimuthWanted : 0, pEngine->bUseVbo,
+                                pEngine->bDrawOccluders);
         twEngine_Draw();
         twEngine_HandleInput();
     }

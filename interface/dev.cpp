@@ -21,6 +21,8 @@
 #define LABEL_X 10
 #define VALUE_X 160
 #define STATS_WIDTH 340
+#define PANEL_W 490
+#define OCCLUDER_VIEW 320 // pixels a side of the ID picture's view
 #define STR_STATS_FIRST 345 // frames per second, triangles drawn, draw calls, groups drawn
 
 TwDev* pDev = nullptr;
@@ -132,7 +134,7 @@ void twDev_DrawPanel(void)
     glEnable(GL_BLEND);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
     glColor4f(0, 0, 0, 0.4f);
-    twOgl_DrawRect(0, H - 410, 490, 320, 0);
+    twOgl_DrawRect(0, H - 410, PANEL_W, 320, 0);
     glDisable(GL_BLEND);
     glColor4f(1, 1, 1, 1);
     twOgl_DrawText(0, LABEL_X, H - 112, "Dev mode [tab]");
@@ -161,6 +163,10 @@ void twDev_DrawPanel(void)
         snprintf(sz, sizeof(sz), "%d [%c]", *SwitchField(i), s_aSwitches[i].cKey);
         Row(y, s_aSwitches[i].pstrLabel, sz);
     }
+    // the sweep's ID picture as it was read back, beside the panel: the groups' numbers
+    // are its colours, so near groups show dark red
+    if (e->bDrawOccluders && pWorld && pWorld->pOcTex)
+        twOgl_DrawImage(PANEL_W + 10, H - 410, OCCLUDER_VIEW, OCCLUDER_VIEW, pWorld->pOcTex, 0);
 }
 
 void twDev_DrawStatistics(void)

@@ -575,6 +575,15 @@ static void Keys(void)
         for (int iKey : aiDevKeys)
             if (twInput_KeyPressed(iKey))
                 twDev_Key(iKey);
+        // the selected luxel, by one or with Shift by ten: up and right go up the surface's axes
+        static const int aiArrows[4][3] = {{TW_KEY_UP, 0, 1}, {TW_KEY_DOWN, 0, -1}, {TW_KEY_LEFT, -1, 0},
+                                           {TW_KEY_RIGHT, 1, 0}};
+        for (const int* piArrow : aiArrows)
+            if (e->bDevMode && twInput_KeyPressed(piArrow[0]))
+                twWorld_MoveSelectedLuxel(piArrow[1] * (bShift ? 10 : 1), piArrow[2] * (bShift ? 10 : 1));
+        // a copy opened at once, past the deferred action and its message
+        if (twInput_KeyPressed(TW_KEY_F5))
+            twEngine_Load(nullptr);
     } else {
         if (twInput_KeyPressed(TW_KEY_U) && !bShift)
             e->bStatistics = !e->bStatistics;

@@ -161,5 +161,8 @@ int twWorld_UploadSurfaceLight(TwSurface* pSurface);
 void twWorld_ShowLightProgress(void);
 int twWorld_ResetLightProgress(void);
 int twWorld_LightComplete(void);        // every sample there is has been taken
+// the developers' arrows: the selected surface's luxel moved, kept within the surface; 0
+// without a surface selected
+int twWorld_MoveSelectedLuxel(int iDu, int iDv);
 void twWorld_FindVisibleSurfaces(const TwCamera* pCamera);
 void twWorld_FindVisibleMeshes(const TwCamera* pCamera);

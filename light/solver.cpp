@@ -789,6 +789,22 @@ int twWorld_ResetLightProgress(void)
     return 1;
 }
 
+static int Clamp(int i, int iLow, int iHigh)
+{
+    return i < iLow ? iLow : (i > iHigh ? iHigh : i);
+}
+
+int twWorld_MoveSelectedLuxel(int iDu, int iDv)
+{
+    TwWorld* w = pWorld;
+    if (!w || !w->ppSurfaces || w->iCurrentSurface < 0 || (uint32_t)w->iCurrentSurface >= w->uiNumSurfaces)
+        return 0;
+    const TwSurface* S = w->ppSurfaces[w->iCurrentSurface];
+    w->usSampleU = (uint16_t)Clamp(w->usSampleU + iDu, 0, S->usLuxelsU > 0 ? S->usLuxelsU - 1 : 0);
+    w->usSampleV = (uint16_t)Clamp(w->usSampleV + iDv, 0, S->usLuxelsV > 0 ? S->usLuxelsV - 1 : 0);
+    return 1;
+}
+
 int twWorld_LightComplete(void)
 {
     return pWorld->iSamplesTotal > 0 && pWorld->iSamplesTotal == pWorld->iSamplesDone;

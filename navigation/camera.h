@@ -98,6 +98,8 @@ void twCamera_StartWalking(TwCamera* pCamera);
 // collision.cpp: pushes the walker out of what he touches; pPos points at vPos, which the
 // fall speed and the ground contact follow
 void twWorld_Collide(float* pPos, float fEyeHeight, float fRadius);
+// the developers' view of the physics triangles within 12 metres of a point
+void twWorld_DrawCollisionView(const float* pvPos);
 void twWorld_SetCameraRange(TwCamera* pCamera, float* pfNear, float* pfFar);
 // The floor under a spot that a walker with his feet at fFeetY can be put on: 0 where there
 // is none, or the spot is inside a wall

@@ -1,3 +1,4 @@
+#include <GL/glew.h>
 #include <math.h>
 #include <string.h>
 
@@ -14,6 +15,7 @@
 #define AXIS_LIFT 0.01f      // a contact between feet and eye pushes a little upwards: steps are ridden over
 #define GROUND_SLOPE 0.5f    // a surface less than 60 degrees from level holds the walker up
 #define FAR_FACE 2.0f        // metres beyond the radius: a face too far to touch
+#define VIEW_REACH 12.0f     // metres about the eye that the developers' collision view shows
 
 // The walker: position (with fall speed and ground contact behind it), capsule and box
 struct Walker {
@@ -104,38 +106,89 @@ static void TestTriangle(const Walker* w, const float* a, const float* b, const 
         p[4] += fUp;
 }
 
-// The physics tree, front before back, on a stack of our own: a degenerate tree is deep
+// The next leaf of the physics tree that meets a box, front before back, on a stack of our
+// own (a degenerate tree is deep; out of memory the walk ends where it is); null at the end.
+// The stack starts with the root pushed.
+static TwBspVolume* NextLeaf(TwStack* pStack, const float* pvCentre, const float* pvHalf)
+{
+    while (TwBspVolume* pVolume = (TwBspVolume*)twStack_Pop(pStack)) {
+        pWorld->iNumCollisionVolumes++;
+        if (pVolume->bLeaf)
+            return pVolume;
+        // pushed back first, so that the front is walked first
+        TwBspVolume* pBack = pVolume->pBack;
+        TwBspVolume* pFront = pVolume->pFront;
+        if ((pBack && twBox_Overlap(pBack->vCentre, pBack->vHalfSize, pvCentre, pvHalf) &&
+             !twStack_Push(pStack, pBack)) ||
+            (pFront && twBox_Overlap(pFront->vCentre, pFront->vHalfSize, pvCentre, pvHalf) &&
+             !twStack_Push(pStack, pFront)))
+            return nullptr;
+    }
+    return nullptr;
+}
+
 static void CollideTree(const Walker* w)
 {
     TwWorld* pW = pWorld;
-    if (!pW->pBspVolume)
-        return;
     TwStack stack;
     twStack_Init(&stack);
-    TwBspVolume* pVolume = pW->pBspVolume;
-    while (pVolume) {
-        pW->iNumCollisionVolumes++;
-        if (pVolume->bLeaf) {
-            for (int t = 0; t < pVolume->iNumPhysTris; t++) {
-                TwVertex** pp = &pVolume->ppPhysTris[t * 3];
+    if (pW->pBspVolume && twStack_Push(&stack, pW->pBspVolume)) {
+        while (TwBspVolume* pLeaf = NextLeaf(&stack, w->pPos, w->afBox)) {
+            for (int t = 0; t < pLeaf->iNumPhysTris; t++) {
+                TwVertex** pp = &pLeaf->ppPhysTris[t * 3];
                 TestTriangle(w, pp[0]->vPos, pp[1]->vPos, pp[2]->vPos);
             }
-            pW->iNumCollisionTris += pVolume->iNumPhysTris;
-        } else {
-            // pushed back first, so that the front is walked first; out of memory, the walk
-            // ends where it is
-            TwBspVolume* pBack = pVolume->pBack;
-            TwBspVolume* pFront = pVolume->pFront;
-            if (pBack && twBox_Overlap(pBack->vCentre, pBack->vHalfSize, w->pPos, w->afBox) &&
-                !twStack_Push(&stack, pBack))
-                break;
-            if (pFront && twBox_Overlap(pFront->vCentre, pFront->vHalfSize, w->pPos, w->afBox) &&
-                !twStack_Push(&stack, pFront))
-                break;
+            pW->iNumCollisionTris += pLeaf->iNumPhysTris;
         }
-        pVolume = (TwBspVolume*)twStack_Pop(&stack);
     }
     twStack_Free(&stack);
+}
+
+void twWorld_DrawCollisionView(const float* pvPos)
+{
+    TwWorld* pW = pWorld;
+    if (!pW || !pW->bLoaded || !pW->pBspVolume)
+        return;
+    const float afReach[3] = {VIEW_REACH, VIEW_REACH, VIEW_REACH};
+    // both sides of every face: a wall seen from behind stops the walker as well
+    GLboolean bCull = glIsEnabled(GL_CULL_FACE);
+    glDisable(GL_CULL_FACE);
+    glDisable(GL_TEXTURE_2D);
+    glDisable(GL_LIGHTING);
+    glDisable(GL_BLEND);
+    glEnable(GL_POLYGON_OFFSET_FILL);
+    glPolygonOffset(1, 1);
+    TwStack stack;
+    twStack_Init(&stack);
+    if (twStack_Push(&stack, pW->pBspVolume)) {
+        while (TwBspVolume* pLeaf = NextLeaf(&stack, pvPos, afReach)) {
+            // shaded by facing, so that floors, walls and ceilings read apart
+            for (int bLines = 0; bLines < 2; bLines++) {
+                for (int t = 0; t < pLeaf->iNumPhysTris; t++) {
+                    TwVertex** pp = &pLeaf->ppPhysTris[t * 3];
+                    float u[3], v[3], n[3];
+                    twVec_Sub(pp[1]->vPos, pp[0]->vPos, u);
+                    twVec_Sub(pp[2]->vPos, pp[0]->vPos, v);
+                    twVec_Cross(u, v, n);
+                    twVec_Normalize(n);
+                    float fShade = 0.35f + 0.45f * fabsf(n[1]) + 0.2f * fabsf(n[0]);
+                    if (bLines)
+                        glColor3f(0, 0, 0);
+                    else
+                        glColor3f(0.55f * fShade, fShade, 0.7f * fShade);
+                    glBegin(bLines ? GL_LINE_LOOP : GL_TRIANGLES);
+                    for (int k = 0; k < 3; k++)
+                        glVertex3fv(pp[k]->vPos);
+                    glEnd();
+                }
+            }
+        }
+    }
+    twStack_Free(&stack);
+    glDisable(GL_POLYGON_OFFSET_FILL);
+    if (bCull)
+        glEnable(GL_CULL_FACE);
+    glColor3f(1, 1, 1);
 }
 
 // With a layer hidden the tree holds too much: the visible elements are tested one by one,

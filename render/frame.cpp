@@ -84,11 +84,11 @@ static void DrawModel(const TwCamera* pCamera)
         fShadow = e->fSunShadow;
     if (e->iDrawMode == TW_MODE_LIT) {
         twWorld_DrawLit(e->bUseVbo, e->iSceneOption, pCamera, (float)e->iSunAzimuth, (float)e->iSunAltitude, fShadow,
-                        e->fLightLevel, e->bDrawEdges, 1, e->bSoftShadows);
+                        e->fLightLevel, e->bDrawEdges, e->bTransparency, e->bSoftShadows);
         return;
     }
     twWorld_Draw(e->bUseVbo, e->iDrawMode, e->iSceneOption, pCamera, (float)e->iSunAzimuth, (float)e->iSunAltitude,
-                 fShadow, e->fLightLevel, e->fLightGain, e->bDrawEdges, 1, e->bSoftShadows);
+                 fShadow, e->fLightLevel, e->fLightGain, e->bDrawEdges, e->bTransparency, e->bSoftShadows);
 }
 
 // Red while recording, green while paused, with the blinking dot over the pause bars and
@@ -282,6 +282,8 @@ void twEngine_Draw(void)
         twOgl_DrawAxes();
         if (!twDev_HidesWorld())
             DrawModel(pCam);
+        else if (pDev->iSystem == TW_DEV_SYSTEM_PHYSICS)
+            twWorld_DrawCollisionView(pCam->vPos);
         if (e->bElementPick) {
             twWorld_DrawPicked(e->iPickedElement, e->iTrackedElement);
         } else if (e->bMeasureMode) {

@@ -580,8 +580,22 @@ if [ -s "$BAKE_HOME/Documents/Ambulon/Temp/LightS.bin" ] && root_switch_on publi
         xdotool click 1
         wait_for_text "$LOG" "Model succesfully loaded" 120 || fail "republish: the copy didn't open"
         sleep 1
+        # the copy's light comes up on the Light page; taken again by mouse from the Model
+        # tab (80, 825) and the Light tab (80, 859), it shows the light complete
+        for move in "-719 -19" "0 34"; do
+            xdotool mousemove_relative -- $move
+            sleep 0.3
+            xdotool click 1
+            sleep 0.5
+        done
+        import -window root "$BUILD/e2e-copy-light.png"
+        panel_shown "$BUILD/e2e-copy-light.png" || fail "republish: no panel over the opened copy"
         echo "$WORK/pub/Again.exe" > "$WORK/answer"
-        xdotool mousemove_relative -- 0 17
+        xdotool mousemove_relative -- 0 -34
+        sleep 0.3
+        xdotool click 1
+        sleep 0.5
+        xdotool mousemove_relative -- 719 36
         sleep 0.3
         xdotool click 1
         wait_for_text "$LOG" "Win exe successfully generated" 120 || fail "republish: no second copy"

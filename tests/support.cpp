@@ -1,6 +1,7 @@
 #include "tests/support.h"
 
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include "engine/log.h"
@@ -71,4 +72,18 @@ std::string twTest_MakeCopy(const std::string& name, const TwExportModel& model,
     resources.insert(resources.end(), files.begin(), files.end());
     twTest_MakePack(dir + name, dir + "bare", resources);
     return dir + name;
+}
+
+void twTest_StubZenity(const std::string& output, int iStatus)
+{
+    static std::string s_path = getenv("PATH") ? getenv("PATH") : "";
+    if (iStatus < 0) {
+        setenv("PATH", s_path.c_str(), 1);
+        return;
+    }
+    std::string bin = twHarness_Dir() + "bin";
+    mkdir(bin.c_str(), 0755);
+    twHarness_WriteText(bin + "/zenity", "#!/bin/sh\necho '" + output + "'\nexit " + std::to_string(iStatus) + "\n");
+    chmod((bin + "/zenity").c_str(), 0755);
+    setenv("PATH", (bin + ":" + s_path).c_str(), 1);
 }

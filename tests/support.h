@@ -24,3 +24,6 @@ int twTest_MakePack(const std::string& output, const std::string& bare, const st
 // files given (named in the pack as on disk); its path
 std::string twTest_MakeCopy(const std::string& name, const TwExportModel& model,
                             const std::vector<std::string>& files = {});
+// A zenity first on PATH that prints a path (or fails with the given status); the PATH of
+// the start comes back at the next call with an empty output and status -1
+void twTest_StubZenity(const std::string& output, int iStatus);

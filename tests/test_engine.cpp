@@ -28,13 +28,11 @@
 
 struct Engine : ::testing::Test {
     static std::string dir;
-    static std::string path;
 
     static void SetUpTestSuite()
     {
         twHarness_StartGl(320, 240);
         dir = twHarness_Dir();
-        path = getenv("PATH") ? getenv("PATH") : "";
         twStrings_Init();
         ASSERT_EQ(twStrings_ImportBin((std::string(AMB_BUILD_DIR) + "/Data/Strings/Strings.bin").c_str()), 1);
         ASSERT_EQ(twEngine_InitEngine(), 1);
@@ -44,23 +42,12 @@ struct Engine : ::testing::Test {
     }
     static void TearDownTestSuite()
     {
-        setenv("PATH", path.c_str(), 1);
+        twTest_StubZenity("", -1);
         twEngine_Shutdown(); // the whole list, down to the core
     }
 
-    // a zenity on PATH that prints a path (or fails with the given status)
-    static void StubZenity(const std::string& output, int iStatus)
-    {
-        std::string bin = dir + "bin";
-        mkdir(bin.c_str(), 0755);
-        twHarness_WriteText(bin + "/zenity",
-                            "#!/bin/sh\necho '" + output + "'\nexit " + std::to_string(iStatus) + "\n");
-        chmod((bin + "/zenity").c_str(), 0755);
-        setenv("PATH", (bin + ":" + path).c_str(), 1);
-    }
 };
 std::string Engine::dir;
-std::string Engine::path;
 
 // Before any model, every mode on offer draws the bare background and nothing else: no
 // leftover geometry, no GL error, whatever the mode's programs expect to find bound
@@ -457,7 +444,7 @@ TEST_F(Engine, OpensAStandAloneCopy)
 TEST_F(Engine, TheDialogChoosesTheCopy)
 {
     std::string copy = twTest_MakeCopy("Chosen.exe", twSample_SmallHouse());
-    StubZenity(copy, 0);
+    twTest_StubZenity(copy, 0);
     pEngine->iPendingStep = 1;
     pEngine->iPendingKind = TW_PENDING_OPEN;
     twEngine_RunPending(pEngine->szPickedPath, &pEngine->iPendingStep, &pEngine->iPendingKind, &pEngine->fMessageTime,
@@ -467,7 +454,7 @@ TEST_F(Engine, TheDialogChoosesTheCopy)
     EXPECT_STREQ(pEngine->szModelPath, copy.c_str());
     EXPECT_EQ(pWorld->bLoaded, 1);
     // cancelling changes nothing
-    StubZenity("", 1);
+    twTest_StubZenity("", 1);
     EXPECT_EQ(twEngine_Load(nullptr), 0);
     EXPECT_STREQ(pEngine->szModelPath, copy.c_str());
     EXPECT_EQ(pWorld->bLoaded, 1);
@@ -475,7 +462,7 @@ TEST_F(Engine, TheDialogChoosesTheCopy)
     setenv("PATH", (dir + "nothing-here").c_str(), 1);
     EXPECT_EQ(twEngine_Load(nullptr), 0);
     EXPECT_TRUE(twTest_LogHas("!zenity : not found\n"));
-    setenv("PATH", path.c_str(), 1);
+    twTest_StubZenity("", -1);
     EXPECT_EQ(pWorld->bLoaded, 1);
 }
 

@@ -528,3 +528,87 @@ TEST_F(Interf, ACopyOpensWithItsLightStateAndAPartLitOneContinuesToTheWhole)
     pEngine->bInterface = 0;
     pEngine->fInterfSlideDir = 0;
 }
+
+// The developers' keys and views: the physics view draws the collision triangles where the
+// wall stands, Z with F5 opens a copy at once, Z with the arrows moves the selected luxel
+// within its surface, and the Transparency switch leaves the glass out
+TEST_F(Interf, DevViewsAndKeysTakeEffect)
+{
+    std::string copy = twTest_MakeCopy("Dev.exe", twSample_SmallHouse());
+    twTest_StubZenity(copy, 0);
+    ZTap(SDL_SCANCODE_F5);
+    Frame(W / 2, H / 2);
+    twTest_StubZenity("", -1);
+    ASSERT_STREQ(pEngine->szModelPath, copy.c_str());
+    pEngine->bInterface = 0;
+    pEngine->fInterfSlideDir = 0;
+    pCam->bWalk = 0;
+    LoopFrame();
+    // the wall's faces in the physics view's shade of a face turned sideways
+    auto Shaded = [](void) {
+        std::vector<uint8_t> pixels(21 * 21 * 4);
+        glReadPixels(W / 2 - 10, H / 2 - 10, 21, 21, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+        int iShaded = 0;
+        for (size_t i = 0; i < pixels.size(); i += 4)
+            iShaded += abs(pixels[i] - 49) < 4 && abs(pixels[i + 1] - 89) < 4 && abs(pixels[i + 2] - 62) < 4;
+        return iShaded;
+    };
+    int iBackground = pEngine->iBackgroundWanted;
+    pEngine->iBackgroundWanted = 2; // a plain grey, cleared each frame
+    twEngine_ApplySettings();
+    pDev->bActive = 1;
+    pDev->iSystem = TW_DEV_SYSTEM_PHYSICS;
+    twEngine_Draw();
+    EXPECT_GT(Shaded(), 21 * 21 / 2);
+    pDev->iSystem = 0;
+    twEngine_Draw();
+    EXPECT_EQ(Shaded(), 0);
+    pDev->bActive = 0;
+    pEngine->iBackgroundWanted = iBackground;
+    twEngine_ApplySettings();
+
+    // the glass over the wall is the second pass
+    std::vector<uint8_t> with(W * H * 4), without(W * H * 4);
+    twEngine_Draw();
+    glReadPixels(0, 0, W, H, GL_RGBA, GL_UNSIGNED_BYTE, with.data());
+    pEngine->bTransparency = 0;
+    twEngine_Draw();
+    glReadPixels(0, 0, W, H, GL_RGBA, GL_UNSIGNED_BYTE, without.data());
+    pEngine->bTransparency = 1;
+    EXPECT_TRUE(with != without);
+
+    // the luxel of a selected surface, clamped to it; nothing moves without dev mode
+    pWorld->iLightQuality = 2; // luxels enough on a side
+    ASSERT_EQ(twEngine_PrepareLight(), 1);
+    uint32_t i = 0;
+    for (uint32_t k = 1; k < pWorld->uiNumSurfaces; k++)
+        if (pWorld->ppSurfaces[k]->usLuxelsV > pWorld->ppSurfaces[i]->usLuxelsV)
+            i = k;
+    const TwSurface* S = pWorld->ppSurfaces[i];
+    ASSERT_GE(S->usLuxelsV, 4) << "quality " << pWorld->iLightQuality;
+    pWorld->iCurrentSurface = (int)i;
+    pWorld->usSampleU = pWorld->usSampleV = 0;
+    ZTap(SDL_SCANCODE_RIGHT);
+    Frame(W / 2, H / 2);
+    EXPECT_EQ(pWorld->usSampleU, 0);
+    pEngine->bDevMode = 1;
+    ZTap(SDL_SCANCODE_RIGHT);
+    Frame(W / 2, H / 2);
+    ZTap(SDL_SCANCODE_LEFT);
+    Frame(W / 2, H / 2);
+    ZTap(SDL_SCANCODE_LEFT);
+    Frame(W / 2, H / 2);
+    EXPECT_EQ(pWorld->usSampleU, 0);
+    Key(SDL_SCANCODE_LSHIFT, 1);
+    ZTap(SDL_SCANCODE_UP);
+    Frame(W / 2, H / 2);
+    ZTap(SDL_SCANCODE_UP);
+    Frame(W / 2, H / 2);
+    Key(SDL_SCANCODE_LSHIFT, 0);
+    EXPECT_EQ(pWorld->usSampleV, S->usLuxelsV - 1);
+    ZTap(SDL_SCANCODE_DOWN);
+    Frame(W / 2, H / 2);
+    EXPECT_EQ(pWorld->usSampleV, S->usLuxelsV - 2);
+    pEngine->bDevMode = 0;
+    pWorld->iCurrentSurface = -1;
+}
