@@ -494,25 +494,29 @@ static int LoadTempLight(void)
     return 1;
 }
 
-// The light a copy carries, after its model (pstrFrom the copy opened, null the own pack): a
-// copy without light runs unlit, and light that doesn't load fails the caller's step
-static int LoadCopyLight(const char* pstrFrom, const char* pstrTag)
+// The light a copy carries, after its model (pstrFrom the copy opened, null the own pack). A
+// copy without light runs unlit; so does one whose light doesn't load, with a message: a
+// client who can't read the log still gets the building, and the job can start afresh.
+static void LoadCopyLight(const char* pstrFrom, const char* pstrTag)
 {
     TwEngine* e = pEngine;
     e->bLightLoaded = 0;
     if (!e->bRadiosity || !twCore_HasResource(TW_LIGHT_RESOURCE, pstrFrom))
-        return 1;
-    if (!twWorld_InitLight(0, pstrFrom)) {
+        return;
+    int bInit = twWorld_InitLight(0, pstrFrom);
+    if (!bInit)
         twLogError("twWorld_LoadLight", "!twWorld_InitLight\n");
-        return 0;
-    }
-    if (!twWorld_LoadLight(0, pstrFrom)) {
+    else if (!twWorld_LoadLight(0, pstrFrom))
         twLogError(pstrTag, "!twWorld_LoadLight\n");
-        return 0;
+    else {
+        e->bLightLoaded = 1;
+        e->iRenderModeWanted = TW_MODE_LIT;
+        return;
     }
-    e->bLightLoaded = 1;
-    e->iRenderModeWanted = TW_MODE_LIT;
-    return 1;
+    twLogError(pstrTag, "The light of '%s' is left out: the model runs unlit\n", pstrFrom ? pstrFrom : "this copy");
+    twWorld_FreeRad();
+    e->fMessageTime = MESSAGE_SECONDS;
+    e->iMessageKind = 1;
 }
 
 // A copy's date and place, from its own pack or the one opened; a copy without them keeps
@@ -551,8 +555,7 @@ int twEngine_InitWorld(void)
             twLogError("twWorld_Init", "!twWorld_LoadModel\n");
             return 0;
         }
-        if (!LoadCopyLight(nullptr, "twWorld_Init"))
-            return 0;
+        LoadCopyLight(nullptr, "twWorld_Init");
         FILE* pSettings = twCore_GetResource(TW_SETTINGS_FILE, nullptr);
         if (pSettings) {
             twEngine_LoadSaveSettings(pSettings, 0);
@@ -706,8 +709,7 @@ int twEngine_Load(const char* pstrPath)
     e->fMessageTime = 0;
     e->iTrackedElement = e->iPickedElement = -1;
     e->iRenderModeWanted = TW_MODE_LAMP;
-    if (!LoadCopyLight(szPath, "twEngine_Load"))
-        return 0;
+    LoadCopyLight(szPath, "twEngine_Load");
     twEngine_ShowLightState(1);
     int iSize = 0;
     FILE* pGalleryFile = twCore_GetResourceExt(TW_GALLERY_FILE, szPath, &iSize);

@@ -539,3 +539,43 @@ TEST_F(Engine, AFinishedLightJobClosesThePanel)
     pEngine->bInterface = 0;
     pEngine->fInterfSlideDir = 0;
 }
+
+// A copy whose light is damaged, or belongs to another model, still opens: unlit, with the
+// message of a failed file and a log line, and a new light job can start on it
+TEST_F(Engine, ACopyWithLightThatDoesNotLoadOpensUnlit)
+{
+    std::string temp = dir + "Temp/";
+    mkdir(temp.c_str(), 0755);
+    ASSERT_EQ(twEngine_Load(twTest_MakeCopy("Source.exe", twSample_SmallHouse()).c_str()), 1);
+    pWorld->iLightQuality = 0;
+    ASSERT_EQ(twEngine_PrepareLight(), 1);
+    twEngine_RunLight(0);
+    ASSERT_EQ(twWorld_LightComplete(), 1);
+    std::vector<std::string> files, damaged;
+    for (const char* pstrFile : {"LightInit.bin", "LightSort.bin", "LightEq.bin", "LightS.bin", "LightM.bin"}) {
+        files.push_back(temp + pstrFile);
+        twHarness_WriteText(dir + pstrFile, "not light at all");
+        damaged.push_back(dir + pstrFile);
+    }
+    TwExportModel other = twSample_SmallHouse();
+    other.elements.push_back(twSample_Box(5, 0, 5, 6, 1, 6, 1, 0));
+    std::string foreign = twTest_MakeCopy("Foreign.exe", other, files);
+    std::string broken = twTest_MakeCopy("Broken.exe", twSample_SmallHouse(), damaged);
+    for (const std::string& copy : {foreign, broken}) {
+        twHarness_WriteText(dir + TW_LOG_FILE_NAME, "");
+        pEngine->fMessageTime = 0;
+        ASSERT_EQ(twEngine_Load(copy.c_str()), 1) << copy;
+        EXPECT_EQ(pWorld->bLoaded, 1);
+        EXPECT_EQ(pEngine->bLightLoaded, 0);
+        EXPECT_EQ(pEngine->iRenderModeWanted, TW_MODE_LAMP);
+        EXPECT_FLOAT_EQ(pEngine->fMessageTime, 6.0f);
+        EXPECT_EQ(pEngine->iMessageKind, 1);
+        EXPECT_TRUE(twTest_LogHas("The light of '" + copy + "' is left out: the model runs unlit\n"));
+        EXPECT_TRUE(twTest_LogHas("  Model succesfully loaded\n"));
+        ASSERT_EQ(twEngine_PrepareLight(), 1) << "a new job starts on the unlit copy";
+    }
+    twWorld_SetLightAbortCallback(nullptr);
+    twWorld_SetLightProgressCallback(nullptr);
+    pEngine->bInterface = 0;
+    pEngine->fInterfSlideDir = 0;
+}
