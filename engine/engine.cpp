@@ -503,8 +503,7 @@ static void LoadCopyLight(const char* pstrFrom, const char* pstrTag)
     e->bLightLoaded = 0;
     if (!e->bRadiosity || !twCore_HasResource(TW_LIGHT_RESOURCE, pstrFrom))
         return;
-    int bInit = twWorld_InitLight(0, pstrFrom);
-    if (!bInit)
+    if (!twWorld_InitLight(0, pstrFrom))
         twLogError("twWorld_LoadLight", "!twWorld_InitLight\n");
     else if (!twWorld_LoadLight(0, pstrFrom))
         twLogError(pstrTag, "!twWorld_LoadLight\n");

@@ -92,15 +92,10 @@ void twMeasure_Pick(const TwCamera* pCam, int iX, int iY)
     if (aiViewport[2] <= 0 || aiViewport[3] <= 0)
         return;
     // back through the viewport and the camera's projection and view
-    float afNdc[4] = {2.0f * (iX - aiViewport[0]) / aiViewport[2] - 1, 2.0f * (iY - aiViewport[1]) / aiViewport[3] - 1,
-                      2 * fDepth - 1, 1};
-    const float* pfInverse = pCam->mViewProjInverse;
-    float afWorld[4];
-    twMat_MulVec4(pfInverse, afNdc, afWorld);
-    if (afWorld[3] == 0)
+    float afNdc[3] = {2.0f * (iX - aiViewport[0]) / aiViewport[2] - 1, 2.0f * (iY - aiViewport[1]) / aiViewport[3] - 1,
+                      2 * fDepth - 1};
+    if (!twCamera_Unproject(pCam, afNdc, m->vPoint))
         return;
-    for (int i = 0; i < 3; i++)
-        m->vPoint[i] = afWorld[i] / afWorld[3];
     Distances(pCam);
 }
 

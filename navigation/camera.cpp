@@ -204,6 +204,18 @@ void twCamera_MouseLook(TwCamera* c, int iDx, int iDy)
         *pfPitch = -TW_PITCH_LIMIT;
 }
 
+int twCamera_Unproject(const TwCamera* c, const float* pvNdc, float* pvOut)
+{
+    const float afNdc[4] = {pvNdc[0], pvNdc[1], pvNdc[2], 1};
+    float afWorld[4];
+    twMat_MulVec4(c->mViewProjInverse, afNdc, afWorld);
+    if (afWorld[3] == 0)
+        return 0;
+    for (int i = 0; i < 3; i++)
+        pvOut[i] = afWorld[i] / afWorld[3];
+    return 1;
+}
+
 void twCamera_DirFromAngles(float fPitch, float fYaw, float* pDirOut)
 {
     pDirOut[0] = -sinf(fYaw * TW_DEG);

@@ -82,6 +82,9 @@ void twCamera_MouseLook(TwCamera* pCamera, int iDx, int iDy);
 void twCamera_DirFromAngles(float fPitch, float fYaw, float* pDirOut); // the one direction formula
 void twCamera_GetUp(const float* pDir, float* pUp);
 void twCamera_UpdateMatrices(TwCamera* pCamera, int bFrustum);
+// a point of the view's clip cube (x, y, z from -1 to 1) back in the world; 0 where the
+// matrices can't take it there
+int twCamera_Unproject(const TwCamera* pCamera, const float* pvNdc, float* pvOut);
 void twCamera_UpdateSunMatrices(TwCamera* pCamera);
 int twCamera_BoxInFrustum(const TwCamera* pCamera, const float* pCentre, const float* pHalfSize);
 void twCamera_TopZoom(TwCamera* pCamera, int iWheel);

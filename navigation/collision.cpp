@@ -162,20 +162,21 @@ void twWorld_DrawCollisionView(const float* pvPos)
     twStack_Init(&stack);
     if (twStack_Push(&stack, pW->pBspVolume)) {
         while (TwBspVolume* pLeaf = NextLeaf(&stack, pvPos, afReach)) {
-            // shaded by facing, so that floors, walls and ceilings read apart
+            // the faces shaded by facing, so that floors, walls and ceilings read apart, then
+            // their edges in black
             for (int bLines = 0; bLines < 2; bLines++) {
+                glColor3f(0, 0, 0);
                 for (int t = 0; t < pLeaf->iNumPhysTris; t++) {
                     TwVertex** pp = &pLeaf->ppPhysTris[t * 3];
-                    float u[3], v[3], n[3];
-                    twVec_Sub(pp[1]->vPos, pp[0]->vPos, u);
-                    twVec_Sub(pp[2]->vPos, pp[0]->vPos, v);
-                    twVec_Cross(u, v, n);
-                    twVec_Normalize(n);
-                    float fShade = 0.35f + 0.45f * fabsf(n[1]) + 0.2f * fabsf(n[0]);
-                    if (bLines)
-                        glColor3f(0, 0, 0);
-                    else
+                    if (!bLines) {
+                        float u[3], v[3], n[3];
+                        twVec_Sub(pp[1]->vPos, pp[0]->vPos, u);
+                        twVec_Sub(pp[2]->vPos, pp[0]->vPos, v);
+                        twVec_Cross(u, v, n);
+                        twVec_Normalize(n);
+                        float fShade = 0.35f + 0.45f * fabsf(n[1]) + 0.2f * fabsf(n[0]);
                         glColor3f(0.55f * fShade, fShade, 0.7f * fShade);
+                    }
                     glBegin(bLines ? GL_LINE_LOOP : GL_TRIANGLES);
                     for (int k = 0; k < 3; k++)
                         glVertex3fv(pp[k]->vPos);
@@ -308,16 +309,10 @@ int twWorld_PutOnFloorUnderCross(TwCamera* c, float fRadius)
 {
     float fFeet = c->vPos[1] - c->fEyeHeight;
     // the view's middle line, from the near plane to the far, meets the walker's feet level
-    static const float s_afNearNdc[4] = {0, 0, -1, 1}, s_afFarNdc[4] = {0, 0, 1, 1};
-    float afNear[4], afFar[4];
-    twMat_MulVec4(c->mViewProjInverse, s_afNearNdc, afNear);
-    twMat_MulVec4(c->mViewProjInverse, s_afFarNdc, afFar);
-    if (afNear[3] == 0 || afFar[3] == 0)
+    static const float s_afNearNdc[3] = {0, 0, -1}, s_afFarNdc[3] = {0, 0, 1};
+    float afNear[3], afFar[3];
+    if (!twCamera_Unproject(c, s_afNearNdc, afNear) || !twCamera_Unproject(c, s_afFarNdc, afFar))
         return 0;
-    for (int i = 0; i < 3; i++) {
-        afNear[i] /= afNear[3];
-        afFar[i] /= afFar[3];
-    }
     float fRise = afFar[1] - afNear[1];
     float t = fabsf(fRise) > 1e-6f ? (fFeet - afNear[1]) / fRise : 0;
     float x = afNear[0] + (afFar[0] - afNear[0]) * t, z = afNear[2] + (afFar[2] - afNear[2]) * t;

@@ -45,25 +45,6 @@ static int RayMeetsBox(const float* p, const float* d, const float* pvMin, const
     return 1;
 }
 
-// A window pixel back to a point on the near (-1) or far (1) plane
-static int Unproject(const TwCamera* pCam, const int* aiViewport, int iX, int iY, float fZ, float* pvOut)
-{
-    float afNdc[4] = {2.0f * (iX + 0.5f - aiViewport[0]) / aiViewport[2] - 1,
-                      2.0f * (iY + 0.5f - aiViewport[1]) / aiViewport[3] - 1, fZ, 1};
-    float afWorld[4];
-    twMat_MulVec4(pCam->mViewProjInverse, afNdc, afWorld);
-    if (afWorld[3] == 0)
-        return 0;
-    for (int i = 0; i < 3; i++)
-        pvOut[i] = afWorld[i] / afWorld[3];
-    return 1;
-}
-
-static int ElementShown(const TwElement* pElement)
-{
-    return twLayers_IsVisible(pElement->iLayer);
-}
-
 int twWorld_PickElement(const TwCamera* pCam, int iX, int iY)
 {
     TwWorld* w = pWorld;
@@ -72,8 +53,13 @@ int twWorld_PickElement(const TwCamera* pCam, int iX, int iY)
     int aiViewport[4] = {0, 0, twWindow_GetWidth(), twWindow_GetHeight()};
     if (aiViewport[2] <= 0 || aiViewport[3] <= 0 || iX < 0 || iY < 0 || iX >= aiViewport[2] || iY >= aiViewport[3])
         return -1;
+    // the ray through the pixel's middle, from the near plane to the far
+    float afNdc[3] = {2.0f * (iX + 0.5f) / aiViewport[2] - 1, 2.0f * (iY + 0.5f) / aiViewport[3] - 1, -1};
     float afNear[3], afFar[3], afDir[3];
-    if (!Unproject(pCam, aiViewport, iX, iY, -1, afNear) || !Unproject(pCam, aiViewport, iX, iY, 1, afFar))
+    if (!twCamera_Unproject(pCam, afNdc, afNear))
+        return -1;
+    afNdc[2] = 1;
+    if (!twCamera_Unproject(pCam, afNdc, afFar))
         return -1;
     twVec_Sub(afFar, afNear, afDir);
 
@@ -97,7 +83,7 @@ int twWorld_PickElement(const TwCamera* pCam, int iX, int iY)
     glEnableClientState(GL_VERTEX_ARRAY);
     for (int e = 0; e < w->iNumElements; e++) {
         const TwElement* pElement = &w->pElements[e];
-        if (!ElementShown(pElement) || !RayMeetsBox(afNear, afDir, pElement->vMin, pElement->vMax))
+        if (!twLayers_IsVisible(pElement->iLayer) || !RayMeetsBox(afNear, afDir, pElement->vMin, pElement->vMax))
             continue;
         // the id in the frame buffer's bytes, as the sweep writes its own
         uint32_t uiId = (uint32_t)e + 1;
