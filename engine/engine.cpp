@@ -483,7 +483,8 @@ int twEngine_InitLayers(void)
 static int LoadTempLight(void)
 {
     char szPath[TW_PATH_SIZE];
-    if (!twCore_GetTempPath(TW_LIGHT_RESOURCE, szPath) || !twCore_FileExists(szPath))
+    // only a whole set loads: a kill while the files were being replaced is settled first
+    if (!twWorld_SettleLightSet() || !twCore_GetTempPath(TW_LIGHT_RESOURCE, szPath) || !twCore_FileExists(szPath))
         return 0;
     if (!twWorld_InitLight(0, nullptr) || !twWorld_LoadLight(1, nullptr)) {
         twWorld_FreeRad();

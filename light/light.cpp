@@ -88,7 +88,7 @@ static int AllocateSampleData(void)
     return 1;
 }
 
-int twWorld_InitLight(int bNewInit, const char* pstrExternal)
+static int InitLight(int bNewInit, const char* pstrExternal)
 {
     TwWorld* w = pWorld;
     if (!w)
@@ -142,6 +142,18 @@ int twWorld_InitLight(int bNewInit, const char* pstrExternal)
     snprintf(w->szLightExternal, sizeof(w->szLightExternal), "%s", pstrExternal ? pstrExternal : "");
     SetStatus(TW_STR_LIGHT_READY);
     return 1;
+}
+
+int twWorld_InitLight(int bNewInit, const char* pstrExternal)
+{
+    int bOk = InitLight(bNewInit, pstrExternal);
+    if (!bNewInit)
+        return bOk;
+    // a new frame replaces the set in Temp as one, and the old result goes with the old frame
+    if (bOk)
+        return twWorld_CommitLightSet(TW_LIGHT_FRAME_FILES, TW_LIGHT_RESULT_FILES);
+    twWorld_DropLightParts(TW_LIGHT_FRAME_FILES);
+    return 0;
 }
 
 // Frees a tracked block that is set; the caller clears its pointer

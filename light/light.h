@@ -144,6 +144,18 @@ int twWorld_LoadLight(int bLocal, const char* pstrExternal);
 int twWorld_LoadLightS(int bLocal, const char* pstrExternal);
 int twWorld_LoadLightM(int bLocal, const char* pstrExternal);
 int twWorld_SaveLight(void); // both to Temp, or neither
+// light_files.cpp: the five files in Temp as one set (bits in the order LightInit, LightSort,
+// LightEq, LightS, LightM). Commit puts the files given in place from their temporary names
+// and keeps the others, less the stale ones when any file given differs from the one it
+// replaces: 1, or 0 with the old set as it was.
+#define TW_LIGHT_NUM_FILES 5
+#define TW_LIGHT_FRAME_FILES 0x07
+#define TW_LIGHT_RESULT_FILES 0x18
+int twWorld_CommitLightSet(int iFromParts, int iStale);
+void twWorld_DropLightParts(int iFiles); // what waits under temporary names, given up
+// At start: finishes a commit a kill broke off and drops what waits under temporary names;
+// 1 when Temp holds a whole set with a result
+int twWorld_SettleLightSet(void);
 // solver.cpp: the job
 int twWorld_LightWorld(const TwCamera* pCamera, int bOnlyVisible); // 1 also when broken off
 int twWorld_SelectSurface(int iIndex);  // the surface to light, and what lies in its range

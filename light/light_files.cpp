@@ -3,6 +3,8 @@
 #include <stddef.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <unistd.h>
+#include <zlib.h>
 
 #include "engine/log.h"
 #include "engine/memory.h"
@@ -85,10 +87,11 @@ int twWorld_CreateLightFile(TwWriter* pWriter, const char* pstrName, const char*
     return 1;
 }
 
-// Puts a written light file in place; the old one stays when anything failed
-static int CloseLightFile(TwWriter* pWriter, const char* pstrTag)
+// A frame file's bytes to disk under its temporary name: the set puts it in place with the
+// other two (twWorld_CommitLightSet)
+static int FinishLightFile(TwWriter* pWriter, const char* pstrTag)
 {
-    if (twWriter_Close(pWriter))
+    if (twWriter_Finish(pWriter))
         return 1;
     twLogError(pstrTag, "!fwrite : '%s'\n", pWriter->szPath);
     return 0;
@@ -126,7 +129,7 @@ int twWorld_WriteLightInit(void)
         return 0;
     twWriter_U32(&writer, (uint32_t)pWorld->iLightQuality);
     twWriter_F32(&writer, pWorld->fLightRangeInit);
-    return CloseLightFile(&writer, pstrTag);
+    return FinishLightFile(&writer, pstrTag);
 }
 
 int twWorld_LoadSurfacePlaneEq(TwReader* pReader, TwSurface* pSurface)
@@ -236,7 +239,202 @@ int twWorld_SaveSurfacePlaneEqs2(void)
             }
         }
     }
-    return CloseLightFile(&writer, EQ_TAG_SAVE);
+    return FinishLightFile(&writer, EQ_TAG_SAVE);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The set: the five files in Temp belong together. LightSet.bin keeps each one's size and
+// check sum, or that it is absent; its renaming is the moment a new set takes effect, and
+// the files it names are then moved in from their temporary names. A start after a kill
+// finishes those moves, so that Temp holds the old set or the new one, never a mix.
+// ---------------------------------------------------------------------------------------------
+
+#define SET_TAG "twWorld_CommitLightSet"
+#define SETTLE_TAG "twWorld_SettleLightSet"
+#define SET_FILE "LightSet.bin"
+
+static const char* const s_apstrSetFiles[TW_LIGHT_NUM_FILES] = {"LightInit", "LightSort", "LightEq", "LightS",
+                                                                  "LightM"};
+
+struct TwLightSetEntry {
+    uint32_t uiPresent;
+    uint32_t uiCrc;   // zlib's crc32 of the bytes
+    uint64_t uiSize;
+};
+static_assert(sizeof(TwLightSetEntry) == 16, "a set entry is 16 bytes on disk");
+
+struct TwLightSetRecord {
+    char acMagic[4];      // "LSET"
+    uint32_t uiVersion;   // 1
+    TwLightSetEntry entries[TW_LIGHT_NUM_FILES];
+};
+static_assert(sizeof(TwLightSetRecord) == 88, "the set record is 88 bytes on disk");
+
+// The file's place in Temp, or its temporary name there while it waits for its set
+static int SetFilePath(int iFile, int bPart, char* pstrOut)
+{
+    char szPath[TW_PATH_SIZE];
+    if (!TempLightPath(s_apstrSetFiles[iFile], szPath))
+        return 0;
+    return snprintf(pstrOut, TW_PATH_SIZE + 16, bPart ? "%s.part" : "%s", szPath) < TW_PATH_SIZE + 16;
+}
+
+// The entry of a plain file's bytes; 0, the entry absent, when there is no such file
+static int SumFile(const char* pstrPath, TwLightSetEntry* pEntry)
+{
+    memset(pEntry, 0, sizeof(*pEntry));
+    FILE* pFile = fopen(pstrPath, "rb");
+    if (!pFile)
+        return 0;
+    if (!IsPlainFile(pFile)) {
+        fclose(pFile);
+        return 0;
+    }
+    uint8_t aucChunk[16384];
+    uLong uiCrc = crc32(0, nullptr, 0);
+    size_t uiRead;
+    while ((uiRead = fread(aucChunk, 1, sizeof(aucChunk), pFile)) > 0) {
+        uiCrc = crc32(uiCrc, aucChunk, (uInt)uiRead);
+        pEntry->uiSize += uiRead;
+    }
+    int bOk = !ferror(pFile);
+    fclose(pFile);
+    pEntry->uiPresent = (uint32_t)bOk;
+    pEntry->uiCrc = (uint32_t)uiCrc;
+    return bOk;
+}
+
+static int SameEntry(const TwLightSetEntry* a, const TwLightSetEntry* b)
+{
+    return a->uiPresent == b->uiPresent && a->uiCrc == b->uiCrc && a->uiSize == b->uiSize;
+}
+
+void twWorld_DropLightParts(int iFiles)
+{
+    char szPath[TW_PATH_SIZE + 16];
+    for (int i = 0; i < TW_LIGHT_NUM_FILES; i++)
+        if ((iFiles & (1 << i)) && SetFilePath(i, 1, szPath))
+            unlink(szPath);
+}
+
+// A frame file of an external copy into Temp under its temporary name
+static int CopyFramePart(int iFile, const char* pstrExternal)
+{
+    TwReader reader;
+    FILE* pFile = twWorld_OpenLightFile(s_apstrSetFiles[iFile], pstrExternal, &reader, "twWorld_SaveLight");
+    TwWriter writer;
+    if (!pFile)
+        return 0;
+    if (!twWorld_CreateLightFile(&writer, s_apstrSetFiles[iFile], "twWorld_SaveLight")) {
+        fclose(pFile);
+        return 0;
+    }
+    uint8_t aucChunk[16384];
+    for (int64_t iLeft = reader.iLeft; iLeft > 0 && !reader.bShort;) {
+        int iBytes = iLeft < (int64_t)sizeof(aucChunk) ? (int)iLeft : (int)sizeof(aucChunk);
+        twReader_Read(&reader, aucChunk, iBytes);
+        twWriter_Write(&writer, aucChunk, iBytes);
+        iLeft -= iBytes;
+    }
+    fclose(pFile);
+    if (reader.bShort) {
+        twLogError("twWorld_SaveLight", "!%s.bin is cut short\n", s_apstrSetFiles[iFile]);
+        twWriter_Abandon(&writer);
+        return 0;
+    }
+    return FinishLightFile(&writer, "twWorld_SaveLight");
+}
+
+// Makes Temp hold what the record says: each present file in place (moved in from its
+// temporary name when that is the one the record names), each absent one gone. 1 when every
+// present file matches.
+static int PutSetInPlace(const TwLightSetRecord* pRecord, const char* pstrTag)
+{
+    int bOk = 1;
+    for (int i = 0; i < TW_LIGHT_NUM_FILES; i++) {
+        char szPath[TW_PATH_SIZE + 16], szPart[TW_PATH_SIZE + 16];
+        if (!SetFilePath(i, 0, szPath) || !SetFilePath(i, 1, szPart))
+            return 0;
+        const TwLightSetEntry* pWanted = &pRecord->entries[i];
+        TwLightSetEntry found;
+        if (!pWanted->uiPresent) {
+            unlink(szPath);
+            continue;
+        }
+        if (SumFile(szPath, &found) && SameEntry(&found, pWanted))
+            continue;
+        if (SumFile(szPart, &found) && SameEntry(&found, pWanted) && rename(szPart, szPath) == 0)
+            continue;
+        twLogError(pstrTag, "!%s.bin doesn't match its set\n", s_apstrSetFiles[i]);
+        bOk = 0;
+    }
+    return bOk;
+}
+
+int twWorld_CommitLightSet(int iFromParts, int iStale)
+{
+    TwLightSetRecord record;
+    memset(&record, 0, sizeof(record));
+    memcpy(record.acMagic, "LSET", 4);
+    record.uiVersion = 1;
+    int bChanged = 0;
+    for (int i = 0; i < TW_LIGHT_NUM_FILES; i++) {
+        char szPath[TW_PATH_SIZE + 16];
+        int bPart = (iFromParts >> i) & 1;
+        if (!SetFilePath(i, bPart, szPath))
+            continue;
+        // a file in place that is missing is absent from the set; a new one must be there
+        if (!SumFile(szPath, &record.entries[i]) && bPart) {
+            twLogError(SET_TAG, "!fopen : '%s'\n", szPath);
+            twWorld_DropLightParts(iFromParts);
+            return 0;
+        }
+        TwLightSetEntry old;
+        if (bPart && SetFilePath(i, 0, szPath))
+            bChanged |= !SumFile(szPath, &old) || !SameEntry(&old, &record.entries[i]);
+    }
+    // what belonged to the files replaced goes with them; a frame computed again the same keeps its result
+    for (int i = 0; i < TW_LIGHT_NUM_FILES && bChanged; i++)
+        if ((iStale >> i) & 1)
+            memset(&record.entries[i], 0, sizeof(record.entries[i]));
+    TwWriter writer;
+    if (!twWorld_CreateLightFile(&writer, "LightSet", SET_TAG)) {
+        twWorld_DropLightParts(iFromParts);
+        return 0;
+    }
+    twWriter_Write(&writer, &record, sizeof(record));
+    if (!twWriter_Close(&writer)) {
+        twLogError(SET_TAG, "!fwrite : '%s'\n", writer.szPath);
+        twWorld_DropLightParts(iFromParts);
+        return 0;
+    }
+    // the new set holds from here: a kill before the moves are done is finished at the next start
+    return PutSetInPlace(&record, SET_TAG);
+}
+
+int twWorld_SettleLightSet(void)
+{
+    char szPath[TW_PATH_SIZE];
+    if (!twCore_GetTempPath(SET_FILE, szPath))
+        return 0;
+    TwLightSetRecord record;
+    FILE* pFile = fopen(szPath, "rb");
+    int bRead = 0;
+    if (pFile) {
+        bRead = IsPlainFile(pFile) && fread(&record, 1, sizeof(record), pFile) == sizeof(record) &&
+                fgetc(pFile) == EOF && memcmp(record.acMagic, "LSET", 4) == 0 && record.uiVersion == 1;
+        fclose(pFile);
+    }
+    int bSet = 0;
+    if (bRead)
+        bSet = PutSetInPlace(&record, SETTLE_TAG) && record.entries[3].uiPresent && record.entries[4].uiPresent;
+    else if (pFile)
+        twLogError(SETTLE_TAG, "!%s is damaged: the light in Temp is passed over\n", SET_FILE);
+    else if (twCore_GetTempPath("LightS.bin", szPath) && twCore_FileExists(szPath))
+        twLogError(SETTLE_TAG, "The light files in Temp are not one set: they are passed over\n");
+    // what a kill left under a temporary name is never taken for a light file
+    twWorld_DropLightParts((1 << TW_LIGHT_NUM_FILES) - 1);
+    return bSet;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -486,12 +684,20 @@ int twWorld_SaveLight(void)
         bOk = 0;
     }
     // both files or neither: the previous solution stays whole when either fails
-    if (bOk && twWriter_Finish(&writerS) && twWriter_Finish(&writerM) && twWriter_Commit(&writerS) &&
-        twWriter_Commit(&writerM))
-        return 1;
-    if (bOk)
+    int bFinished = bOk && twWriter_Finish(&writerS) && twWriter_Finish(&writerM);
+    if (bOk && !bFinished)
         twLogError(SAVE_TAG, "!fwrite : '%s'\n", writerS.bFailed ? writerS.szPath : writerM.szPath);
+    int iParts = TW_LIGHT_RESULT_FILES;
+    // a frame read from a copy joins the result in Temp, so that the set there is whole
+    if (bFinished && w->szLightExternal[0] && !w->bLightNewInit) {
+        for (int i = 0; i < 3 && bFinished; i++)
+            bFinished = CopyFramePart(i, w->szLightExternal);
+        iParts |= TW_LIGHT_FRAME_FILES;
+    }
+    if (bFinished && twWorld_CommitLightSet(iParts, 0))
+        return 1;
     twWriter_Abandon(&writerS);
     twWriter_Abandon(&writerM);
+    twWorld_DropLightParts(iParts);
     return 0;
 }

@@ -249,9 +249,10 @@ int twWorld_InitSurfaces(int bLoad, const char* pstrExternal)
         fclose(pFile);
     } else {
         twSort_Free(&sort);
+        // the file waits under its temporary name for the rest of the frame
         if (!bOk)
             twWriter_Abandon(&writer);
-        else if (!twWriter_Close(&writer)) {
+        else if (!twWriter_Finish(&writer)) {
             twLogError(SURFACES_TAG, "!fwrite : '%s'\n", writer.szPath);
             bOk = 0;
         }

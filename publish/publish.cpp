@@ -195,19 +195,10 @@ static int AddLight(Pack* p)
     int bLocal = w->bLightLocal || !w->bLightExternal;
     twLog(TAG, bLocal ? "Attaching %d light items from local disk\n" : "Attaching %d light items from ext resource\n",
           NUM_LIGHT);
-    char szModel[TW_PATH_SIZE];
-    twWorld_GetModelLocation(szModel);
-    for (int i = 0; i < NUM_LIGHT; i++) {
-        // the result is always the one in Temp, just written; the frame files come from
-        // where the solution was read
-        if (i >= 2 && !bLocal) {
-            if (!AddResource(p, s_apstrLight[i], szModel))
-                return 0;
-            continue;
-        }
+    // the set in Temp is whole once saved: a frame read from a copy was saved with it
+    for (int i = 0; i < NUM_LIGHT; i++)
         if (!AddTempFile(p, s_apstrLight[i]))
             return 0;
-    }
     return 1;
 }
 

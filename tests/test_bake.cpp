@@ -354,6 +354,43 @@ TEST_F(Bake, AFolderThatTakesNoFileKeepsThePreviousSolutionWhole)
     EXPECT_EQ(access((dir + "Temp/LightS.bin.part").c_str(), F_OK), -1);
 }
 
+// The five files are one set: a job started on another frame leaves no result that the old
+// frame's solution could be mixed with, and what waits under a temporary name is never taken
+TEST_F(Bake, TheLightFilesInTempLoadOnlyAsOneSet)
+{
+    Prepare(CornerAndTable());
+    Run();
+    std::string s = Temp("LightS.bin"), m = Temp("LightM.bin");
+    twWorld_Free();
+    EXPECT_EQ(twWorld_SettleLightSet(), 1);
+
+    // a stray result under its temporary name, as a kill before the set's renaming leaves it
+    twHarness_WriteText(dir + "Temp/LightS.bin.part", "L_S and then nothing");
+    EXPECT_EQ(twWorld_SettleLightSet(), 1);
+    EXPECT_TRUE(Temp("LightS.bin") == s);
+    EXPECT_EQ(access((dir + "Temp/LightS.bin.part").c_str(), F_OK), -1);
+
+    // a new job at another range: killed before its end, it leaves a frame and no result
+    twHarness_WriteFile(dir + "bake.bin", twExport_Write(CornerAndTable()));
+    ASSERT_EQ(twWorld_LoadModel(nullptr, (dir + "bake.bin").c_str(), 0, nullptr, nullptr, nullptr, nullptr, 1, nullptr),
+              1);
+    pWorld->fLightRangeInit *= 0.5f;
+    ASSERT_EQ(twWorld_InitLight(1, nullptr), 1);
+    twWorld_Free();
+    EXPECT_EQ(twWorld_SettleLightSet(), 0);
+    EXPECT_EQ(access((dir + "Temp/LightS.bin").c_str(), F_OK), -1);
+    EXPECT_EQ(access((dir + "Temp/LightM.bin").c_str(), F_OK), -1);
+
+    // a set whose file was changed behind its back is passed over
+    Prepare(CornerAndTable());
+    Run();
+    twWorld_Free();
+    twHarness_WriteText(dir + "Temp/LightM.bin", m + "x");
+    twHarness_WriteText(dir + TW_LOG_FILE_NAME, "");
+    EXPECT_EQ(twWorld_SettleLightSet(), 0);
+    EXPECT_TRUE(twTest_LogHas("!LightM.bin doesn't match its set\n"));
+}
+
 // ---------------------------------------------------------------------------------------------
 // The lit picture
 // ---------------------------------------------------------------------------------------------
