@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Runs every fuzz target from seeds made of real files: the built string table, system
-# images, a small pack, a model, and a BMP and DDS made by ImageMagick; the light target
-# writes its own seeds. The model and light targets need a display. Further arguments go to
-# libFuzzer (-runs=N for a short run, -max_total_time=S for a long one).
+# images, a BMP and DDS made by ImageMagick, the sample house exported, and what the viewer
+# writes itself (write_seeds): a published copy's pack, its model, gallery, settings and sun;
+# the light target writes its own seeds. The model, light and seed steps need a display.
+# Each target's final coverage is printed. Further arguments go to libFuzzer (-runs=N for a
+# short run, -max_total_time=S for a long one).
 #
 #   tests/fuzz/run.sh <fuzz build> <viewer build> [libFuzzer options]
 set -uo pipefail
@@ -25,6 +27,10 @@ printf 'bare program' > "$SEEDS/bare"
 "$BUILD/make_pack" "$SEEDS/pack/small.exe" "$SEEDS/bare" "$BUILD/Data/Textures/System/Check.tga"
 rm -f "$SEEDS/bare"
 "$BUILD/write_model" "$SEEDS/model/house.bin"
+status=0
+"$BUILD/write_seeds" "$SEEDS" >/dev/null || { echo "write_seeds failed"; status=1; }
+IFC=/usr/share/assimp/models/IFC/AC14-FZK-Haus.ifc
+[ -f "$IFC" ] && "$BUILD/ambexport" -q -o "$SEEDS/model/sample_house.bin" "$IFC"
 # a gallery of one view (field of view 80) and one clip of two keys, all else zero
 zeros() { head -c "$1" /dev/zero; }
 {
@@ -35,16 +41,21 @@ zeros() { head -c "$1" /dev/zero; }
 # the display driver keeps some blocks for good
 export LSAN_OPTIONS="suppressions=$(cd "$(dirname "$0")/.." && pwd)/lsan.supp:print_suppressions=0"
 
-status=0
 for target in pack strings settings gallery bmp tga dds model light; do
     mkdir -p "$FUZZ/corpus/$target"
-    if ! (cd "$FUZZ" && "./fuzz_$target" -max_len=16384 "$@" "corpus/$target" "$SEEDS/$target" \
+    # a copy's pack holds its directory of 520 bytes an entry behind its files
+    max_len=16384
+    [ "$target" = pack ] && max_len=65536
+    if ! (cd "$FUZZ" && "./fuzz_$target" -max_len=$max_len "$@" "corpus/$target" "$SEEDS/$target" \
             >"$FUZZ/fuzz_$target.log" 2>&1); then
         echo "fuzz_$target found a fault:"
         tail -40 "$FUZZ/fuzz_$target.log"
         status=1
     else
-        echo "fuzz_$target: $(grep -E '^Done' "$FUZZ/fuzz_$target.log")"
+        # the coverage the seeds reach at once, and at the end
+        log=$FUZZ/fuzz_$target.log
+        echo "fuzz_$target: seeds $(grep -m1 -oE 'INITED cov: [0-9]+ ft: [0-9]+' "$log" | sed 's/INITED //')," \
+            "end $(grep -E 'DONE' "$log" | tail -1 | sed 's/^#[0-9]*[[:space:]]*DONE[[:space:]]*//'); $(grep -E '^Done' "$log")"
     fi
 done
 exit $status
