@@ -961,6 +961,10 @@ int twEngine_ApplySettings(void)
                  twStrings_Get(bFeet ? TW_STR_FEET_SHORT : TW_STR_METRES_SHORT));
         e->fUnitScale = bFeet ? -FEET_PER_METRE : -1.0f;
     }
+    // the lit mode draws nothing without light: a copy's settings may ask for it after its light failed
+    int iLitIndex = TW_MODE_LIT + e->iNumRenderModes - TW_MAX_RENDER_MODES;
+    if (e->iRenderModeWanted == iLitIndex && !e->bLightLoaded && iLitIndex >= 0)
+        e->iRenderModeWanted = TW_MODE_LAMP + e->iNumRenderModes - TW_MAX_RENDER_MODES;
     if (e->iRenderModeWanted != e->iRenderMode) {
         if (e->iRenderModeWanted >= e->iNumRenderModes)
             e->iRenderModeWanted = e->iNumRenderModes - 1;

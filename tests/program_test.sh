@@ -212,6 +212,23 @@ wait_exit nopack
 expect_in_order "$LOG" nopack "Initializing engine" "!twCore_GetResource : 'Plane.tga'" "${SHUTDOWN_LINES[@]}"
 grep -q "Leaking" "$LOG" && fail "nopack: memory leaked"
 
+# Spoils a resource in place: its first three bytes in a program's pack become "XXX"
+damage_entry() {
+    local file=$1 name=$2 size count dir i entry off
+    size=$(stat -c %s "$file")
+    count=$(od -An -t u4 -j $((size - 8)) -N 4 "$file" | tr -d ' ')
+    dir=$((size - 8 - count * 520))
+    for ((i = 0; i < count; i++)); do
+        entry=$((dir + i * 520))
+        if [ "$(dd if="$file" bs=1 skip=$entry count=64 2>/dev/null | tr -d '\0')" = "$name" ]; then
+            off=$(od -An -t u4 -j $((entry + 512)) -N 4 "$file" | tr -d ' ')
+            printf 'XXX' | dd of="$file" bs=1 seek="$off" conv=notrunc 2>/dev/null
+            return 0
+        fi
+    done
+    return 1
+}
+
 # --- 6. A model left by the CAD host loads at start ----------------------------------------
 home_with_model model
 start_viewer "$WORK/model" "$BUILD/Ambulon.exe"
@@ -566,6 +583,23 @@ if [ -s "$BAKE_HOME/Documents/Ambulon/Temp/LightS.bin" ] && root_switch_on publi
     expect_in_order "$LOG" published "Running a stand alone .exe" "Loading light (from local file = 0 path to external exe = 0)" \
         "Done loading numitems=1" "---Entering main loop---" "Shutting down core"
     [ -d "$WORK/pubhome/Documents" ] && fail "published: the copy made a user folder"
+    # the same copy with its lightmaps damaged still starts: unlit, with the failure's message
+    DAMAGED=$WORK/pub/Damaged.exe
+    cp "$COPY" "$DAMAGED"
+    if damage_entry "$DAMAGED" LightS.bin; then
+        LOG=$WORK/pub/Amb2_Log.txt
+        : > "$LOG"
+        start_viewer "$WORK/pubhome" "$DAMAGED"
+        if wait_for_text "$LOG" "---Entering main loop---" 120; then
+            sleep 1.5
+            import -window root "$BUILD/e2e-damaged-light.png"
+        fi
+        run_and_quit "$LOG" damaged-light-end
+        expect_in_order "$LOG" damaged-light "The light of 'this copy' is left out: the model runs unlit" \
+            "---Entering main loop---" "Shutting down core"
+    else
+        fail "damaged-light: the copy's pack has no LightS.bin"
+    fi
     # the full program opens the copy and publishes it again
     LOG=$BAKE_HOME/Documents/Ambulon/Amb2_Log.txt
     : > "$LOG"
@@ -619,6 +653,78 @@ if [ "$BAKE_HOME" = "$WORK/sample" ] && [ -s "$BAKE_HOME/Documents/Ambulon/Temp/
     run_and_quit "$LOG" otherlight
     expect_in_order "$LOG" otherlight "Project name = 'Test house'" \
         "The light in Temp doesn't fit this model: it is passed over" "---Entering main loop---"
+fi
+
+# --- 11. Random hands (the sanitizer build; AMB_RANDOM_HANDS=1 runs it in any build): a
+# generated town of 16 houses driven by keys, combinations, clicks, drags and wheel turns
+# drawn from a printed seed (AMB_RANDOM_SEED picks another), a fixed number of them; file
+# dialogs are cancelled by a stub. A run the hands end (the panel's Exit) is judged and
+# started again. Each run must end in order, with exit 0, no sanitizer report and no leak.
+HANDS_ACTIONS=300
+HANDS_KEYS=(w s a d Up Down Left Right f space Prior Next y h F8 F3 F4 p F5 m i u BackSpace Escape Escape Return Tab
+    1 x)
+HANDS_COMBOS=("shift r" "shift p" "shift F5" "shift w" "ctrl s" "ctrl shift w" "alt" "z Tab" "z F5" "z Left"
+    "shift Up" "super")
+
+hands_start() {
+    : > "$LOG"
+    (cd "$WORK" && env HOME="$WORK/hands" PATH="$WORK/handsbin:$PATH" "$BUILD/Ambulon.exe" 2>>"$HANDS_ERR") &
+    PID=$!
+    wait_for_text "$LOG" "---Entering main loop---" 300 || fail "hands: the main loop never started"
+}
+
+# Judges a run that has ended
+hands_judge() {
+    wait_exit hands
+    [ "$STATUS" = 0 ] || fail "hands (seed $HANDS_SEED): exit status $STATUS"
+    expect_in_order "$LOG" "hands (seed $HANDS_SEED)" "${SHUTDOWN_LINES[@]}"
+    grep -q "Leaking" "$LOG" && fail "hands (seed $HANDS_SEED): memory leaked"
+    cp "$LOG" "$BUILD/e2e-hands-log-$HANDS_RUNS.txt"
+    HANDS_RUNS=$((HANDS_RUNS + 1))
+}
+
+if [ "$SANITIZED" = 1 ] || [ -n "${AMB_RANDOM_HANDS:-}" ]; then
+    HANDS_SEED=${AMB_RANDOM_SEED:-27}
+    HANDS_ERR=$WORK/hands-stderr.txt
+    HANDS_RUNS=0
+    echo "random hands: seed $HANDS_SEED, $HANDS_ACTIONS actions"
+    LOG=$(make_home hands)
+    mkdir -p "$WORK/hands/Documents/Ambulon/Temp" "$WORK/handsbin"
+    "$BUILD/write_model" --town 4 "$WORK/hands/Documents/Ambulon/Temp/Export.bin"
+    printf '#!/bin/sh\nexit 1\n' > "$WORK/handsbin/zenity"
+    chmod +x "$WORK/handsbin/zenity"
+    : > "$HANDS_ERR"
+    RANDOM=$HANDS_SEED
+    hands_start
+    for ((n = 0; n < HANDS_ACTIONS; n++)); do
+        if ! kill -0 "$PID" 2>/dev/null; then
+            hands_judge
+            hands_start
+        fi
+        hold=0.$((RANDOM % 4 + 1))
+        case $((RANDOM % 10)) in
+        0 | 1 | 2) press_for "$hold" "${HANDS_KEYS[RANDOM % ${#HANDS_KEYS[@]}]}" ;;
+        3) read -ra combo <<<"${HANDS_COMBOS[RANDOM % ${#HANDS_COMBOS[@]}]}"; press_for "$hold" "${combo[@]}" ;;
+        4 | 5) xdotool mousemove_relative -- $((RANDOM % 400 - 200)) $((RANDOM % 300 - 150)) ;;
+        6) xdotool click $((RANDOM % 3 + 1)) ;;
+        7) xdotool mousedown 1 mousemove_relative -- $((RANDOM % 200 - 100)) $((RANDOM % 200 - 100)) mouseup 1 ;;
+        8) xdotool click --repeat $((RANDOM % 4 + 1)) $((RANDOM % 2 + 4)) ;;
+        9) sleep "$hold" ;;
+        esac
+    done
+    import -window root "$BUILD/e2e-hands.png"
+    # a light job or a list may hold the first Escape: Z with Escape until the viewer ends
+    for _ in 1 2 3 4 5; do
+        kill -0 "$PID" 2>/dev/null || break
+        press_for 0.5 z Escape
+        sleep 2
+    done
+    hands_judge
+    if grep -qE "AddressSanitizer|LeakSanitizer|runtime error:" "$HANDS_ERR"; then
+        fail "hands (seed $HANDS_SEED): a sanitizer report"
+        grep -m5 -E "AddressSanitizer|LeakSanitizer|runtime error:" "$HANDS_ERR"
+    fi
+    echo "random hands: $HANDS_ACTIONS actions over $HANDS_RUNS run(s)"
 fi
 
 [ -n "${KEEP_E2E:-}" ] && echo "kept $WORK" || rm -rf "$WORK"

@@ -572,6 +572,10 @@ TEST_F(Engine, ACopyWithLightThatDoesNotLoadOpensUnlit)
         EXPECT_EQ(pEngine->iMessageKind, 1);
         EXPECT_TRUE(twTest_LogHas("The light of '" + copy + "' is left out: the model runs unlit\n"));
         EXPECT_TRUE(twTest_LogHas("  Model succesfully loaded\n"));
+        // a copy's settings that ask for the lit mode get the head lamp: lit draws nothing unlit
+        pEngine->iRenderModeWanted = TW_MODE_LIT;
+        twEngine_ApplySettings();
+        EXPECT_EQ(pEngine->iDrawMode, TW_MODE_LAMP);
         ASSERT_EQ(twEngine_PrepareLight(), 1) << "a new job starts on the unlit copy";
     }
     twWorld_SetLightAbortCallback(nullptr);

@@ -1,4 +1,4 @@
-// The readers of the light's five files on any bytes. The small sample house's frame is
+// The readers of the light's five files, and of the set record that binds them, on any bytes. The small sample house's frame is
 // computed once and its result saved with every surface and mesh marked lit; each input
 // then stands in for one of the files (its first byte says which), the others are the
 // good ones, and the frame and the result are loaded and freed.
@@ -18,9 +18,9 @@
 #include "tests/fuzz/fuzz_common.h"
 #include "tools/harness/samples.h"
 
-#define NUM_FILES 5
+#define NUM_FILES 6
 static const char* s_apstrFiles[NUM_FILES] = {"LightInit.bin", "LightSort.bin", "LightEq.bin", "LightS.bin",
-                                              "LightM.bin"};
+                                              "LightM.bin",    "LightSet.bin"};
 static std::string s_good[NUM_FILES];
 static char s_szTemp[64];
 
@@ -122,6 +122,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t uiSize)
         else
             WriteAll(path, s_good[i].data(), s_good[i].size());
     }
+    // the set is settled as at start, but the files are read whatever it says: they are what is fuzzed
+    twWorld_SettleLightSet();
     if (twWorld_InitLight(0, nullptr))
         twWorld_LoadLight(1, nullptr);
     twWorld_FreeRad();
