@@ -33,6 +33,12 @@ struct TwCamera;
 #define TW_SUN_PLACE_TAG "SUNP"
 #define TW_SUN_PLACE_SIZE (4 + 40) // the tag, then the record
 
+// The picture's choices, kept apart from the settings: smooth edges and the screenshots' kind
+#define TW_PICTURE_FILE "Picture.bin"
+#define TW_PICTURE_TAG "PICT"
+#define TW_SHOT_BMP 0
+#define TW_SHOT_PNG 1
+
 #define TW_MAX_RENDER_MODES 6
 #define TW_NUM_BACKGROUNDS 5
 #define TW_NUM_STEREO_NAMES 5
@@ -62,6 +68,8 @@ struct TwEngine {
     char szLegalLine[TW_PATH_SIZE];   // foot of the information page
     TwFbo* pFboL;                     // eye buffers of quad-buffered stereo
     TwFbo* pFboR;
+    TwFbo* pWindowSamples;            // the frame's multisampled twin, for smooth edges
+    int32_t bWindowSamplesTried;
     int32_t iStereoShift;             // pixels between the eyes
     int32_t iNumStereoModes;          // 3, or 4 with quad-buffered stereo
     int32_t iStereoExtraWidth;        // each eye buffer is this much wider than the window
@@ -135,6 +143,8 @@ struct TwEngine {
     int32_t bDrawEdges;               // setting
     int32_t bSoftShadows;             // setting
     int32_t bSkyFollowsSun;           // setting
+    int32_t bSmoothEdges;             // picture choice: the window's samples smooth the edges
+    int32_t iShotFormat;              // picture choice: TW_SHOT_BMP or TW_SHOT_PNG
     int32_t iSunAltitudeState, iSunAzimuthState, iShadowState; // control-state words of the view page
     float fScale1, fScale10, fScale100, fScale200, fScale1000; // display scales of value controls
     // the panel's pointer: the frozen one for hit tests stands still while the left button is held
@@ -188,6 +198,9 @@ void twEngine_DrawView(const TwCamera* pCamera, int iWidth, int iHeight); // sky
 // a view other than the frame's, cleared and drawn into the bound buffer: its matrices and
 // a whole round of the sweep from it first (render/frame.cpp)
 void twEngine_DrawViewAlone(TwCamera* pCamera, int iWidth, int iHeight);
+// The same into a frame buffer, smoothed through its multisampled twin when it has one; the
+// frame buffer stays bound
+void twEngine_DrawViewInto(TwFbo* pFbo, TwCamera* pCamera, int iWidth, int iHeight);
 int twEngine_UpdateSun(void); // turns the sun's camera to the applied angles
 int twEngine_ToggleSunShadows(void); // F3
 int twEngine_Screenshot(void);       // F5: the back buffer as a BMP (publish/screenshot.cpp)
@@ -219,6 +232,9 @@ int twEngine_SunAzimuthInModel(double dAzimuth, float fNorth); // the engine's a
 int twEngine_ApplySunPlace(void); // the sun's wanted angles from the place when it follows; 1 when they changed
 void twEngine_CheckSunFollow(void); // a sun moved by other means no longer follows the date
 int twEngine_LoadSaveSunPlace(FILE* pFile, int64_t iSize, int bSave); // null: the user's Temp/Sun.bin
+// The picture's choices from or to the user's Temp/Picture.bin; without one the defaults stand
+int twEngine_LoadSavePicture(int bSave);
+int twEngine_ReadPicture(FILE* pFile); // from a stream: 1, or 0 with the choices as they were
 int twEngine_InitInterf(void);   // the panel's pages (interface/viewer.cpp)
 // the light page's buttons as the model's light stands (none, part way, complete), and the
 // page brought up with bShowPage (interface/viewer.cpp)

@@ -150,3 +150,59 @@ int twEngine_LoadSaveSettings(FILE* pFile, int bSave)
     fclose(pOwn);
     return bOk;
 }
+
+// ---------------------------------------------------------------------------------------------
+// The picture's choices: a file of their own, so that Settings.bin keeps its list
+// ---------------------------------------------------------------------------------------------
+
+#define PICTURE_TAG "twEngine_LoadSavePicture"
+#define PICTURE_VERSION 1u
+
+struct TwPictureRecord {
+    char acTag[4]; // TW_PICTURE_TAG
+    uint32_t uiVersion;
+    int32_t bSmoothEdges;
+    int32_t iShotFormat;
+};
+static_assert(sizeof(TwPictureRecord) == 16, "the record mirrors the file");
+
+int twEngine_ReadPicture(FILE* pFile)
+{
+    TwPictureRecord record;
+    uint8_t ucMore;
+    int bOk = fread(&record, 1, sizeof(record), pFile) == sizeof(record) && fread(&ucMore, 1, 1, pFile) == 0 &&
+              memcmp(record.acTag, TW_PICTURE_TAG, 4) == 0 && record.uiVersion == PICTURE_VERSION &&
+              (record.bSmoothEdges == 0 || record.bSmoothEdges == 1) &&
+              (record.iShotFormat == TW_SHOT_BMP || record.iShotFormat == TW_SHOT_PNG);
+    if (!bOk) {
+        twLogError(PICTURE_TAG, "!%s isn't a picture record of %d bytes: the choices stay\n", TW_PICTURE_FILE,
+                   (int)sizeof(record));
+        return 0;
+    }
+    pEngine->bSmoothEdges = record.bSmoothEdges;
+    pEngine->iShotFormat = record.iShotFormat;
+    return 1;
+}
+
+int twEngine_LoadSavePicture(int bSave)
+{
+    char szPath[TW_PATH_SIZE];
+    if (!pEngine || !twCore_GetTempPath(TW_PICTURE_FILE, szPath))
+        return 0;
+    if (bSave) {
+        TwPictureRecord record = {{'P', 'I', 'C', 'T'}, PICTURE_VERSION, pEngine->bSmoothEdges, pEngine->iShotFormat};
+        TwWriter writer;
+        if (!twWriter_Open(&writer, szPath)) {
+            twLogError(PICTURE_TAG, "!fopen : '%s'\n", szPath);
+            return 0;
+        }
+        twWriter_Write(&writer, &record, sizeof(record));
+        return twWriter_Close(&writer);
+    }
+    FILE* pFile = fopen(szPath, "rb");
+    if (!pFile)
+        return 0; // none yet: the defaults stand
+    int bOk = twEngine_ReadPicture(pFile);
+    fclose(pFile);
+    return bOk;
+}

@@ -54,6 +54,7 @@ enum {
     STR_KEYS_FLY_UP = 456,
     STR_PAGE_SUN = 108, STR_SUN_FOLLOW = 500, STR_SUN_YEAR, STR_SUN_MONTH, STR_SUN_DAY, STR_SUN_HOUR,
     STR_SUN_MINUTE, STR_SUN_LATITUDE, STR_SUN_LONGITUDE, STR_SUN_UTC, STR_SUN_NORTH,
+    STR_SMOOTH_EDGES = 520, STR_SCREENSHOTS, STR_OFF_ON, STR_SHOT_FORMATS = 524,
 };
 #define PAGE_LAYERS_LOCKED "LAYERSRAD"
 #define GALLERY_IMAGE "GALLERYIMAGE"
@@ -68,6 +69,9 @@ static struct {
     const char* apszScene[2];
     char aszUnits[2][TW_TEXT_SIZE];
     const char* apszUnits[2];
+    char aszOffOn[2][TW_TEXT_SIZE], aszShotFormats[2][TW_TEXT_SIZE];
+    const char* apszOffOn[2];
+    const char* apszShotFormats[2];
     int bHasLight;                // the light page offers the job
     int iLightButton;             // the text the start button bears now: 206, 205, or 207 without the means
 } s_ui;
@@ -165,6 +169,11 @@ static void PageView(void)
     Float(FIELD2, 8, &e->fCollisionSize, 0.15f, 0.4f, 0.005f, &e->fUnitScale, nullptr, e->szUnitSuffix, 0);
     Option(FIELD2, 9, &e->bDrawFlare, 2, e->apszNoYes, nullptr);
     Option(FIELD2, 10, &e->bShowHints, 2, e->apszNoYes, nullptr);
+    // the picture's choices, kept in a file of their own
+    StaticAt(LABEL1, 5, STR_SMOOTH_EDGES);
+    Option(FIELD1, 5, &e->bSmoothEdges, 2, s_ui.apszOffOn, nullptr);
+    StaticAt(LABEL2, 6, STR_SCREENSHOTS);
+    Option(FIELD2, 6, &e->iShotFormat, 2, s_ui.apszShotFormats, nullptr);
 }
 
 // The sun from a date, a time and a place, with the model's north
@@ -344,6 +353,10 @@ int twEngine_InitInterf(void)
         s_ui.apszScene[i] = s_ui.aszScene[i];
         snprintf(s_ui.aszUnits[i], TW_TEXT_SIZE, "%s", Str(STR_METRES + i));
         s_ui.apszUnits[i] = s_ui.aszUnits[i];
+        snprintf(s_ui.aszOffOn[i], TW_TEXT_SIZE, "%s", Str(STR_OFF_ON + i));
+        s_ui.apszOffOn[i] = s_ui.aszOffOn[i];
+        snprintf(s_ui.aszShotFormats[i], TW_TEXT_SIZE, "%s", Str(STR_SHOT_FORMATS + i));
+        s_ui.apszShotFormats[i] = s_ui.aszShotFormats[i];
     }
     s_ui.bHasLight = e->bRadiosity && !e->bStandAlone;
     int iWidth = twWindow_GetWidth(), iHeight = twWindow_GetHeight();

@@ -203,6 +203,11 @@ int twPng_Write(const char* pstrPath, int iWidth, int iHeight, const uint8_t* pD
     return bOk;
 }
 
+int twImage_WriteShot(const char* pstrPath, int iWidth, int iHeight, const uint8_t* pData, int bPng)
+{
+    return bPng ? twPng_Write(pstrPath, iWidth, iHeight, pData) : twBmp_Write(pstrPath, iWidth, iHeight, 3, pData);
+}
+
 int twTga_ReadHeader(FILE* pFile, int* piWidth, int* piHeight, int* piChannels)
 {
     TwTgaHeader header;

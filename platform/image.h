@@ -50,6 +50,8 @@ int twBmp_ReadHeader(FILE* pFile, int* piWidth, int* piHeight, int* piChannels);
 int twBmp_ReadData(FILE* pFile, int iNumBytes, uint8_t* pDest);
 int twBmp_Write(const char* pstrPath, int iWidth, int iHeight, int iChannels, const uint8_t* pData); // bottom-up BGR rows
 int twPng_Write(const char* pstrPath, int iWidth, int iHeight, const uint8_t* pData); // bottom-up RGB rows
+// A screenshot's file: a PNG of RGB rows, or a BMP of BGR rows, bottom-up
+int twImage_WriteShot(const char* pstrPath, int iWidth, int iHeight, const uint8_t* pData, int bPng);
 int twTga_ReadHeader(FILE* pFile, int* piWidth, int* piHeight, int* piChannels);
 int twTga_ReadData(FILE* pFile, int iNumBytes, uint8_t* pDest);
 int twDxt_ReadHeader(FILE* pFile, int* piWidth, int* piHeight, int* piChannels, int* piFormat,

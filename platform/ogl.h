@@ -30,6 +30,9 @@ struct TwFbo {
     uint32_t hFbo;
     uint32_t hDepthBuffer;   // render buffer, or 0
     TwTexture* pTexture;     // the colour attachment
+    // a multisampled twin drawn into and resolved into the frame buffer, for smooth edges; 0 without
+    uint32_t hSampledFbo, hSampledColor, hSampledDepth;
+    int32_t iSampledWidth, iSampledHeight, iSamples;
 };
 
 // A font renders each string into its bitmap, which goes up as one texture.
@@ -38,7 +41,6 @@ struct TwFont {
     uint32_t hTexture;
     void* hFace;              // FreeType face
     int32_t iAscent;          // pixels from the bitmap's top to the baseline
-    int32_t bMono;            // hard-edged glyphs
     int32_t bEmbolden;        // the face found isn't bold enough: thicken it
     int16_t asAdvance[256];   // pixels each character moves the pen, by byte
     uint32_t* puiBits;        // iWidth x iHeight pixels, bottom row first; green is glyph coverage
@@ -122,9 +124,18 @@ TwTexture* twOgl_LoadResourceTexture(const char* pstrResource, const char* pstrS
                                      const char* pstrTag);
 TwFbo* twOgl_CreateFbo(const char* pstrName, int iWidth, int iHeight, int bDepth, int bLinear);
 int twOgl_FreeFbo(TwFbo* pFbo);
+// Smooth edges: a multisampled twin of a frame buffer, of up to iSamples a pixel (the
+// samples obtained, or 0 where the driver has no multisampled frame buffers). Drawing goes
+// to the twin, which is then resolved into the frame buffer and leaves it bound. The
+// window's twin has the window (frame buffer 0) for its frame buffer: software renderers
+// offer multisampled windows that draw single-sampled, frame buffers they sample truly.
+int twOgl_AddSamples(TwFbo* pFbo, int iWidth, int iHeight, int iSamples);
+TwFbo* twOgl_CreateWindowSamples(int iWidth, int iHeight, int iSamples); // null without
+void twOgl_BindSampled(TwFbo* pFbo);
+void twOgl_ResolveSamples(TwFbo* pFbo);
 int twOgl_CreateDefaultTexture(void);
 int twOgl_CreateWhiteTexture(void);
-int twOgl_Screenshot(const char* pstrPath, const char* pstrFallbackPath); // the back buffer as a BMP
+int twOgl_Screenshot(const char* pstrPath, const char* pstrFallbackPath, int bPng); // the back buffer as a BMP or PNG
 
 // --- text (text.cpp)
 int twOgl_InitFonts(void* hDC, int iCharset, const char* pstrFace, int iHeight, int iTextYOffset);

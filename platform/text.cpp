@@ -15,18 +15,17 @@
 
 static FT_Library s_hLibrary = nullptr;
 
-// Face, size, weight, smoothing and bitmap height of the three fonts
+// Face, size, weight and bitmap height of the three fonts; all are drawn with grey levels
 struct FontSpec {
     int iSize;     // 0: the configured height
     int iWeight;
-    int bMono;
     int bConfiguredFace;
     int iBitmapHeight;
 };
 static const FontSpec s_aSpecs[TW_NUM_FONTS] = {
-    {0, FONT_WEIGHT_NORMAL, 1, 1, 16},
-    {24, FONT_WEIGHT_BOLD, 1, 1, 32},
-    {24, FONT_WEIGHT_NORMAL, 0, 0, 16},
+    {0, FONT_WEIGHT_NORMAL, 1, 16},
+    {24, FONT_WEIGHT_BOLD, 1, 32},
+    {24, FONT_WEIGHT_NORMAL, 0, 16},
 };
 
 // Windows-1252 code points of the bytes 0x80 to 0x9F; the rest of the set is Latin-1
@@ -80,12 +79,11 @@ static int LoadGlyph(const TwFont* pFont, unsigned char ucByte, int bRender)
 {
     FT_Face hFace = (FT_Face)pFont->hFace;
     FT_UInt uiGlyph = FT_Get_Char_Index(hFace, CodePoint(ucByte));
-    FT_Int32 iFlags = pFont->bMono ? FT_LOAD_TARGET_MONO : FT_LOAD_TARGET_NORMAL;
-    if (FT_Load_Glyph(hFace, uiGlyph, iFlags) != 0)
+    if (FT_Load_Glyph(hFace, uiGlyph, FT_LOAD_TARGET_NORMAL) != 0)
         return 0;
     if (pFont->bEmbolden)
         FT_GlyphSlot_Embolden(hFace->glyph);
-    if (bRender && FT_Render_Glyph(hFace->glyph, pFont->bMono ? FT_RENDER_MODE_MONO : FT_RENDER_MODE_NORMAL) != 0)
+    if (bRender && FT_Render_Glyph(hFace->glyph, FT_RENDER_MODE_NORMAL) != 0)
         return 0;
     return 1;
 }
@@ -106,7 +104,6 @@ static int InitFont(int iIndex, const char* pstrFace, int iHeight)
     // the size is the character height, not the cell height
     FT_Set_Pixel_Sizes(hFace, 0, pSpec->iSize ? pSpec->iSize : iHeight);
     pFont->hFace = hFace;
-    pFont->bMono = pSpec->bMono;
     pFont->bEmbolden = !bBoldEnough;
     pFont->iWidth = TW_FONT_WIDTH;
     pFont->iHeight = pSpec->iBitmapHeight;
@@ -163,6 +160,9 @@ static int RenderText(TwFont* pFont, const char* pstrText)
                 unsigned int uiCover = pBitmap->pixel_mode == FT_PIXEL_MODE_MONO
                                            ? ((pucSource[iCol >> 3] >> (7 - (iCol & 7))) & 1) * 255
                                            : pucSource[iCol];
+                // glyphs that touch keep the darker edge's cover of the two
+                unsigned int uiBefore = (puiRow[x] >> 8) & 0xFF;
+                uiCover = uiCover > uiBefore ? uiCover : uiBefore;
                 if (uiCover) {
                     puiRow[x] = 0xFF000000u | (uiCover << 16) | (uiCover << 8) | uiCover;
                     iRight = x + 1 > iRight ? x + 1 : iRight;
@@ -214,7 +214,7 @@ static int UploadPicture(TwFont* pFont, const char* pstrText)
     int iRight = RenderText(pFont, pstrText);
     int iNumPixels = pFont->iWidth * pFont->iHeight;
     for (int i = 0; i < iNumPixels; i++)
-        pFont->puiBits[i] = (pFont->puiBits[i] & 0x0000FF00u) ? 0xFFFFFFFFu : 0x00FFFFFFu;
+        pFont->puiBits[i] = ((pFont->puiBits[i] & 0x0000FF00u) << 16) | 0x00FFFFFFu; // white, the cover as alpha
     glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, pFont->iWidth, pFont->iHeight, GL_RGBA, GL_UNSIGNED_BYTE, pFont->puiBits);
     memset(pFont->puiBits, 0, (size_t)iNumPixels * 4);
     return iRight;

@@ -332,6 +332,12 @@ int twOgl_FreeFbo(TwFbo* pFbo)
 {
     if (!pFbo)
         return 0;
+    if (pFbo->hSampledFbo)
+        glDeleteFramebuffersEXT(1, &pFbo->hSampledFbo);
+    if (pFbo->hSampledColor)
+        glDeleteRenderbuffersEXT(1, &pFbo->hSampledColor);
+    if (pFbo->hSampledDepth)
+        glDeleteRenderbuffersEXT(1, &pFbo->hSampledDepth);
     if (pFbo->hDepthBuffer)
         glDeleteRenderbuffersEXT(1, &pFbo->hDepthBuffer);
     if (pFbo->hFbo)
@@ -340,6 +346,76 @@ int twOgl_FreeFbo(TwFbo* pFbo)
         twOgl_FreeTexture(pFbo->pTexture);
     twMem_Free(pFbo);
     return 1;
+}
+
+int twOgl_AddSamples(TwFbo* pFbo, int iWidth, int iHeight, int iSamples)
+{
+    if (!pFbo || iSamples < 2 || !GLEW_EXT_framebuffer_multisample || !GLEW_EXT_framebuffer_blit)
+        return 0;
+    GLint iMax = 0;
+    glGetIntegerv(GL_MAX_SAMPLES_EXT, &iMax);
+    iSamples = iSamples < iMax ? iSamples : iMax;
+    if (iSamples < 2)
+        return 0;
+    glGenFramebuffersEXT(1, &pFbo->hSampledFbo);
+    glGenRenderbuffersEXT(1, &pFbo->hSampledColor);
+    glGenRenderbuffersEXT(1, &pFbo->hSampledDepth);
+    glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, pFbo->hSampledFbo);
+    glBindRenderbufferEXT(GL_RENDERBUFFER_EXT, pFbo->hSampledColor);
+    glRenderbufferStorageMultisampleEXT(GL_RENDERBUFFER_EXT, iSamples, GL_RGBA8, iWidth, iHeight);
+    glFramebufferRenderbufferEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT0_EXT, GL_RENDERBUFFER_EXT, pFbo->hSampledColor);
+    glBindRenderbufferEXT(GL_RENDERBUFFER_EXT, pFbo->hSampledDepth);
+    glRenderbufferStorageMultisampleEXT(GL_RENDERBUFFER_EXT, iSamples, GL_DEPTH_COMPONENT24, iWidth, iHeight);
+    glFramebufferRenderbufferEXT(GL_FRAMEBUFFER_EXT, GL_DEPTH_ATTACHMENT_EXT, GL_RENDERBUFFER_EXT, pFbo->hSampledDepth);
+    glBindRenderbufferEXT(GL_RENDERBUFFER_EXT, 0);
+    int bOk = glCheckFramebufferStatusEXT(GL_FRAMEBUFFER_EXT) == GL_FRAMEBUFFER_COMPLETE_EXT;
+    glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);
+    if (!bOk) {
+        // the picture is drawn without samples, as before
+        twLogError("twOgl_AddSamples", "!The driver has no frame buffer of %d samples\n", iSamples);
+        glDeleteFramebuffersEXT(1, &pFbo->hSampledFbo);
+        glDeleteRenderbuffersEXT(1, &pFbo->hSampledColor);
+        glDeleteRenderbuffersEXT(1, &pFbo->hSampledDepth);
+        pFbo->hSampledFbo = pFbo->hSampledColor = pFbo->hSampledDepth = 0;
+        return 0;
+    }
+    pFbo->iSampledWidth = iWidth;
+    pFbo->iSampledHeight = iHeight;
+    pFbo->iSamples = iSamples;
+    return iSamples;
+}
+
+TwFbo* twOgl_CreateWindowSamples(int iWidth, int iHeight, int iSamples)
+{
+    TwFbo* pFbo = (TwFbo*)twMem_Malloc(sizeof(TwFbo), "pFbo");
+    if (!pFbo)
+        return nullptr;
+    snprintf(pFbo->szName, sizeof(pFbo->szName), "Window");
+    // what the driver can't give at 4 samples it may at 2
+    if (!twOgl_AddSamples(pFbo, iWidth, iHeight, iSamples) && !twOgl_AddSamples(pFbo, iWidth, iHeight, 2)) {
+        twMem_Free(pFbo);
+        return nullptr;
+    }
+    return pFbo;
+}
+
+void twOgl_BindSampled(TwFbo* pFbo)
+{
+    glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, pFbo->hSampledFbo ? pFbo->hSampledFbo : pFbo->hFbo);
+    if (pFbo->hSampledFbo)
+        glEnable(GL_MULTISAMPLE_ARB);
+}
+
+void twOgl_ResolveSamples(TwFbo* pFbo)
+{
+    if (pFbo->hSampledFbo) {
+        int iWidth = pFbo->iSampledWidth, iHeight = pFbo->iSampledHeight;
+        glDisable(GL_MULTISAMPLE_ARB);
+        glBindFramebufferEXT(GL_READ_FRAMEBUFFER_EXT, pFbo->hSampledFbo);
+        glBindFramebufferEXT(GL_DRAW_FRAMEBUFFER_EXT, pFbo->hFbo);
+        glBlitFramebufferEXT(0, 0, iWidth, iHeight, 0, 0, iWidth, iHeight, GL_COLOR_BUFFER_BIT, GL_NEAREST);
+    }
+    glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, pFbo->hFbo);
 }
 
 int twOgl_CreateDefaultTexture(void)
@@ -382,7 +458,7 @@ int twOgl_CreateWhiteTexture(void)
     return 1;
 }
 
-int twOgl_Screenshot(const char* pstrPath, const char* pstrFallbackPath)
+int twOgl_Screenshot(const char* pstrPath, const char* pstrFallbackPath, int bPng)
 {
     const char* pstrTag = "twOgl_Screenshot";
     if (!pOgl)
@@ -393,12 +469,12 @@ int twOgl_Screenshot(const char* pstrPath, const char* pstrFallbackPath)
         twLogError(pstrTag, "!twMem_GetTempBuffer\n");
         return 0;
     }
-    // rows come out bottom-up and unpadded (the pack alignment is 1)
-    glReadPixels(0, 0, pOgl->iWidth, pOgl->iHeight, GL_BGR, GL_UNSIGNED_BYTE, pucPixels);
-    if (pstrPath && twBmp_Write(pstrPath, pOgl->iWidth, pOgl->iHeight, 3, pucPixels))
+    // rows come out bottom-up and unpadded (the pack alignment is 1); a BMP keeps blue first
+    glReadPixels(0, 0, pOgl->iWidth, pOgl->iHeight, bPng ? GL_RGB : GL_BGR, GL_UNSIGNED_BYTE, pucPixels);
+    if (pstrPath && twImage_WriteShot(pstrPath, pOgl->iWidth, pOgl->iHeight, pucPixels, bPng))
         return 1;
-    if (pstrFallbackPath && twBmp_Write(pstrFallbackPath, pOgl->iWidth, pOgl->iHeight, 3, pucPixels))
+    if (pstrFallbackPath && twImage_WriteShot(pstrFallbackPath, pOgl->iWidth, pOgl->iHeight, pucPixels, bPng))
         return 1;
-    twLogError(pstrTag, "!twBmp_Write\n");
+    twLogError(pstrTag, bPng ? "!twPng_Write\n" : "!twBmp_Write\n");
     return 0;
 }

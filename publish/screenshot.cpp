@@ -1,6 +1,6 @@
-// The view as a picture: a screenshot of the finished frame, as a BMP in the user's
-// Screenshots folder, or beside the program when that can't be written, and the view alone
-// at a multiple of the window's size.
+// The view as a picture: a screenshot of the finished frame, as a PNG (or a BMP, the user's
+// choice) in the user's Screenshots folder, or beside the program when that can't be
+// written, and the view alone at a multiple of the window's size, smoothed as the window is.
 #include <GL/glew.h>
 #include <stdio.h>
 #include <string.h>
@@ -34,8 +34,9 @@ void twEngine_ShotPaths(const char* pstrSuffix, const char* pstrExtension, char*
 int twEngine_Screenshot(void)
 {
     char szPath[TW_PATH_SIZE + 64], szFallback[TW_PATH_SIZE + 64];
-    twEngine_ShotPaths("", ".bmp", szPath, szFallback, sizeof(szPath));
-    if (!twOgl_Screenshot(szPath[0] ? szPath : nullptr, szFallback))
+    int bPng = pEngine->iShotFormat == TW_SHOT_PNG;
+    twEngine_ShotPaths("", bPng ? ".png" : ".bmp", szPath, szFallback, sizeof(szPath));
+    if (!twOgl_Screenshot(szPath[0] ? szPath : nullptr, szFallback, bPng))
         return 0;
     twLog("twEngine_Screenshot", "Screenshot successfully saved\n");
     return 1;
@@ -56,6 +57,9 @@ int twEngine_LargeScreenshot(int iFactor)
     uint8_t* pucBig = (uint8_t*)twMem_PlainMalloc((uint64_t)(iBigRow * iHeight * iFactor));
     uint8_t* pucTile = (uint8_t*)twMem_PlainMalloc((uint64_t)(iRow * iHeight));
     TwFbo* pFbo = pucBig && pucTile ? twOgl_CreateFbo("LargeScreenshot", iWidth, iHeight, 1, 0) : nullptr;
+    if (pFbo && e->bSmoothEdges)
+        twOgl_AddSamples(pFbo, iWidth, iHeight, 4);
+    int bPng = e->iShotFormat == TW_SHOT_PNG;
     if (!pFbo) {
         twLogError(pstrTag, "!No memory or frame buffer for %d x %d\n", iWidth * iFactor, iHeight * iFactor);
         twMem_PlainFree(pucBig);
@@ -68,13 +72,15 @@ int twEngine_LargeScreenshot(int iFactor)
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
     for (int j = 0; j < iFactor; j++) {
         for (int i = 0; i < iFactor; i++) {
+            twOgl_BindSampled(pFbo);
             glViewport(0, 0, iWidth, iHeight);
             glClearColor(e->vClearColor[0], e->vClearColor[1], e->vClearColor[2], e->vClearColor[3]);
             glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
             glViewport(-i * iWidth, -j * iHeight, iWidth * iFactor, iHeight * iFactor);
             glEnable(GL_DEPTH_TEST);
             twEngine_DrawView(pCam, iWidth * iFactor, iHeight * iFactor);
-            glReadPixels(0, 0, iWidth, iHeight, GL_BGR, GL_UNSIGNED_BYTE, pucTile);
+            twOgl_ResolveSamples(pFbo);
+            glReadPixels(0, 0, iWidth, iHeight, bPng ? GL_RGB : GL_BGR, GL_UNSIGNED_BYTE, pucTile);
             for (int y = 0; y < iHeight; y++)
                 memcpy(pucBig + (int64_t)(j * iHeight + y) * iBigRow + i * iRow, pucTile + y * iRow, (size_t)iRow);
         }
@@ -85,14 +91,14 @@ int twEngine_LargeScreenshot(int iFactor)
     twMem_PlainFree(pucTile);
     char szSuffix[16], szPath[TW_PATH_SIZE + 64], szFallback[TW_PATH_SIZE + 64];
     snprintf(szSuffix, sizeof(szSuffix), "_x%d", iFactor);
-    twEngine_ShotPaths(szSuffix, ".bmp", szPath, szFallback, sizeof(szPath));
-    int bOk = (szPath[0] && twBmp_Write(szPath, iWidth * iFactor, iHeight * iFactor, 3, pucBig)) ||
-              twBmp_Write(szFallback, iWidth * iFactor, iHeight * iFactor, 3, pucBig);
+    twEngine_ShotPaths(szSuffix, bPng ? ".png" : ".bmp", szPath, szFallback, sizeof(szPath));
+    int bOk = (szPath[0] && twImage_WriteShot(szPath, iWidth * iFactor, iHeight * iFactor, pucBig, bPng)) ||
+              twImage_WriteShot(szFallback, iWidth * iFactor, iHeight * iFactor, pucBig, bPng);
     twMem_PlainFree(pucBig);
     // the time the picture took must not reach the next frame as a jump
     twTimer_Update();
     if (!bOk) {
-        twLogError(pstrTag, "!twBmp_Write\n");
+        twLogError(pstrTag, bPng ? "!twPng_Write\n" : "!twBmp_Write\n");
         return 0;
     }
     twLog(pstrTag, "Screenshot of %d x %d saved\n", iWidth * iFactor, iHeight * iFactor);

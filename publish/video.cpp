@@ -108,6 +108,8 @@ int twEngine_StartVideo(void)
     twWindow_CreateDirectory(s_video.szFolder);
     s_video.pucPixels = (uint8_t*)twMem_PlainMalloc((uint64_t)iWidth * iHeight * 3);
     s_video.pFbo = s_video.pucPixels ? twOgl_CreateFbo("Video", iWidth, iHeight, 1, 0) : nullptr;
+    if (s_video.pFbo && pEngine->bSmoothEdges)
+        twOgl_AddSamples(s_video.pFbo, iWidth, iHeight, 4);
     if (!s_video.pFbo) {
         twLogError(TAG, "!No memory or frame buffer for a video of %d x %d\n", iWidth, iHeight);
         twWindow_RemoveDirectory(s_video.szFolder);
@@ -220,8 +222,7 @@ static void FrameStep(void)
     int iWidth = twWindow_GetWidth(), iHeight = twWindow_GetHeight();
     pCam->fForward = pCam->fStrafe = pCam->fVertical = pCam->fImpulse = pCam->fDrift = pCam->fSpin = 0;
     twGallery_PoseClip(s_video.pItem, (float)s_video.iFrame / VIDEO_FPS);
-    glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, s_video.pFbo->hFbo);
-    twEngine_DrawViewAlone(pCam, iWidth, iHeight);
+    twEngine_DrawViewInto(s_video.pFbo, pCam, iWidth, iHeight);
     glPixelStorei(GL_PACK_ALIGNMENT, 1);
     glReadPixels(0, 0, iWidth, iHeight, GL_RGB, GL_UNSIGNED_BYTE, s_video.pucPixels);
     glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);

@@ -1,6 +1,7 @@
 #include <GL/glew.h>
 
 #include "engine/engine.h"
+#include "engine/log.h"
 #include "engine/strings.h"
 #include "engine/timer.h"
 #include "interface/dev.h"
@@ -173,19 +174,34 @@ void twEngine_DrawView(const TwCamera* pCamera, int iWidth, int iHeight)
     DrawModel(pCamera);
 }
 
-void twEngine_DrawViewAlone(TwCamera* pCamera, int iWidth, int iHeight)
+// The view drawn alone, into the frame buffer given (null: the one bound): the sweep marks the
+// groups it sees in the frame buffer itself, the picture goes through its multisampled twin
+static void DrawAlone(TwFbo* pFbo, TwCamera* pCamera, int iWidth, int iHeight)
 {
     TwEngine* e = pEngine;
+    if (pFbo)
+        glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, pFbo->hFbo);
     twWorld_SetCameraRange(pCamera, nullptr, nullptr);
     twCamera_UpdateMatrices(pCamera, 1);
     // the groups this view sees, marked by a whole round of the sweep from it
     for (int i = 0; i < TW_SWEEP_CYCLE; i++)
         twWorld_VisibilitySweep(0, pCamera, 0, e->bUseVbo, 0);
+    if (pFbo)
+        twOgl_BindSampled(pFbo);
     glViewport(0, 0, iWidth, iHeight);
     glClearColor(e->vClearColor[0], e->vClearColor[1], e->vClearColor[2], e->vClearColor[3]);
     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
     glEnable(GL_DEPTH_TEST);
     twEngine_DrawView(pCamera, iWidth, iHeight);
+    if (pFbo)
+        twOgl_ResolveSamples(pFbo);
+}
+
+void twEngine_DrawViewAlone(TwCamera* pCamera, int iWidth, int iHeight) { DrawAlone(nullptr, pCamera, iWidth, iHeight); }
+
+void twEngine_DrawViewInto(TwFbo* pFbo, TwCamera* pCamera, int iWidth, int iHeight)
+{
+    DrawAlone(pFbo, pCamera, iWidth, iHeight);
 }
 
 // A box of text lines in the window's middle, on a dark ground
@@ -222,6 +238,21 @@ static void DrawHints(int iWidth, int iHeight)
     TextBox(iWidth, iHeight, apstrLines, 4);
 }
 
+// The window's multisampled twin, made at the first smooth frame; null where the driver has none
+static TwFbo* WindowSamples(int iWidth, int iHeight)
+{
+    TwEngine* e = pEngine;
+    if (!e->pWindowSamples && !e->bWindowSamplesTried) {
+        e->bWindowSamplesTried = 1;
+        e->pWindowSamples = twOgl_CreateWindowSamples(iWidth, iHeight, 4);
+        if (e->pWindowSamples)
+            twLog("twEngine_Draw", "Smooth edges with %d samples a pixel\n", e->pWindowSamples->iSamples);
+        else
+            twLog("twEngine_Draw", "No smooth edges: the driver has no multisampled frame buffers\n");
+    }
+    return e->pWindowSamples;
+}
+
 void twEngine_Draw(void)
 {
     TwEngine* e = pEngine;
@@ -248,6 +279,11 @@ void twEngine_Draw(void)
         pCam->fInvAspect = 1.0f / pCam->fAspect;
     }
     GLbitfield uiStencil = twWindow_HasStencil() ? GL_STENCIL_BUFFER_BIT : 0;
+    // smooth edges: the view goes to the window's multisampled twin, resolved before the flat
+    // overlays; measuring reads the depth under the cross, and stereo has buffers of its own
+    TwFbo* pSamples = e->bSmoothEdges && !bStereo && !e->bMeasureMode ? WindowSamples(iWidth, iHeight) : nullptr;
+    if (pSamples)
+        twOgl_BindSampled(pSamples);
     float fSkyAngle = e->bSkyFollowsSun ? (float)e->iSunAzimuthWanted : 0;
     for (int iEye = 0; iEye < (bStereo ? 2 : 1); iEye++) {
         if (bStereo && e->iStereoMode == STEREO_SPLIT) {
@@ -303,6 +339,9 @@ void twEngine_Draw(void)
     }
     if (e->fInterfSlide != 0)
         glViewport(0, 0, iWidth, iHeight);
+
+    if (pSamples)
+        twOgl_ResolveSamples(pSamples);
 
     // everything after this is in window pixels with the origin at the bottom left
     glDisable(GL_DEPTH_TEST);

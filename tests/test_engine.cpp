@@ -9,6 +9,7 @@
 #include <string.h>
 #include <dirent.h>
 #include <sys/stat.h>
+#include <set>
 #include <vector>
 
 #include "engine/engine.h"
@@ -24,7 +25,10 @@
 #include "render/render.h"
 #include "tests/support.h"
 #include "tools/harness/samples.h"
+#include "platform/window.h"
 #include "world/world.h"
+
+#include <stb_image.h>
 
 struct Engine : ::testing::Test {
     static std::string dir;
@@ -173,6 +177,29 @@ TEST_F(Engine, SettingsRoundTripAndEveryBadFileKeepsWhatWasThere)
     EXPECT_EQ(twEngine_LoadSaveSettings(pStream, 0), 1);
     fclose(pStream);
     EXPECT_EQ(pEngine->iRenderModeWanted, pEngine->iRenderMode);
+    // the picture's choices, in a file of their own; a bad one keeps them as they were
+    std::string picture = std::string(twCore_GetUserDir()) + "Temp/Picture.bin";
+    pEngine->bSmoothEdges = 0;
+    pEngine->iShotFormat = TW_SHOT_BMP;
+    ASSERT_EQ(twEngine_LoadSavePicture(1), 1);
+    std::string good = twHarness_ReadFile(picture);
+    ASSERT_EQ(good.size(), 16u);
+    EXPECT_EQ(twHarness_ReadFile(file).size(), 0u) << "Settings.bin is not touched";
+    std::string wrongTag = good, outOfRange = good;
+    wrongTag[0] = 'X';
+    outOfRange[8] = 2;
+    for (const std::string& content : {good.substr(0, 15), good + "x", wrongTag, outOfRange}) {
+        twHarness_WriteText(picture, content);
+        pEngine->bSmoothEdges = 1;
+        EXPECT_EQ(twEngine_LoadSavePicture(0), 0);
+        EXPECT_EQ(pEngine->bSmoothEdges, 1);
+    }
+    twHarness_WriteText(picture, good);
+    ASSERT_EQ(twEngine_LoadSavePicture(0), 1);
+    EXPECT_EQ(pEngine->bSmoothEdges * 10 + pEngine->iShotFormat, TW_SHOT_BMP);
+    pEngine->bSmoothEdges = 0; // the software renderer's start
+    pEngine->iShotFormat = TW_SHOT_PNG;
+    unlink(picture.c_str());
 }
 
 // Where the sun stands for a date, a time and a place, checked against what the sky does:
@@ -321,7 +348,23 @@ TEST_F(Engine, ScreenshotsKeepTheFrameAndNeverLeaveHalfAFile)
     twOgl_DrawRect(10, 20, 100, 50, 0);
     std::vector<uint8_t> frame(320 * 240 * 3);
     glReadPixels(0, 0, 320, 240, GL_RGB, GL_UNSIGNED_BYTE, frame.data()); // the reader gives RGB
-    // two shots of one second differ by the frame number
+    // a PNG by default, the frame top row first
+    ASSERT_EQ(pEngine->iShotFormat, TW_SHOT_PNG);
+    ASSERT_EQ(twEngine_Screenshot(), 1);
+    std::vector<std::string> pngs = FilesEnding(shots, ".png");
+    ASSERT_EQ(pngs.size(), 1u);
+    int iPngW = 0, iPngH = 0, iPngChannels = 0;
+    uint8_t* pucPng = stbi_load(pngs[0].c_str(), &iPngW, &iPngH, &iPngChannels, 3);
+    ASSERT_NE(pucPng, nullptr);
+    EXPECT_EQ(iPngW * 1000 + iPngH, 320240);
+    int iDiffer = 0;
+    for (int y = 0; y < 240; y++)
+        iDiffer += memcmp(pucPng + (size_t)y * 320 * 3, frame.data() + (size_t)(239 - y) * 320 * 3, 320 * 3) != 0;
+    EXPECT_EQ(iDiffer, 0);
+    stbi_image_free(pucPng);
+    unlink(pngs[0].c_str());
+    // the BMP of the choice; two shots of one second differ by the frame number
+    pEngine->iShotFormat = TW_SHOT_BMP;
     ASSERT_EQ(twEngine_Screenshot(), 1);
     twTimer_Update();
     ASSERT_EQ(twEngine_Screenshot(), 1);
@@ -354,6 +397,7 @@ TEST_F(Engine, ScreenshotsKeepTheFrameAndNeverLeaveHalfAFile)
     for (const std::string& name : FilesEnding(data, ".bmp"))
         unlink(name.c_str());
     unlink(shots.substr(0, shots.size() - 1).c_str());
+    pEngine->iShotFormat = TW_SHOT_PNG;
 }
 
 // Shift+F5's picture, twice and four times the window's size in tiles: scaled back down it
@@ -376,6 +420,8 @@ TEST_F(Engine, LargeScreenshotsJoinTheirTiles)
     glReadPixels(0, 0, 320, 240, GL_RGB, GL_UNSIGNED_BYTE, plain.data());
     std::string shots = std::string(twCore_GetUserDir()) + "Screenshots/";
     mkdir(shots.c_str(), 0755);
+    pEngine->iShotFormat = TW_SHOT_BMP;
+    pEngine->bSmoothEdges = 1; // the tiles go through their multisampled twin
     for (int iFactor : {2, 4}) {
         for (const std::string& name : FilesEnding(shots, ".bmp"))
             unlink(name.c_str());
@@ -414,6 +460,46 @@ TEST_F(Engine, LargeScreenshotsJoinTheirTiles)
     }
     for (const std::string& name : FilesEnding(shots, ".bmp"))
         unlink(name.c_str());
+    pEngine->iShotFormat = TW_SHOT_PNG;
+    pEngine->bSmoothEdges = 0;
+}
+
+// Smooth edges reach the frame's view and nothing else: the frame gains the blended colours
+// of its edges, and the sweep that follows reads the same ID picture either way
+TEST_F(Engine, SmoothEdgesSmoothTheFrameAndLeaveTheSweepAlone)
+{
+    ASSERT_EQ(twEngine_Load(twTest_MakeCopy("Smooth.exe", twSample_SmallHouse()).c_str()), 1);
+    pCam->bTopView = 0;
+    twCamera_UpdateMatrices(pCam, 1);
+    std::vector<uint8_t> ids[2];
+    size_t auiColours[2];
+    int bWasSmooth = pEngine->bSmoothEdges;
+    int iBackground = pEngine->iBackgroundWanted;
+    pEngine->iBackgroundWanted = 2; // a plain colour: the colours counted are the house's
+    twEngine_ApplySettings();
+    for (int bSmooth = 0; bSmooth < 2; bSmooth++) {
+        pEngine->bSmoothEdges = bSmooth;
+        for (int i = 0; i < 4; i++)
+            twWorld_VisibilitySweep(0, pCam, 0, pEngine->bUseVbo, 0);
+        glViewport(0, 0, 320, 240);
+        twEngine_Draw();
+        std::vector<uint8_t> frame(320 * 240 * 3);
+        glReadPixels(0, 0, 320, 240, GL_RGB, GL_UNSIGNED_BYTE, frame.data());
+        std::set<uint32_t> colours;
+        for (size_t i = 0; i < frame.size(); i += 3)
+            colours.insert(frame[i] << 16 | frame[i + 1] << 8 | frame[i + 2]);
+        auiColours[bSmooth] = colours.size();
+        for (int i = 0; i < 4; i++)
+            twWorld_VisibilitySweep(0, pCam, 0, pEngine->bUseVbo, 0);
+        const uint8_t* pucIds = (const uint8_t*)twMem_GetTempBuffer(0, 0);
+        ids[bSmooth].assign(pucIds, pucIds + 64 * 64 * 4);
+    }
+    ASSERT_NE(pEngine->pWindowSamples, nullptr);
+    EXPECT_GT(auiColours[1], auiColours[0] + 20);
+    EXPECT_TRUE(ids[0] == ids[1]);
+    pEngine->bSmoothEdges = bWasSmooth;
+    pEngine->iBackgroundWanted = iBackground;
+    twEngine_ApplySettings();
 }
 
 TEST_F(Engine, OpensAStandAloneCopy)
@@ -490,7 +576,10 @@ TEST_F(Engine, TheFrameShowsTheAxesAndTheFlyingMark)
         return iCount;
     };
     pCam->bWalk = 0;
+    int bSmooth = pEngine->bSmoothEdges;
+    pEngine->bSmoothEdges = 0; // the axes in their colours, unblended
     twEngine_Draw();
+    pEngine->bSmoothEdges = bSmooth;
     EXPECT_GT(CountPixels(0, 0, 320, 240, 255, 0, 0), 5); // the X axis
     EXPECT_GT(CountPixels(0, 0, 320, 240, 0, 255, 0), 5); // the Y axis
     EXPECT_GT(CountPixels(280, 200, 320, 240, 255, 255, 255), 20); // the flying mark, top right

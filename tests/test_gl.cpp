@@ -5,6 +5,8 @@
 #include <math.h>
 #include <string.h>
 
+#include <set>
+
 #include "engine/log.h"
 #include "engine/memory.h"
 #include "platform/image.h"
@@ -293,12 +295,14 @@ TEST_F(Gl, TextAppearsWhereAndAsWideAsMeasured)
     EXPECT_GE(aiBox[1], 30);
     EXPECT_LE(aiBox[3], 30 + 15);
     EXPECT_GE(aiBox[3], 30 + 8);
-    // in the current colour, hard-edged
-    for (size_t i = 0; i < pixels.size(); i += 3)
-        if (pixels[i]) {
-            EXPECT_EQ(pixels[i], 255);
-            EXPECT_EQ(pixels[i + 1], 0);
-        }
+    // in the current colour, its edges blended over the background in grey levels
+    std::set<int> levels;
+    for (size_t i = 0; i < pixels.size(); i += 3) {
+        levels.insert(pixels[i]);
+        EXPECT_EQ(pixels[i + 1], 0);
+    }
+    EXPECT_GT(levels.size(), 8u);
+    EXPECT_EQ(*levels.rbegin(), 255);
     EXPECT_EQ(twOgl_GetTextWidth(3, "x"), 0);
     EXPECT_GT(twOgl_GetTextWidth(1, "Ambulon"), twOgl_GetTextWidth(0, "Ambulon"));
 }
@@ -350,7 +354,7 @@ TEST_F(Gl, ScreenshotWritesTheBackBufferAsBgrBottomUp)
     glColor3f(1, 0, 0);
     twOgl_DrawRect(0, 0, 3, 2, 0);
     std::string path = dir + "shot.bmp";
-    ASSERT_EQ(twOgl_Screenshot(path.c_str(), nullptr), 1);
+    ASSERT_EQ(twOgl_Screenshot(path.c_str(), nullptr, 0), 1);
     std::string file = twHarness_ReadFile(path);
     ASSERT_EQ(file.size(), 54u + W * H * 3);
     TwBmpHeader header;
@@ -367,10 +371,49 @@ TEST_F(Gl, ScreenshotWritesTheBackBufferAsBgrBottomUp)
     EXPECT_EQ((uint8_t)file[uiAbove + 2], 0);
     // the fallback path is taken when the first can't be written
     std::string fallback = dir + "fallback.bmp";
-    ASSERT_EQ(twOgl_Screenshot((dir + "missing/shot.bmp").c_str(), fallback.c_str()), 1);
+    ASSERT_EQ(twOgl_Screenshot((dir + "missing/shot.bmp").c_str(), fallback.c_str(), 0), 1);
     EXPECT_EQ(twHarness_ReadFile(fallback), file);
-    EXPECT_EQ(twOgl_Screenshot(nullptr, (dir + "missing/x.bmp").c_str()), 0);
+    EXPECT_EQ(twOgl_Screenshot(nullptr, (dir + "missing/x.bmp").c_str(), 0), 0);
     EXPECT_TRUE(twTest_LogHas("twOgl_Screenshot\n  !twBmp_Write\n"));
+}
+
+// A frame buffer's multisampled twin smooths a slanted edge into grey levels; without it
+// the edge has the two colours alone
+TEST_F(Gl, ASampledTwinSmoothsASlantedEdge)
+{
+    for (int bTwin = 1; bTwin >= 0; bTwin--) {
+        TwFbo* pFbo = twOgl_CreateFbo("Edge", 64, 64, 1, 0);
+        ASSERT_NE(pFbo, nullptr);
+        if (bTwin) {
+            ASSERT_EQ(twOgl_AddSamples(pFbo, 64, 64, 4), 4);
+        }
+        twOgl_BindSampled(pFbo);
+        glViewport(0, 0, 64, 64);
+        glClearColor(0, 0, 1, 1);
+        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+        glDisable(GL_DEPTH_TEST);
+        glMatrixMode(GL_PROJECTION);
+        glLoadIdentity();
+        glOrtho(0, 64, 0, 64, 1, -1);
+        glMatrixMode(GL_MODELVIEW);
+        glLoadIdentity();
+        glColor3f(1, 0, 0);
+        glBegin(GL_TRIANGLES);
+        glVertex2f(0, 0);
+        glVertex2f(64, 0);
+        glVertex2f(0, 41.3f);
+        glEnd();
+        twOgl_ResolveSamples(pFbo);
+        std::vector<uint8_t> pixels(64 * 64 * 4);
+        glReadPixels(0, 0, 64, 64, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+        glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);
+        int iBetween = 0;
+        for (size_t i = 0; i < pixels.size(); i += 4)
+            iBetween += pixels[i] > 0 && pixels[i] < 255;
+        EXPECT_TRUE(bTwin ? iBetween > 40 : iBetween == 0) << iBetween << " pixels between the colours";
+        twOgl_FreeFbo(pFbo);
+    }
+    glViewport(0, 0, W, H);
 }
 
 TEST_F(Gl, ImagesDrawAtTheirOwnSizeWhenGivenNone)

@@ -1,4 +1,5 @@
-// The settings readers on any bytes (the settings and the sun's date and place), from a
+// The settings readers on any bytes (the settings, the sun's date and place, and the
+// picture's choices), from a
 // stream as a copy's pack gives it and from the user's own file; a load that passes must
 // leave every setting within its range.
 #include <stdlib.h>
@@ -35,6 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t uiSize)
             twEngine_LoadSaveSettings(pFile, 0);
             rewind(pFile);
             twEngine_LoadSaveSunPlace(pFile, (int64_t)uiSize, 0);
+            rewind(pFile);
+            twEngine_ReadPicture(pFile);
             fclose(pFile);
         } else {
             char szPath[128];
@@ -46,11 +49,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t uiSize)
             snprintf(szPath, sizeof(szPath), "%sTemp/Sun.bin", s_szDir);
             rename((std::string(s_szDir) + "Temp/Settings.bin").c_str(), szPath);
             twEngine_LoadSaveSunPlace(nullptr, 0, 0);
+            rename(szPath, (std::string(s_szDir) + "Temp/Picture.bin").c_str());
+            twEngine_LoadSavePicture(0);
         }
         // what a load takes is always in range, NaN included
         if (!(pCam->fFov == 0 || (pCam->fFov >= 10 && pCam->fFov <= 120)) ||
             !(pEngine->fLightGain == 0 || (pEngine->fLightGain >= 0 && pEngine->fLightGain <= 2)) ||
             pEngine->iBackgroundWanted < 0 || pEngine->iBackgroundWanted > 4)
+            abort();
+        if (pEngine->bSmoothEdges < 0 || pEngine->bSmoothEdges > 1 || pEngine->iShotFormat < 0 ||
+            pEngine->iShotFormat > 1)
             abort();
         // a date and place taken puts the sun within the view page's ranges
         const TwSunPlace* p = &pEngine->sunPlace;

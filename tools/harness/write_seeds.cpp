@@ -1,6 +1,6 @@
 // Writes the fuzz targets' seeds as the viewer itself writes its files: the small house
 // opened where the CAD host leaves a model, lit by a light job, a gallery of a view and a
-// clip, the settings, the sun's date and place, and a published copy, whose own entries
+// clip, the settings, the sun's date and place, the picture's choices, and a published copy, whose own entries
 // are packed again behind a few bytes of program so that the pack fits a fuzz input. Needs
 // a display.
 //
@@ -116,6 +116,9 @@ int main(int argc, char** argv)
         return Fail("make_pack fails");
     twHarness_WriteText(seeds + "settings/written.bin", twHarness_ReadFile(temp + TW_SETTINGS_FILE));
     twHarness_WriteText(seeds + "settings/sun_written.bin", twHarness_ReadFile(temp + TW_SUN_PLACE_FILE));
+    if (!twEngine_LoadSavePicture(1))
+        return Fail("the picture's choices can't be saved");
+    twHarness_WriteText(seeds + "settings/picture_written.bin", twHarness_ReadFile(temp + TW_PICTURE_FILE));
     twHarness_WriteText(seeds + "gallery/written.bin", twHarness_ReadFile(temp + TW_GALLERY_FILE));
     twHarness_WriteText(seeds + "model/small_house.bin", twHarness_ReadFile(temp + "Export.bin"));
     printf("write_seeds: a copy of %d resources, its gallery, settings and sun into %s\n", (int)resources.size(),
