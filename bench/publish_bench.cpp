@@ -37,17 +37,10 @@ static int InMainLoop(const std::string& log)
 
 int main(void)
 {
-    twHarness_StartGl(1280, 1024);
-    std::string dir = twHarness_Dir();
-    std::string data = std::string(AMB_BUILD_DIR) + "/";
-    twCore_SetDataDir(data.c_str());
-    mkdir((dir + "Temp").c_str(), 0755);
     TwExportModel tiled = twBench_Tiled(twBench_SampleHouse(), 4);
-    twExport_WriteFile(tiled, dir + "Temp/Export.bin");
-    twStrings_Init();
-    if (!twStrings_ImportBin((data + "Data/Strings/Strings.bin").c_str()) || !twEngine_InitEngine() ||
-        !twEngine_InitCamera() || !twEngine_InitLayers() || !twEngine_InitWorld() || !twEngine_InitGallery() ||
-        !pWorld->bLoaded) {
+    int bStarted = twHarness_StartEngine(1280, 1024, &tiled);
+    std::string dir = twHarness_Dir();
+    if (!bStarted || !pWorld->bLoaded) {
         printf("the engine didn't start\n");
         return 1;
     }

@@ -36,21 +36,11 @@ struct Kill : ::testing::Test {
     static std::string s_shotPixels;
     static void SetUpTestSuite()
     {
-        twHarness_StartGl(320, 240);
+        TwExportModel house = twSample_SmallHouse();
+        ASSERT_EQ(twHarness_StartEngine(320, 240, &house), 1); // the built program is the master of a copy
         dir = twHarness_Dir();
         temp = dir + "Temp/";
-        std::string data = std::string(AMB_BUILD_DIR) + "/";
-        twCore_SetDataDir(data.c_str()); // the built program is the master of a copy
-        mkdir(temp.c_str(), 0755);
         mkdir((dir + "Screenshots").c_str(), 0755);
-        twExport_WriteFile(twSample_SmallHouse(), temp + "Export.bin");
-        twStrings_Init();
-        ASSERT_EQ(twStrings_ImportBin((data + "Data/Strings/Strings.bin").c_str()), 1);
-        ASSERT_EQ(twEngine_InitEngine(), 1);
-        ASSERT_EQ(twEngine_InitCamera(), 1);
-        ASSERT_EQ(twEngine_InitLayers(), 1);
-        ASSERT_EQ(twEngine_InitWorld(), 1);
-        ASSERT_EQ(twEngine_InitGallery(), 1);
     }
     static void TearDownTestSuite() { twEngine_Shutdown(); }
 

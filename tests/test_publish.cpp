@@ -31,19 +31,10 @@ struct Publish : ::testing::Test {
 
     static void SetUpTestSuite()
     {
-        twHarness_StartGl(640, 400);
+        TwExportModel house = twSample_SmallHouse();
+        ASSERT_EQ(twHarness_StartEngine(640, 400, &house), 1); // the built program is the master
         dir = twHarness_Dir();
         data = std::string(AMB_BUILD_DIR) + "/";
-        twCore_SetDataDir(data.c_str()); // the built program is the master
-        mkdir((dir + "Temp").c_str(), 0755);
-        twExport_WriteFile(twSample_SmallHouse(), dir + "Temp/Export.bin");
-        twStrings_Init();
-        ASSERT_EQ(twStrings_ImportBin((data + "Data/Strings/Strings.bin").c_str()), 1);
-        ASSERT_EQ(twEngine_InitEngine(), 1);
-        ASSERT_EQ(twEngine_InitCamera(), 1);
-        ASSERT_EQ(twEngine_InitLayers(), 1);
-        ASSERT_EQ(twEngine_InitWorld(), 1);
-        ASSERT_EQ(twEngine_InitGallery(), 1);
         ASSERT_EQ(pWorld->iModelSource, 3);
     }
     static void TearDownTestSuite() { twEngine_Shutdown(); }

@@ -2,14 +2,18 @@
 
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include "engine/core.h"
+#include "engine/engine.h"
 #include "engine/log.h"
 #include "engine/memory.h"
+#include "engine/strings.h"
 #include "engine/timer.h"
 #include "interface/layers.h"
 #include "platform/ogl.h"
 #include "platform/window.h"
+#include "tools/export/model_writer.h"
 #include "world/world.h"
 
 static std::string s_dir;
@@ -70,6 +74,19 @@ void twHarness_StopWorld(void)
     twWorld_Shutdown();
     twLayers_Free();
     twHarness_StopGl();
+}
+
+int twHarness_StartEngine(int iWidth, int iHeight, const TwExportModel* pModel)
+{
+    twHarness_StartGl(iWidth, iHeight);
+    std::string data = std::string(AMB_BUILD_DIR) + "/";
+    twCore_SetDataDir(data.c_str());
+    mkdir((s_dir + "Temp").c_str(), 0755);
+    if (pModel && !twExport_WriteFile(*pModel, s_dir + "Temp/Export.bin"))
+        return 0;
+    twStrings_Init();
+    return twStrings_ImportBin((data + "Data/Strings/Strings.bin").c_str()) && twEngine_InitEngine() &&
+           twEngine_InitCamera() && twEngine_InitLayers() && twEngine_InitWorld() && twEngine_InitGallery();
 }
 
 std::string twHarness_ReadFile(const std::string& path)

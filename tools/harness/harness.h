@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+struct TwExportModel;
+
 // Makes a fresh scratch folder (ending in "/") and starts timer, core and memory with the
 // log written there. bTrack turns on the allocator's chunk list.
 std::string twHarness_StartServices(int bTrack = 0);
@@ -20,6 +22,10 @@ void twHarness_StopGl(void);
 // The GL services, the layer table and the world record, for runs that load models; 1 or 0
 int twHarness_StartWorld(int iWidth, int iHeight, int bUseVbo);
 void twHarness_StopWorld(void);
+// The engine as the program starts it, up to the gallery, on a window of the given size:
+// the built program is the master of copies (the data folder is the build's), and the
+// model, when given, is where the CAD host leaves it (Temp/Export.bin). 1, or 0 when a step fails.
+int twHarness_StartEngine(int iWidth, int iHeight, const TwExportModel* pModel);
 // Whole files: an empty text when the file can't be read; writes that fail leave no file
 std::string twHarness_ReadFile(const std::string& path);
 void twHarness_WriteFile(const std::string& path, const std::vector<uint8_t>& bytes);

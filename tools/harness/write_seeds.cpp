@@ -57,15 +57,10 @@ int main(int argc, char** argv)
     if (argc != 2)
         return Fail("usage: write_seeds <seeds folder>");
     std::string seeds = std::string(argv[1]) + "/";
-    twHarness_StartGl(320, 240);
-    std::string dir = twHarness_Dir(), temp = dir + "Temp/", data = std::string(AMB_BUILD_DIR) + "/";
-    twCore_SetDataDir(data.c_str()); // the built program is the master of the copy
-    mkdir(temp.c_str(), 0755);
-    twExport_WriteFile(twSample_SmallHouse(), temp + "Export.bin");
-    twStrings_Init();
-    if (!twStrings_ImportBin((data + "Data/Strings/Strings.bin").c_str()) || !twEngine_InitEngine() ||
-        !twEngine_InitCamera() || !twEngine_InitLayers() || !twEngine_InitWorld() || !twEngine_InitGallery())
+    TwExportModel house = twSample_SmallHouse();
+    if (!twHarness_StartEngine(320, 240, &house))
         return Fail("the engine doesn't start");
+    std::string dir = twHarness_Dir(), temp = dir + "Temp/", data = std::string(AMB_BUILD_DIR) + "/";
 
     // the light, as after the frames that stamp the groups
     for (int g = 0; g < pWorld->iNumElementGroups; g++)
