@@ -4,6 +4,11 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "engine/log.h"
+#include "engine/memory.h"
+
+#define COPY_CHUNK_BYTES 0x400000
+
 int twWriter_Open(TwWriter* pWriter, const char* pstrPath)
 {
     memset(pWriter, 0, sizeof(TwWriter));
@@ -63,4 +68,26 @@ void twWriter_Abandon(TwWriter* pWriter)
     pWriter->pFile = nullptr;
     if (pWriter->szTempPath[0])
         unlink(pWriter->szTempPath);
+}
+
+int twWriter_CopyStream(TwWriter* pWriter, FILE* pIn, int64_t iSize, const char* pstrTag)
+{
+    uint8_t* pucBuffer = (uint8_t*)twMem_GetTempBuffer(COPY_CHUNK_BYTES, 0);
+    if (!pucBuffer) {
+        twLogError(pstrTag, "!twMem_GetTempBuffer\n");
+        return 0;
+    }
+    while (iSize > 0) {
+        size_t uiPiece = iSize > COPY_CHUNK_BYTES ? COPY_CHUNK_BYTES : (size_t)iSize;
+        if (fread(pucBuffer, 1, uiPiece, pIn) != uiPiece) {
+            twLogError(pstrTag, "!fread : the source ends early\n");
+            return 0;
+        }
+        if (!twWriter_Write(pWriter, pucBuffer, (int64_t)uiPiece)) {
+            twLogError(pstrTag, "!fwrite : '%s'\n", pWriter->szTempPath);
+            return 0;
+        }
+        iSize -= (int64_t)uiPiece;
+    }
+    return 1;
 }

@@ -25,3 +25,6 @@ int twWriter_Close(TwWriter* pWriter); // puts the file in place: 1, or 0 with t
 int twWriter_Finish(TwWriter* pWriter);
 int twWriter_Commit(TwWriter* pWriter);
 void twWriter_Abandon(TwWriter* pWriter); // drops the temporary file, finished or not; the target stays
+// iSize bytes of a stream from its position, in 4 MiB pieces through the temp buffer; a
+// failure is logged under the tag given
+int twWriter_CopyStream(TwWriter* pWriter, FILE* pIn, int64_t iSize, const char* pstrTag);

@@ -320,35 +320,27 @@ void twWorld_DropLightParts(int iFiles)
 // A frame file of an external copy into Temp under its temporary name
 static int CopyFramePart(int iFile, const char* pstrExternal)
 {
+    const char* pstrTag = "twWorld_SaveLight";
     TwReader reader;
-    FILE* pFile = twWorld_OpenLightFile(s_apstrSetFiles[iFile], pstrExternal, &reader, "twWorld_SaveLight");
-    TwWriter writer;
+    TwWriter writer = {};
+    FILE* pFile = twWorld_OpenLightFile(s_apstrSetFiles[iFile], pstrExternal, &reader, pstrTag);
     if (!pFile)
         return 0;
-    if (!twWorld_CreateLightFile(&writer, s_apstrSetFiles[iFile], "twWorld_SaveLight")) {
-        fclose(pFile);
-        return 0;
-    }
-    uint8_t aucChunk[16384];
-    for (int64_t iLeft = reader.iLeft; iLeft > 0 && !reader.bShort;) {
-        int iBytes = iLeft < (int64_t)sizeof(aucChunk) ? (int)iLeft : (int)sizeof(aucChunk);
-        twReader_Read(&reader, aucChunk, iBytes);
-        twWriter_Write(&writer, aucChunk, iBytes);
-        iLeft -= iBytes;
-    }
+    int bOk = twWorld_CreateLightFile(&writer, s_apstrSetFiles[iFile], pstrTag) &&
+              twWriter_CopyStream(&writer, pFile, reader.iLeft, pstrTag);
     fclose(pFile);
-    if (reader.bShort) {
-        twLogError("twWorld_SaveLight", "!%s.bin is cut short\n", s_apstrSetFiles[iFile]);
+    if (!bOk) {
         twWriter_Abandon(&writer);
         return 0;
     }
-    return FinishLightFile(&writer, "twWorld_SaveLight");
+    return FinishLightFile(&writer, pstrTag);
 }
 
-// Makes Temp hold what the record says: each present file in place (moved in from its
-// temporary name when that is the one the record names), each absent one gone. 1 when every
-// present file matches.
-static int PutSetInPlace(const TwLightSetRecord* pRecord, const char* pstrTag)
+// Makes Temp hold what the record says: each present file in place, each absent one gone.
+// A commit has just summed every file (bSummed): those given by iFromParts move in from their
+// temporary names unread. At start nothing is trusted: a file in place that differs from the
+// record is replaced by its temporary one when that matches. 1 when every present file is in place.
+static int PutSetInPlace(const TwLightSetRecord* pRecord, int bSummed, int iFromParts, const char* pstrTag)
 {
     int bOk = 1;
     for (int i = 0; i < TW_LIGHT_NUM_FILES; i++) {
@@ -361,9 +353,10 @@ static int PutSetInPlace(const TwLightSetRecord* pRecord, const char* pstrTag)
             unlink(szPath);
             continue;
         }
-        if (SumFile(szPath, &found) && SameEntry(&found, pWanted))
+        int bFromPart = (iFromParts >> i) & 1;
+        if (bSummed ? !bFromPart : SumFile(szPath, &found) && SameEntry(&found, pWanted))
             continue;
-        if (SumFile(szPart, &found) && SameEntry(&found, pWanted) && rename(szPart, szPath) == 0)
+        if ((bSummed || (SumFile(szPart, &found) && SameEntry(&found, pWanted))) && rename(szPart, szPath) == 0)
             continue;
         twLogError(pstrTag, "!%s.bin doesn't match its set\n", s_apstrSetFiles[i]);
         bOk = 0;
@@ -409,7 +402,7 @@ int twWorld_CommitLightSet(int iFromParts, int iStale)
         return 0;
     }
     // the new set holds from here: a kill before the moves are done is finished at the next start
-    return PutSetInPlace(&record, SET_TAG);
+    return PutSetInPlace(&record, 1, iFromParts, SET_TAG);
 }
 
 int twWorld_SettleLightSet(void)
@@ -427,7 +420,7 @@ int twWorld_SettleLightSet(void)
     }
     int bSet = 0;
     if (bRead)
-        bSet = PutSetInPlace(&record, SETTLE_TAG) && record.entries[3].uiPresent && record.entries[4].uiPresent;
+        bSet = PutSetInPlace(&record, 0, 0, SETTLE_TAG) && record.entries[3].uiPresent && record.entries[4].uiPresent;
     else if (pFile)
         twLogError(SETTLE_TAG, "!%s is damaged: the light in Temp is passed over\n", SET_FILE);
     else if (twCore_GetTempPath("LightS.bin", szPath) && twCore_FileExists(szPath))

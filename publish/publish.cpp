@@ -21,7 +21,6 @@
 #include "world/world.h"
 
 #define TAG "twEngine_Save"
-#define CHUNK_BYTES 0x400000 // big rows go through the temp buffer in 4 MiB pieces
 #define NUM_OWN 15
 #define NUM_DISK 9
 #define NUM_LIGHT 5
@@ -58,29 +57,6 @@ static int Join(char* pstrOut, size_t uiSize, const char* pstrFormat, ...)
 
 static int64_t Position(Pack* p) { return p->w.pFile ? (int64_t)ftello(p->w.pFile) : -1; }
 
-// iSize bytes of a stream into a file being written, in pieces through the temp buffer
-static int CopyStream(TwWriter* pWriter, FILE* pIn, int64_t iSize)
-{
-    uint8_t* pucBuffer = (uint8_t*)twMem_GetTempBuffer(CHUNK_BYTES, 0);
-    if (!pucBuffer) {
-        twLogError(TAG, "!twMem_GetTempBuffer\n");
-        return 0;
-    }
-    while (iSize > 0) {
-        size_t uiPiece = iSize > CHUNK_BYTES ? CHUNK_BYTES : (size_t)iSize;
-        if (fread(pucBuffer, 1, uiPiece, pIn) != uiPiece) {
-            twLogError(TAG, "!fread : the source ends early\n");
-            return 0;
-        }
-        if (!twWriter_Write(pWriter, pucBuffer, (int64_t)uiPiece)) {
-            twLogError(TAG, "!fwrite : '%s'\n", pWriter->szTempPath);
-            return 0;
-        }
-        iSize -= (int64_t)uiPiece;
-    }
-    return 1;
-}
-
 // One resource: its name, where it starts and its size in the directory, then its bytes;
 // the stream is closed in every case
 static int AddStream(Pack* p, const char* pstrName, FILE* pIn, int64_t iSize)
@@ -96,7 +72,7 @@ static int AddStream(Pack* p, const char* pstrName, FILE* pIn, int64_t iSize)
     snprintf(e->szName, sizeof(e->szName), "%s", pstrName);
     e->uiOffset = (uint32_t)iAt;
     e->uiSize = (uint32_t)iSize;
-    int bOk = CopyStream(&p->w, pIn, iSize);
+    int bOk = twWriter_CopyStream(&p->w, pIn, iSize, TAG);
     fclose(pIn);
     return bOk;
 }
@@ -266,7 +242,7 @@ static int CopyMaster(Pack* p, const char* pstrMaster, int bFromStart, const cha
         fclose(pMaster);
         return 0;
     }
-    int bOk = CopyStream(&p->w, pMaster, iSize);
+    int bOk = twWriter_CopyStream(&p->w, pMaster, iSize, TAG);
     fclose(pMaster);
     struct stat st;
     fchmod(fileno(p->w.pFile), stat(pstrMaster, &st) == 0 ? (st.st_mode & 0777) : 0755);
@@ -324,7 +300,7 @@ static int MakeBundle(Pack* p, const char* pstrBundle)
         }
         TwWriter file;
         memset(&file, 0, sizeof(file));
-        int bOk = twWriter_Open(&file, szPath) && CopyStream(&file, pIn, FileSize(pIn));
+        int bOk = twWriter_Open(&file, szPath) && twWriter_CopyStream(&file, pIn, FileSize(pIn), TAG);
         fclose(pIn);
         if (!bOk || !twWriter_Close(&file)) {
             twWriter_Abandon(&file);
