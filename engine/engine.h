@@ -198,8 +198,8 @@ void twEngine_DrawView(const TwCamera* pCamera, int iWidth, int iHeight); // sky
 // a view other than the frame's, cleared and drawn into the bound buffer: its matrices and
 // a whole round of the sweep from it first (render/frame.cpp)
 void twEngine_DrawViewAlone(TwCamera* pCamera, int iWidth, int iHeight);
-// The same into a frame buffer, smoothed through its multisampled twin when it has one; the
-// frame buffer stays bound
+// The same into a frame buffer (null: the one bound), smoothed through its multisampled twin
+// when it has one; the frame buffer stays bound
 void twEngine_DrawViewInto(TwFbo* pFbo, TwCamera* pCamera, int iWidth, int iHeight);
 int twEngine_UpdateSun(void); // turns the sun's camera to the applied angles
 int twEngine_ToggleSunShadows(void); // F3

@@ -190,7 +190,8 @@ int twEngine_LoadSavePicture(int bSave)
     if (!pEngine || !twCore_GetTempPath(TW_PICTURE_FILE, szPath))
         return 0;
     if (bSave) {
-        TwPictureRecord record = {{'P', 'I', 'C', 'T'}, PICTURE_VERSION, pEngine->bSmoothEdges, pEngine->iShotFormat};
+        TwPictureRecord record = {{0}, PICTURE_VERSION, pEngine->bSmoothEdges, pEngine->iShotFormat};
+        memcpy(record.acTag, TW_PICTURE_TAG, 4);
         TwWriter writer;
         if (!twWriter_Open(&writer, szPath)) {
             twLogError(PICTURE_TAG, "!fopen : '%s'\n", szPath);

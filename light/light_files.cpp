@@ -407,7 +407,7 @@ int twWorld_CommitLightSet(int iFromParts, int iStale)
 
 int twWorld_SettleLightSet(void)
 {
-    char szPath[TW_PATH_SIZE];
+    char szPath[TW_PATH_SIZE], szResult[TW_PATH_SIZE + 16];
     if (!twCore_GetTempPath(SET_FILE, szPath))
         return 0;
     TwLightSetRecord record;
@@ -423,7 +423,7 @@ int twWorld_SettleLightSet(void)
         bSet = PutSetInPlace(&record, 0, 0, SETTLE_TAG) && record.entries[3].uiPresent && record.entries[4].uiPresent;
     else if (pFile)
         twLogError(SETTLE_TAG, "!%s is damaged: the light in Temp is passed over\n", SET_FILE);
-    else if (twCore_GetTempPath("LightS.bin", szPath) && twCore_FileExists(szPath))
+    else if (SetFilePath(3, 0, szResult) && twCore_FileExists(szResult))
         twLogError(SETTLE_TAG, "The light files in Temp are not one set: they are passed over\n");
     // what a kill left under a temporary name is never taken for a light file
     twWorld_DropLightParts((1 << TW_LIGHT_NUM_FILES) - 1);

@@ -174,9 +174,9 @@ void twEngine_DrawView(const TwCamera* pCamera, int iWidth, int iHeight)
     DrawModel(pCamera);
 }
 
-// The view drawn alone, into the frame buffer given (null: the one bound): the sweep marks the
-// groups it sees in the frame buffer itself, the picture goes through its multisampled twin
-static void DrawAlone(TwFbo* pFbo, TwCamera* pCamera, int iWidth, int iHeight)
+// The sweep marks the groups the view sees in the frame buffer itself; the picture goes
+// through the frame buffer's multisampled twin
+void twEngine_DrawViewInto(TwFbo* pFbo, TwCamera* pCamera, int iWidth, int iHeight)
 {
     TwEngine* e = pEngine;
     if (pFbo)
@@ -197,11 +197,9 @@ static void DrawAlone(TwFbo* pFbo, TwCamera* pCamera, int iWidth, int iHeight)
         twOgl_ResolveSamples(pFbo);
 }
 
-void twEngine_DrawViewAlone(TwCamera* pCamera, int iWidth, int iHeight) { DrawAlone(nullptr, pCamera, iWidth, iHeight); }
-
-void twEngine_DrawViewInto(TwFbo* pFbo, TwCamera* pCamera, int iWidth, int iHeight)
+void twEngine_DrawViewAlone(TwCamera* pCamera, int iWidth, int iHeight)
 {
-    DrawAlone(pFbo, pCamera, iWidth, iHeight);
+    twEngine_DrawViewInto(nullptr, pCamera, iWidth, iHeight);
 }
 
 // A box of text lines in the window's middle, on a dark ground
