@@ -12,7 +12,8 @@ ROOT=$(cd "$(dirname "$0")/.." && pwd)
 PREFIX="$ROOT/.deps/sdl2"
 VERSION=$(dpkg-query -W -f='${Version}' libsdl2-dev)
 STAMP="$PREFIX/.version"
-if [ -f "$PREFIX/lib/libSDL2.a" ] && [ "$(cat "$STAMP" 2>/dev/null)" = "$VERSION" ]; then
+BUILT="$VERSION/1" # the figure after the slash counts changes to this build
+if [ -f "$PREFIX/lib/libSDL2.a" ] && [ "$(cat "$STAMP" 2>/dev/null)" = "$BUILT" ]; then
     exit 0
 fi
 
@@ -32,6 +33,13 @@ echo "Building SDL2 $VERSION for published copies (X11 only)"
 (cd "$WORK" && "${APT[@]}" source --download-only "libsdl2=$VERSION" >/dev/null)
 tar -xzf "$WORK"/libsdl2_*.orig.tar.gz -C "$WORK"
 SRC=$(find "$WORK" -maxdepth 1 -type d -name 'SDL2-*' | head -n 1)
+# 2.26 asks XInput2 for the pointer before a warp even when libXi was not there to load,
+# and calls a null function on a desktop without it
+MOUSE="$SRC/src/video/x11/SDL_x11mouse.c"
+if grep -q '    if (ScreenCount(display) == 1) {' "$MOUSE"; then
+    sed -i 's/    if (ScreenCount(display) == 1) {/    if (ScreenCount(display) == 1 \&\& X11_Xinput2IsInitialized()) {/' "$MOUSE"
+    grep -q 'X11_Xinput2IsInitialized()) {' "$MOUSE"
+fi
 
 cmake -S "$SRC" -B "$WORK/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$PREFIX" \
     -DCMAKE_POSITION_INDEPENDENT_CODE=ON -DSDL_SHARED=OFF -DSDL_STATIC=ON -DSDL_TEST=OFF \
@@ -43,4 +51,4 @@ cmake -S "$SRC" -B "$WORK/build" -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREF
 cmake --build "$WORK/build" -j"$(nproc)" >/dev/null
 rm -rf "$PREFIX"
 cmake --install "$WORK/build" >/dev/null
-echo "$VERSION" > "$STAMP"
+echo "$BUILT" > "$STAMP"
