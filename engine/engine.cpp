@@ -41,6 +41,7 @@
 #define LAYER_PAGE_SIZE 12
 #define HINT_SECONDS 26.0f
 #define MESSAGE_SECONDS 6.0f
+#define PROGRESS_FADE_STEP (1.0 / 60.0) // seconds between the fade-in's pictures while a loader reports
 #define SHADOW_MESSAGE_SECONDS 4.0f // the note that this machine can't draw shadows
 #define PENDING_PUBLISH_STEP 4
 #define FIRST_KEY_STEP 1e-4f // seconds: a gallery update that only places the camera
@@ -1093,30 +1094,34 @@ int twEngine_ShowProgress(const char* pstrLine1, const char* pstrLine2, float fF
         pstrLine2 = szPercent;
     }
     // a call that would draw the very picture on screen draws nothing: a model's loader
-    // reports thousands of steps, and the percentage moves on only a hundred times
+    // reports thousands of steps, and the percentage moves on only a hundred times. The
+    // fade-in runs by the wall clock while the caller works, and shows a frame's worth at a time
     static char s_szShown[2 * TW_PATH_SIZE + 8];
+    static double s_dFadeStart, s_dDrawn;
     char szNow[sizeof(s_szShown)];
     snprintf(szNow, sizeof(szNow), "%d\n%.*s\n%.*s", pstrLine1 != nullptr, TW_PATH_SIZE, pstrLine1 ? pstrLine1 : "",
              TW_PATH_SIZE, pstrLine2 ? pstrLine2 : "");
-    if (pEngine->fProgressFade > TW_PROGRESS_FADE_END && !strcmp(szNow, s_szShown))
+    double dNow = twTimer_Seconds();
+    int bSame = !strcmp(szNow, s_szShown);
+    if (bSame && (pEngine->fProgressFade > TW_PROGRESS_FADE_END || dNow - s_dDrawn < PROGRESS_FADE_STEP))
         return 1;
     memcpy(s_szShown, szNow, sizeof(s_szShown));
-    // the first call blocks for the fade-in; later calls draw once
-    do {
-        glDisable(GL_DEPTH_TEST);
-        if (pEngine->fProgressFade < TW_PROGRESS_FADE_END)
-            pEngine->fProgressFade += twTimer_Update();
-        float f = pEngine->fProgressFade;
-        glColor4f(f, f, f, f);
-        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | (twWindow_HasStencil() ? GL_STENCIL_BUFFER_BIT : 0));
-        twOgl_DrawText(1, iX, iMiddle + 40, twStrings_Get(TW_STR_APP_NAME));
-        twOgl_DrawText(0, iX, iMiddle + 10, pEngine->szVersion);
-        if (pstrLine1)
-            twOgl_DrawText(0, iX, iMiddle - 5, pstrLine1);
-        if (pstrLine2)
-            twOgl_DrawText(0, iX, iMiddle - 20, pstrLine2);
-        glEnable(GL_DEPTH_TEST);
-        twWindow_SwapBuffers();
-    } while (pEngine->fProgressFade <= TW_PROGRESS_FADE_END);
+    if (pEngine->fProgressFade <= 0)
+        s_dFadeStart = dNow;
+    if (pEngine->fProgressFade <= TW_PROGRESS_FADE_END)
+        pEngine->fProgressFade = fmaxf((float)(dNow - s_dFadeStart), 1e-6f);
+    s_dDrawn = dNow;
+    float f = pEngine->fProgressFade;
+    glDisable(GL_DEPTH_TEST);
+    glColor4f(f, f, f, f);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | (twWindow_HasStencil() ? GL_STENCIL_BUFFER_BIT : 0));
+    twOgl_DrawText(1, iX, iMiddle + 40, twStrings_Get(TW_STR_APP_NAME));
+    twOgl_DrawText(0, iX, iMiddle + 10, pEngine->szVersion);
+    if (pstrLine1)
+        twOgl_DrawText(0, iX, iMiddle - 5, pstrLine1);
+    if (pstrLine2)
+        twOgl_DrawText(0, iX, iMiddle - 20, pstrLine2);
+    glEnable(GL_DEPTH_TEST);
+    twWindow_SwapBuffers();
     return 1;
 }
