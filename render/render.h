@@ -31,9 +31,10 @@ void twWorld_SetMaterial(const TwMaterial* pMaterial, int* piTextured, float fAl
 void twWorld_DrawMeshEdges(const TwMesh* pMesh);
 int twWorld_GroupSeen(uint32_t uiGroupFrame); // seen in the last four sweeps
 // shaders.cpp: the programs are kept in the world's record, by key
-int twWorld_InitShaders(void);                          // builds and compiles every program
+int twWorld_InitShaders(void);                          // the vertex programs now, fragment ones at first use
 int twWorld_VertexProgramText(int iKey, char* pstrOut); // the text of a key; its length
 int twWorld_FragmentProgramText(int iKey, char* pstrOut);
+uint32_t twWorld_FragmentProgram(int iKey);             // compiled at its first call; 0 where the driver refused
 // sweep.cpp
 void twWorld_VisibilitySweep(int bSun, const TwCamera* pCam, float fSkyAngle, int bUseVbo, int bDebugCopy);
 void twWorld_DrawSunDisc(const float* pvPos, float fSkyAngle);

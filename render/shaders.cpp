@@ -215,6 +215,23 @@ static int CreateTable(int bFragment, int iCount, uint32_t* phPrograms, char* ps
     return 1;
 }
 
+uint32_t twWorld_FragmentProgram(int iKey)
+{
+    uint32_t* ph = &pWorld->ahFragmentPrograms[iKey & (TW_NUM_FRAGMENT_PROGRAMS - 1)];
+    if (*ph == TW_PROGRAM_FAILED)
+        return 0;
+    if (!*ph) {
+        char szText[TW_PROGRAM_TEXT_SIZE];
+        int iLength = twWorld_FragmentProgramText(iKey & (TW_NUM_FRAGMENT_PROGRAMS - 1), szText);
+        if (!Compile(1, szText, iLength, ph)) {
+            twLogError(TAG, "!twOgl_CreateFragmentProgram : key %d\n", iKey);
+            *ph = TW_PROGRAM_FAILED;
+            return 0;
+        }
+    }
+    return *ph;
+}
+
 // One of the three programs outside the tables; the text is emptied for the next
 static int CreateSingle(int bFragment, Text* t, uint32_t* phProgram, const char* pstrName)
 {
@@ -231,7 +248,11 @@ int twWorld_InitShaders(void)
     if (!CreateTable(0, TW_NUM_VERTEX_PROGRAMS, pWorld->ahVertexPrograms, szText))
         return 0;
     pWorld->iNumVertexPrograms = TW_NUM_VERTEX_PROGRAMS;
-    if (!CreateTable(1, TW_NUM_FRAGMENT_PROGRAMS, pWorld->ahFragmentPrograms, szText))
+    // the fragment table is compiled as its keys are first drawn (a frame uses a handful, and
+    // all 2048 cost a software renderer 0.4 s of every start); the longest text, every
+    // option at once, tells now whether this driver takes them
+    memset(pWorld->ahFragmentPrograms, 0, sizeof(pWorld->ahFragmentPrograms));
+    if (!twWorld_FragmentProgram(TW_NUM_FRAGMENT_PROGRAMS - 1))
         return 0;
     pWorld->iNumFragmentPrograms = TW_NUM_FRAGMENT_PROGRAMS;
 

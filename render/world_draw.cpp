@@ -297,7 +297,7 @@ void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam
                         w->iCurrentVp = iVp;
                     }
                     if (iFp != w->iCurrentFp) {
-                        glBindProgramARB(GL_FRAGMENT_PROGRAM_ARB, w->ahFragmentPrograms[iFp]);
+                        glBindProgramARB(GL_FRAGMENT_PROGRAM_ARB, twWorld_FragmentProgram(iFp));
                         w->iCurrentFp = iFp;
                     }
                 }
@@ -401,7 +401,7 @@ static void BindVertexProgram(int iKey)
 static void BindFragmentProgram(int iKey)
 {
     if (iKey != pWorld->iCurrentFp) {
-        glBindProgramARB(GL_FRAGMENT_PROGRAM_ARB, pWorld->ahFragmentPrograms[iKey]);
+        glBindProgramARB(GL_FRAGMENT_PROGRAM_ARB, twWorld_FragmentProgram(iKey));
         pWorld->iCurrentFp = iKey;
     }
 }

@@ -34,12 +34,19 @@ double Render::dCompileSeconds;
 
 TEST_F(Render, EveryProgramCompiles)
 {
-    printf("2,083 programs compiled in %.2f s\n", dCompileSeconds);
     EXPECT_EQ(pWorld->iNumVertexPrograms, 32);
     EXPECT_EQ(pWorld->iNumFragmentPrograms, 2048);
     for (int k = 0; k < 32; k++)
         EXPECT_NE(pWorld->ahVertexPrograms[k], 0u);
     EXPECT_NE(pWorld->hFpSampler, 0u);
+    // the fragment table fills as keys are drawn, each once
+    double dStart = twTimer_Seconds();
+    for (int k = 0; k < 2048; k++)
+        EXPECT_NE(twWorld_FragmentProgram(k), 0u) << "key " << k;
+    printf("start: %.2f s; the other 2,047 fragment programs at their first use: %.2f s\n", dCompileSeconds,
+           twTimer_Seconds() - dStart);
+    uint32_t h = twWorld_FragmentProgram(5);
+    EXPECT_EQ(twWorld_FragmentProgram(5), h);
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -47,6 +47,7 @@ struct TwLightmap;
 
 #define TW_NUM_VERTEX_PROGRAMS 32
 #define TW_NUM_FRAGMENT_PROGRAMS 2048
+#define TW_PROGRAM_FAILED 0xFFFFFFFFu // a fragment key the driver refused: not tried again
 #define TW_PROGRAM_TEXT_SIZE 4096
 
 // Vertex program key bits
