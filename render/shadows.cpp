@@ -175,6 +175,12 @@ int twWorld_RenderShadowMap(const TwCamera* pSunCam, int bUseVbo, int bUnused)
     glViewport(0, 0, iTile, iTile);
     glEnable(GL_POLYGON_OFFSET_FILL);
     glPolygonOffset(2.1f, 4);
+    // the map keeps the sides turned away from the sun: a solid's lit side is then never
+    // compared against itself (no acne), and faces that overlap inside a solid, as IFC
+    // bodies made of several pieces have, cannot darken its outside
+    GLboolean bCull = glIsEnabled(GL_CULL_FACE);
+    glEnable(GL_CULL_FACE);
+    glCullFace(GL_FRONT);
     glEnable(GL_VERTEX_PROGRAM_ARB);
     glBindProgramARB(GL_VERTEX_PROGRAM_ARB, w->hVpWriteDepth);
     w->iCurrentVp = -1;
@@ -189,9 +195,9 @@ int twWorld_RenderShadowMap(const TwCamera* pSunCam, int bUseVbo, int bUnused)
             glMultMatrixf(pSunCam->mProjection);
             glMatrixMode(GL_MODELVIEW);
             glLoadMatrixf(pSunCam->mView);
-            // an inner seam loses its outermost line
-            int x0 = c > 0, y0 = r > 0, x1 = c < n - 1 ? iTile - 1 : iTile, y1 = r < n - 1 ? iTile - 1 : iTile;
-            glScissor(x0, y0, x1 - x0, y1 - y0);
+            // the whole tile: a line left out at an inner seam kept the clear depth, and drew
+            // a line of sun across every shadow the seam crossed
+            glScissor(0, 0, iTile, iTile);
             glEnable(GL_SCISSOR_TEST);
             if (pucGroups && pfExtents) {
                 // a margin of a texel: the driver's clipping can never see more than this
@@ -214,6 +220,9 @@ int twWorld_RenderShadowMap(const TwCamera* pSunCam, int bUseVbo, int bUnused)
     twMem_PlainFree(pfExtents);
     glDisable(GL_VERTEX_PROGRAM_ARB);
     glDisable(GL_POLYGON_OFFSET_FILL);
+    glCullFace(GL_BACK);
+    if (!bCull)
+        glDisable(GL_CULL_FACE);
     glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
     glViewport(aiViewport[0], aiViewport[1], aiViewport[2], aiViewport[3]);
     return 1;

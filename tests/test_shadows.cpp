@@ -174,3 +174,33 @@ TEST_F(Shadows, TheFlareGrowsWithTheSunsShareAndGoesWhenItIsHidden)
     EXPECT_EQ(iNone, 0);
     EXPECT_EQ(iHidden, 0); // not seen in the last sweeps: not drawn
 }
+
+TEST_F(Shadows, TheMapHasNoSunlitLinesAtItsTileSeams)
+{
+    if (!twWorld_ShadowsReady()) {
+        ASSERT_EQ(twWorld_InitShadows(), 1);
+    }
+    glEnable(GL_DEPTH_TEST);
+    SunFrom(60, 200);
+    int n = pWorld->iShadowSize;
+    std::vector<float> depth((size_t)n * n);
+    glActiveTexture(GL_TEXTURE2);
+    glGetTexImage(GL_TEXTURE_2D, 0, GL_DEPTH_COMPONENT, GL_FLOAT, depth.data());
+    glActiveTexture(GL_TEXTURE0);
+    // the floor is whole: no texel two from the model on both sides may miss it, across
+    // the lines of the map and along them
+    auto At = [&](int x, int y) { return depth[(size_t)y * n + x]; };
+    int iCovered = 0, iGaps = 0;
+    for (int y = 2; y < n - 2; y += 7) {
+        for (int x = 2; x < n - 2; x++) {
+            if (At(x - 2, y) < 1 && At(x + 2, y) < 1) {
+                iCovered++;
+                iGaps += At(x, y) >= 1;
+            }
+            if (At(y, x - 2) < 1 && At(y, x + 2) < 1)
+                iGaps += At(y, x) >= 1;
+        }
+    }
+    EXPECT_GT(iCovered, n);
+    EXPECT_EQ(iGaps, 0);
+}
