@@ -1111,6 +1111,13 @@ int twEngine_ShowProgress(const char* pstrLine1, const char* pstrLine2, float fF
     if (pEngine->fProgressFade <= TW_PROGRESS_FADE_END)
         pEngine->fProgressFade = fmaxf((float)(dNow - s_dFadeStart), 1e-6f);
     s_dDrawn = dNow;
+#ifdef AMB_TEST_HOOKS
+    // only in test builds: AMB_TEST_SLOW_LOAD=<ms> makes each progress picture that much
+    // longer, so that a small model's load stays on screen as a large one's would
+    const char* pstrSlowLoad = getenv("AMB_TEST_SLOW_LOAD");
+    if (pstrSlowLoad && atoi(pstrSlowLoad) > 0)
+        usleep((useconds_t)atoi(pstrSlowLoad) * 1000);
+#endif
     float f = pEngine->fProgressFade;
     glDisable(GL_DEPTH_TEST);
     glColor4f(f, f, f, f);
