@@ -133,9 +133,9 @@ run_and_quit() {
 }
 
 # --- 1. A full run: progress screen, main loop, Z with Escape, clean shutdown ------------
-LOG=$(make_home normal)
-# the fade-in runs while the model loads: a slowed load keeps the house's on screen
-start_viewer "$WORK/normal" "$BUILD/Ambulon.exe" AMB_TEST_SLOW_LOAD=25
+# the fade-in runs while the model loads: a slowed load keeps the test house's on screen
+home_with_model normal
+start_viewer "$WORK/normal" "$BUILD/Ambulon.exe" AMB_TEST_SLOW_LOAD=40
 if ! strings "$BUILD/Ambulon.exe" | grep -q AMB_TEST_SLOW_LOAD; then
     echo "normal: a build without test hooks: the progress screen isn't looked at"
 elif wait_for_text "$LOG" "Number of render modes"; then
@@ -424,11 +424,21 @@ if strings "$BUILD/Ambulon.exe" | grep -q AMB_TEST_SLOW_FRAME; then
     [ "$STATUS" = 0 ] || fail "slow: exit status $STATUS"
 fi
 
-# --- 7a. The exporter puts the sample house in place and starts the viewer on it -----------
+# --- 7a. A file manager opens the sample house: the desktop entry's command exports it and ---
+# starts the viewer on it
 SAMPLE=/usr/share/assimp/models/IFC/AC14-FZK-Haus.ifc
 if [ -r "$SAMPLE" ]; then
     LOG=$(make_home sample)
-    (cd "$WORK" && HOME="$WORK/sample" "$BUILD/ambexport" --open --if-none -q "$SAMPLE") &
+    HOME="$WORK/sample" XDG_DATA_HOME="" XDG_CONFIG_HOME="" "$SRC/scripts/install-desktop.sh" "$BUILD" >/dev/null ||
+        fail "sample: no desktop entry"
+    grep -q '^application/x-ifc=ambulon.desktop;$' "$WORK/sample/.config/mimeapps.list" ||
+        fail "sample: the viewer isn't the default for IFC"
+    if [ -f "$WORK/sample/.local/share/mime/globs2" ]; then
+        grep -q ':application/x-ifc:\*\.ifc$' "$WORK/sample/.local/share/mime/globs2" || fail "sample: no IFC file type"
+    fi
+    exec_line=$(sed -n 's/^Exec=//p' "$WORK/sample/.local/share/applications/ambulon.desktop")
+    eval "set -- ${exec_line//%f/\"\$SAMPLE\"}"
+    (cd "$WORK" && HOME="$WORK/sample" "$@" -q) &
     PID=$!
     if wait_for_text "$LOG" "---Entering main loop---"; then
         # the first frame waits for the driver to build its programs; then the sky is over the house
