@@ -1111,13 +1111,6 @@ int twEngine_ShowProgress(const char* pstrLine1, const char* pstrLine2, float fF
     if (pEngine->fProgressFade <= TW_PROGRESS_FADE_END)
         pEngine->fProgressFade = fmaxf((float)(dNow - s_dFadeStart), 1e-6f);
     s_dDrawn = dNow;
-#ifdef AMB_TEST_HOOKS
-    // only in test builds: AMB_TEST_SLOW_LOAD=<ms> makes each progress picture that much
-    // longer, so that a small model's load stays on screen as a large one's would
-    const char* pstrSlowLoad = getenv("AMB_TEST_SLOW_LOAD");
-    if (pstrSlowLoad && atoi(pstrSlowLoad) > 0)
-        usleep((useconds_t)atoi(pstrSlowLoad) * 1000);
-#endif
     float f = pEngine->fProgressFade;
     glDisable(GL_DEPTH_TEST);
     glColor4f(f, f, f, f);
@@ -1130,5 +1123,19 @@ int twEngine_ShowProgress(const char* pstrLine1, const char* pstrLine2, float fF
         twOgl_DrawText(0, iX, iMiddle - 20, pstrLine2);
     glEnable(GL_DEPTH_TEST);
     twWindow_SwapBuffers();
+#ifdef AMB_TEST_HOOKS
+    // only in test builds: AMB_TEST_SLOW_LOAD=<ms> holds the first progress screen that long,
+    // fading in, as a large model's load would
+    static int s_bHeld = 0;
+    const char* pstrSlowLoad = getenv("AMB_TEST_SLOW_LOAD");
+    if (!s_bHeld && pstrSlowLoad && atoi(pstrSlowLoad) > 0) {
+        s_bHeld = 1;
+        double dEnd = dNow + atoi(pstrSlowLoad) / 1000.0;
+        while (twTimer_Seconds() < dEnd) {
+            usleep(5000);
+            twEngine_ShowProgress(pstrLine1, pstrLine2, fFraction);
+        }
+    }
+#endif
     return 1;
 }

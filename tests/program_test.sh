@@ -135,7 +135,7 @@ run_and_quit() {
 # --- 1. A full run: progress screen, main loop, Z with Escape, clean shutdown ------------
 # the fade-in runs while the model loads: a slowed load keeps the test house's on screen
 home_with_model normal
-start_viewer "$WORK/normal" "$BUILD/Ambulon.exe" AMB_TEST_SLOW_LOAD=40
+start_viewer "$WORK/normal" "$BUILD/Ambulon.exe" AMB_TEST_SLOW_LOAD=2500
 if ! strings "$BUILD/Ambulon.exe" | grep -q AMB_TEST_SLOW_LOAD; then
     echo "normal: a build without test hooks: the progress screen isn't looked at"
 elif wait_for_text "$LOG" "Number of render modes"; then
