@@ -6,7 +6,7 @@ set -euo pipefail
 ROOT=$(cd "$(dirname "$0")/.." && pwd)
 JOBS=$(nproc)
 "$ROOT/scripts/install-deps.sh" test
-"$ROOT/scripts/build-sdl.sh"
+"$ROOT/scripts/build-sdl.sh" || echo "SDL2 for copies not built: copies will name every library Debian's SDL2 uses"
 
 # a display of its own, at the size the end-to-end test expects
 for n in $(seq 90 130); do
