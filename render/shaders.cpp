@@ -202,13 +202,13 @@ static int Compile(int bFragment, const char* pstrText, int iLength, uint32_t* p
                      : twOgl_CreateVertexProgram(pstrText, iLength, phProgram);
 }
 
-// Every program of one table, by key
-static int CreateTable(int bFragment, int iCount, uint32_t* phPrograms, char* pstrText)
+// Every vertex program, by key
+static int CreateVertexTable(char* pstrText)
 {
-    for (int k = 0; k < iCount; k++) {
-        int iLength = bFragment ? twWorld_FragmentProgramText(k, pstrText) : twWorld_VertexProgramText(k, pstrText);
-        if (!Compile(bFragment, pstrText, iLength, &phPrograms[k])) {
-            twLogError(TAG, "!twOgl_Create%sProgram\n", bFragment ? "Fragment" : "Vertex");
+    for (int k = 0; k < TW_NUM_VERTEX_PROGRAMS; k++) {
+        int iLength = twWorld_VertexProgramText(k, pstrText);
+        if (!Compile(0, pstrText, iLength, &pWorld->ahVertexPrograms[k])) {
+            twLogError(TAG, "!twOgl_CreateVertexProgram\n");
             return 0;
         }
     }
@@ -217,12 +217,13 @@ static int CreateTable(int bFragment, int iCount, uint32_t* phPrograms, char* ps
 
 uint32_t twWorld_FragmentProgram(int iKey)
 {
-    uint32_t* ph = &pWorld->ahFragmentPrograms[iKey & (TW_NUM_FRAGMENT_PROGRAMS - 1)];
+    iKey &= TW_NUM_FRAGMENT_PROGRAMS - 1;
+    uint32_t* ph = &pWorld->ahFragmentPrograms[iKey];
     if (*ph == TW_PROGRAM_FAILED)
         return 0;
     if (!*ph) {
         char szText[TW_PROGRAM_TEXT_SIZE];
-        int iLength = twWorld_FragmentProgramText(iKey & (TW_NUM_FRAGMENT_PROGRAMS - 1), szText);
+        int iLength = twWorld_FragmentProgramText(iKey, szText);
         if (!Compile(1, szText, iLength, ph)) {
             twLogError(TAG, "!twOgl_CreateFragmentProgram : key %d\n", iKey);
             *ph = TW_PROGRAM_FAILED;
@@ -245,7 +246,7 @@ static int CreateSingle(int bFragment, Text* t, uint32_t* phProgram, const char*
 int twWorld_InitShaders(void)
 {
     char szText[TW_PROGRAM_TEXT_SIZE];
-    if (!CreateTable(0, TW_NUM_VERTEX_PROGRAMS, pWorld->ahVertexPrograms, szText))
+    if (!CreateVertexTable(szText))
         return 0;
     pWorld->iNumVertexPrograms = TW_NUM_VERTEX_PROGRAMS;
     // the fragment table is compiled as its keys are first drawn (a frame uses a handful, and

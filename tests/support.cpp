@@ -1,5 +1,7 @@
 #include "tests/support.h"
 
+#include <GL/glew.h>
+
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -86,4 +88,15 @@ void twTest_StubZenity(const std::string& output, int iStatus)
     twHarness_WriteText(bin + "/zenity", "#!/bin/sh\necho '" + output + "'\nexit " + std::to_string(iStatus) + "\n");
     chmod((bin + "/zenity").c_str(), 0755);
     setenv("PATH", (bin + ":" + s_path).c_str(), 1);
+}
+
+void twTest_PixelView(int w, int h)
+{
+    glViewport(0, 0, w, h);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glOrtho(0, w, 0, h, 1, -1);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+    glDisable(GL_DEPTH_TEST);
 }

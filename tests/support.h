@@ -13,6 +13,9 @@ std::string twTest_ReadLog(void);
 // The log's message lines (without headers and headings), as written.
 std::vector<std::string> twTest_LogLines(void);
 bool twTest_LogHas(const std::string& text);
+// Window pixels as GL's units over the viewport (0, 0, w, h), depth test off: how the
+// overlays draw
+void twTest_PixelView(int w, int h);
 // Little-endian appenders for building files in tests
 void twTest_PutU8(std::vector<uint8_t>* pOut, uint8_t v);
 void twTest_PutU16(std::vector<uint8_t>* pOut, uint16_t v);

@@ -335,15 +335,9 @@ TEST_F(Engine, ScreenshotsKeepTheFrameAndNeverLeaveHalfAFile)
 {
     std::string shots = std::string(twCore_GetUserDir()) + "Screenshots/";
     mkdir(shots.c_str(), 0755);
-    glViewport(0, 0, 320, 240);
+    twTest_PixelView(320, 240);
     glClearColor(0.2f, 0.4f, 0.6f, 1);
     glClear(GL_COLOR_BUFFER_BIT);
-    glDisable(GL_DEPTH_TEST);
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
-    glOrtho(0, 320, 0, 240, 1, -1);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
     glColor3f(1, 0, 0);
     twOgl_DrawRect(10, 20, 100, 50, 0);
     std::vector<uint8_t> frame(320 * 240 * 3);

@@ -27,13 +27,7 @@ struct Gl : ::testing::Test {
     static void TearDownTestSuite() { twHarness_StopGl(); }
     void SetUp() override
     {
-        glViewport(0, 0, W, H);
-        glMatrixMode(GL_PROJECTION);
-        glLoadIdentity();
-        glMatrixMode(GL_MODELVIEW);
-        glLoadIdentity();
-        glOrtho(0, W, 0, H, 1, -1);
-        glDisable(GL_DEPTH_TEST);
+        twTest_PixelView(W, H);
         glClearColor(0, 0, 0, 0);
         glClear(GL_COLOR_BUFFER_BIT);
     }
@@ -388,15 +382,9 @@ TEST_F(Gl, ASampledTwinSmoothsASlantedEdge)
             ASSERT_EQ(twOgl_AddSamples(pFbo, 64, 64, 4), 4);
         }
         twOgl_BindSampled(pFbo);
-        glViewport(0, 0, 64, 64);
+        twTest_PixelView(64, 64);
         glClearColor(0, 0, 1, 1);
         glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-        glDisable(GL_DEPTH_TEST);
-        glMatrixMode(GL_PROJECTION);
-        glLoadIdentity();
-        glOrtho(0, 64, 0, 64, 1, -1);
-        glMatrixMode(GL_MODELVIEW);
-        glLoadIdentity();
         glColor3f(1, 0, 0);
         glBegin(GL_TRIANGLES);
         glVertex2f(0, 0);

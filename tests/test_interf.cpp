@@ -50,13 +50,7 @@ struct Interf : ::testing::Test {
     // the pass in window pixels, the panel all the way out, faded in
     static void Pass(int x, int y, int bHeld, int bPressed, int iDx = 0)
     {
-        glViewport(0, 0, W, H);
-        glMatrixMode(GL_PROJECTION);
-        glLoadIdentity();
-        glOrtho(0, W, 0, H, 1, -1);
-        glMatrixMode(GL_MODELVIEW);
-        glLoadIdentity();
-        glDisable(GL_DEPTH_TEST);
+        twTest_PixelView(W, H);
         pEngine->iMouseX = pEngine->iLiveX = x;
         pEngine->iMouseY = pEngine->iLiveY = y;
         pInterf->fFade = 1;

@@ -149,15 +149,9 @@ TEST_F(Shadows, TheFlareGrowsWithTheSunsShareAndGoesWhenItIsHidden)
     auto Centre = [&](int iSkyPixels, uint32_t uiSeen) {
         pWorld->iSkyPixels = iSkyPixels;
         pWorld->uiSkySeenFrame = uiSeen;
-        glViewport(0, 0, W, H);
+        twTest_PixelView(W, H);
         glClearColor(0, 0, 0, 0);
         glClear(GL_COLOR_BUFFER_BIT);
-        glMatrixMode(GL_PROJECTION);
-        glLoadIdentity();
-        glOrtho(0, W, 0, H, 1, -1);
-        glMatrixMode(GL_MODELVIEW);
-        glLoadIdentity();
-        glDisable(GL_DEPTH_TEST);
         twWorld_DrawFlare(&cam, W, H, 0);
         uint8_t aucMax[3] = {0, 0, 0};
         std::vector<uint8_t> pixels(W * H * 3);
