@@ -9,6 +9,7 @@
 
 #include "engine/log.h"
 #include "engine/memory.h"
+#include "engine/model_link.h"
 #include "engine/strings.h"
 #include "engine/timer.h"
 #include "interface/gallery.h"
@@ -66,12 +67,17 @@ static void FreeCamera(TwCamera** ppCamera)
     *ppCamera = nullptr;
 }
 
-int twEngine_Main(const char* pstrExePath)
+int twEngine_Main(const char* pstrExePath, const char* pstrOpen)
 {
     char szFailTag[TW_FAIL_TAG_SIZE] = "";
     // the failure tag stays in its buffer: only the log tells about a failed start
-    if (twEngine_Startup(pstrExePath, szFailTag))
+    if (twEngine_Startup(pstrExePath, szFailTag)) {
+        if (pstrOpen && !pLink)
+            twLog("twEngine_Main", "A copy opens no other model: '%s' is passed over\n", pstrOpen);
+        else if (pstrOpen)
+            twLink_Open(pstrOpen, 0);
         twEngine_Run();
+    }
     twEngine_Shutdown();
     return 0;
 }
@@ -122,6 +128,12 @@ int twEngine_Startup(const char* pstrExePath, char* pstrFailTag)
     twLog(STARTUP_TAG, "Initializing measure tool\n");
     if (!twMeasure_Init())
         return Fail(pstrFailTag, "!InitMeasure");
+    // a copy opens no other model: it has no exporter and no folder of its own
+    if (!pEngine->bStandAlone) {
+        twLog(STARTUP_TAG, "Initializing model link\n");
+        if (!twLink_Init())
+            return Fail(pstrFailTag, "!InitLink");
+    }
     twLog(STARTUP_TAG, "Initializing interface\n");
     if (!twEngine_InitInterf())
         return Fail(pstrFailTag, "!InitInterf");
@@ -151,6 +163,10 @@ int twEngine_Shutdown(void)
     // a video cut short by the end leaves nothing half-written
     if (pCam)
         twEngine_StopVideo();
+    if (pLink) {
+        twLog(SHUTDOWN_TAG, "Shutting down model link\n");
+        twLink_Free();
+    }
     twLog(SHUTDOWN_TAG, "Shutting down interface\n");
     twInterf_Free();
     twLog(SHUTDOWN_TAG, "Shutting down measure tool\n");
@@ -502,10 +518,26 @@ static int LoadTempLight(void)
     if (!twWorld_InitLight(0, nullptr) || !twWorld_LoadLight(1, nullptr)) {
         twWorld_FreeRad();
         twLogError("twEngine_InitWorld", "The light in Temp doesn't fit this model: it is passed over\n");
-        return 0;
+        return -1;
     }
     pEngine->bLightLoaded = 1;
     return 1;
+}
+
+int twEngine_ReloadLight(const char* pstrSetAsideIn)
+{
+    TwEngine* e = pEngine;
+    int iLight = 0;
+    e->bLightLoaded = 0;
+    if (pWorld->bLoaded && e->bRadiosity && !e->bNoShaders)
+        iLight = LoadTempLight();
+    if (iLight < 0 && pstrSetAsideIn && twWorld_SetLightAside(pstrSetAsideIn) == 0)
+        iLight = 0;
+    // the lit mode gives way by itself where there is no light
+    if (iLight > 0)
+        e->iRenderModeWanted = twEngine_RenderModeIndex(TW_MODE_LIT);
+    twEngine_ShowLightState(0);
+    return iLight;
 }
 
 // The light a copy carries, after its model (pstrFrom the copy opened, null the own pack). A
@@ -593,10 +625,13 @@ int twEngine_InitWorld(void)
             return 1;
         }
         snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", szPath);
+        // what each element is, where the exporter said so; the model it came from is shown
+        if (twWorld_LoadElementInfo(szPath) && pWorld->szInfoSource[0])
+            snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", pWorld->szInfoSource);
     }
     // a place in the list: the head lamp while all six modes are offered
     e->iRenderModeWanted = TW_MODE_LAMP;
-    if (pWorld->bLoaded && e->bRadiosity && !e->bNoShaders && LoadTempLight())
+    if (pWorld->bLoaded && e->bRadiosity && !e->bNoShaders && LoadTempLight() > 0)
         e->iRenderModeWanted = TW_MODE_LIT;
     // a sun that follows the date wins over the model's
     twEngine_ApplySunPlace();
@@ -761,6 +796,17 @@ int twEngine_RunPending(const char* pstrPath, int* piStep, int* piKind, float* p
         *piKind = TW_PENDING_NONE;
         return 1;
     }
+    if (*piKind == TW_PENDING_OPEN_MODEL) {
+        char szPath[TW_PATH_SIZE];
+        twWindow_SetDialogMode(1);
+        int bChosen = twWindow_GetFileFromDialog(1, szPath, TW_LINK_FILTER, twStrings_Get(TW_STR_MODEL_FILES), 0);
+        twWindow_SetDialogMode(0);
+        if (bChosen)
+            twLink_Open(szPath, 0);
+        *piStep = 0;
+        *piKind = TW_PENDING_NONE;
+        return 1;
+    }
     if (*piKind != TW_PENDING_PUBLISH_WIN && *piKind != TW_PENDING_PUBLISH_MAC) {
         *piStep = 0;
         *piKind = TW_PENDING_NONE;
@@ -909,6 +955,7 @@ int twEngine_Update(void)
         if (e->iPendingStep)
             twEngine_RunPending(e->szPickedPath, &e->iPendingStep, &e->iPendingKind, &e->fMessageTime,
                                 &e->iMessageKind);
+        twLink_Update();
         twWindow_SwapBuffers();
         // the element under the cross of the frame just shown, from the back buffer that
         // the next frame draws over

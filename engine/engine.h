@@ -43,7 +43,11 @@ struct TwCamera;
 #define TW_NUM_BACKGROUNDS 5
 #define TW_NUM_STEREO_NAMES 5
 
-enum TwPendingKind { TW_PENDING_NONE = 0, TW_PENDING_OPEN = 1, TW_PENDING_PUBLISH_WIN = 2, TW_PENDING_PUBLISH_MAC = 3 };
+enum TwPendingKind {
+    TW_PENDING_NONE = 0, TW_PENDING_OPEN = 1, TW_PENDING_PUBLISH_WIN = 2, TW_PENDING_PUBLISH_MAC = 3,
+    TW_PENDING_OPEN_MODEL = 4, // the dialog of building models, then the exporter
+};
+#define TW_MESSAGE_TEXT 6 // iMessageKind: the panel's second line is szMessageText
 
 // The sun's date, time and place, as "Sun.bin" holds it after its tag
 struct TwSunPlace {
@@ -77,6 +81,8 @@ struct TwEngine {
     TwTexture* pPlaneTexture;         // "Plane.tga": the flying mark
     float fMessageTime;               // seconds the message panel stays up
     int32_t iMessageKind;             // which second line it shows
+    char szMessageText[TW_PATH_SIZE]; // the second line of TW_MESSAGE_TEXT
+    char szOpenAtStart[TW_PATH_SIZE]; // the file named on the command line, opened once the level runs
     int32_t bLightLoaded;             // the open model came with its light
     TwTexture* pFbTex;                // "FrameBuffer-8x8"
     int32_t bDrawFlare;               // setting
@@ -176,7 +182,9 @@ struct TwEngine {
 
 extern TwEngine* pEngine;
 
-int twEngine_Main(const char* pstrExePath); // the engine entry: start, run, shut down; the exit code
+// the engine entry: start, run, shut down; the exit code. pstrOpen: a file to open once the
+// level runs (the full program only)
+int twEngine_Main(const char* pstrExePath, const char* pstrOpen = nullptr);
 int twEngine_Startup(const char* pstrExePath, char* pstrFailTag); // 0 with a failure tag (16 bytes)
 int twEngine_Run(void);
 int twEngine_Shutdown(void);
@@ -216,6 +224,9 @@ int twEngine_IsVideoRunning(void);
 const char* twEngine_GetVideoStatus(void);
 float twEngine_GetVideoProgress(void); // 0 to 1
 int twEngine_Load(const char* pstrPath); // opens a stand-alone copy as the model; null asks the user
+// Temp's light for the model just loaded: 1 loaded, 0 none; -1 it didn't fit and was moved
+// into pstrSetAsideIn (null: left where it is)
+int twEngine_ReloadLight(const char* pstrSetAsideIn);
 int twEngine_Save(int bMac, const char* pstrPath); // publishes a copy (publish/publish.cpp)
 int twEngine_PickPublishPath(int bMac);            // the save dialog into szPickedPath
 int twEngine_RunPending(const char* pstrPath, int* piStep, int* piKind, float* pfMessageTime, int* piMessageKind);
@@ -244,6 +255,7 @@ void twDev_DrawPanel(void);
 void twDev_Free(void);
 int twEngine_EnterLevel(void);
 int twEngine_ShowProgress(const char* pstrLine1, const char* pstrLine2, float fFraction);
+void twEngine_DrawProgressBar(int iWidth, float fFraction, const char* pstrText); // render/frame.cpp
 int twEngine_PrepareLight(void);          // a new light solution's frame, and the lit mode
 int twEngine_RunLight(int bOnlyVisible);  // the light job, Esc breaking it off
 void twEngine_LightProgress(void);        // the redraw during the light job

@@ -1,8 +1,9 @@
-// The process entry. The viewer takes no command-line options: the CAD host tells it
-// its model only by writing "Temp/Export.bin" under the user directory.
+// The process entry. The CAD host tells the viewer its model by writing "Temp/Export.bin"
+// under the user directory; a file named on the command line (a file manager's "open with")
+// is opened as well, once the viewer runs.
 #include "engine/engine.h"
 
-int main(void)
+int main(int argc, char** argv)
 {
-    return twEngine_Main(nullptr);
+    return twEngine_Main(nullptr, argc > 1 ? argv[1] : nullptr);
 }

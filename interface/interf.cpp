@@ -95,6 +95,22 @@ int twInterf_Free(void)
     return 1;
 }
 
+int twInterf_SetButtonAt(int x, int y, const char* pstrName, int bHidden, int bGreyed)
+{
+    if (!pInterf || !pInterf->pPage)
+        return 0;
+    for (TwList* p = pInterf->pPage->aLists[TW_LIST_BUTTONS].pNext; p; p = p->pNext) {
+        TwInterfButton* b = (TwInterfButton*)p->pData;
+        if (b->x == x && b->y == y) {
+            snprintf(b->szName, sizeof(b->szName), "%s", pstrName ? pstrName : "");
+            b->bHidden = bHidden;
+            b->bGreyed = bGreyed;
+            return 1;
+        }
+    }
+    return 0;
+}
+
 // ---------------------------------------------------------------------------------------------
 // Pages
 // ---------------------------------------------------------------------------------------------
@@ -417,7 +433,7 @@ static void DrawButtons(const TwInterfPage* pPage)
         TwInterfButton* b = (TwInterfButton*)p->pData;
         if (b->bHidden)
             continue;
-        int bHit = Inside(b->x, b->y, b->iWidth, b->iHeight);
+        int bHit = !b->bGreyed && Inside(b->x, b->y, b->iWidth, b->iHeight);
         if (bHit) {
             pInterf->pstrButtonHit = b->szName;
             if (s_pass.bPressed && b->bToggles)
@@ -438,7 +454,10 @@ static void DrawButtons(const TwInterfPage* pPage)
         } else {
             Frame(b->x, b->y, b->iWidth, b->iHeight, b->bDown ? 1 + b->bToggles : bHit, b->bFramed);
         }
-        White();
+        if (b->bGreyed)
+            glColor4f(0.5f, 0.5f, 0.5f, pInterf->fFade);
+        else
+            White();
         CentredText(b->x, b->y - 2, b->iWidth, b->szName);
     }
 }

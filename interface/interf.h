@@ -49,6 +49,7 @@ struct TwInterfButton { // also the fake button, which has only the rectangle an
     int32_t bToggles; // a click flips bDown
     int32_t bHidden;
     int32_t bFramed;  // drawn on the panel's grey; 0 for page tabs
+    int32_t bGreyed;  // shown in grey, and not hit: what it stands for can't be done now
 };
 
 struct TwInterfPushButton {
@@ -147,6 +148,9 @@ const char* twInterf_GetButtonHit(void);
 int twInterf_TakeValueListOpen(void);
 int twInterf_ShowButton(const char* pstrName, int bShow);
 int twInterf_ChangeButton(const char* pstrName, const char* pstrNewName);
+// The shown page's button at a place, renamed, shown or hidden, greyed or not: for buttons
+// whose names change with what they stand for
+int twInterf_SetButtonAt(int x, int y, const char* pstrName, int bHidden, int bGreyed);
 int twInterf_AddQuad(int x, int y, int iWidth, int iHeight, int ucGrey, int bFilled);
 int twInterf_AddButton(int x, int y, int iWidth, int iHeight, const char* pstrName, int bDown, int bToggles,
                        int bHidden, int bFramed);

@@ -8,6 +8,7 @@
 #include "engine/engine.h"
 #include "engine/log.h"
 #include "engine/memory.h"
+#include "engine/model_link.h"
 #include "engine/strings.h"
 #include "engine/timer.h"
 #include "engine/vector.h"
@@ -55,6 +56,7 @@ enum {
     STR_PAGE_SUN = 108, STR_SUN_FOLLOW = 500, STR_SUN_YEAR, STR_SUN_MONTH, STR_SUN_DAY, STR_SUN_HOUR,
     STR_SUN_MINUTE, STR_SUN_LATITUDE, STR_SUN_LONGITUDE, STR_SUN_UTC, STR_SUN_NORTH,
     STR_SMOOTH_EDGES = 520, STR_SCREENSHOTS, STR_OFF_ON, STR_SHOT_FORMATS = 524,
+    STR_OPEN_MODEL = 540, STR_LIVE_LINK = 542, STR_RECENT = 543,
 };
 #define PAGE_LAYERS_LOCKED "LAYERSRAD"
 #define GALLERY_IMAGE "GALLERYIMAGE"
@@ -72,6 +74,7 @@ static struct {
     char aszOffOn[2][TW_TEXT_SIZE], aszShotFormats[2][TW_TEXT_SIZE];
     const char* apszOffOn[2];
     const char* apszShotFormats[2];
+    int32_t bLiveLink;            // the Model page's switch, handed to the link when it moves
     int bHasLight;                // the light page offers the job
     int iLightButton;             // the text the start button bears now: 206, 205, or 207 without the means
 } s_ui;
@@ -126,6 +129,10 @@ static void Int(int x, int iRow, int32_t* piValue, int iMin, int iMax, const int
                       nullptr, 0, piState, nullptr);
 }
 
+// The recent models' buttons: the labels change as the list does, so they are found by place
+#define RECENT_ROW 6
+#define RECENT_W 696
+
 static void PageFile(void)
 {
     TwEngine* e = pEngine;
@@ -133,7 +140,16 @@ static void PageFile(void)
     AddTabs(STR_PAGE_FILE);
     StaticAt(LABEL1, 1, STR_MODEL_FILE);
     twInterf_AddContainer(FIELD1, ROW(1), WIDE_W, WIDGET_H, e->szModelPath);
+    twInterf_AddButton(FIELD1, ROW(2), WIDGET_W, WIDGET_H, Str(STR_OPEN_MODEL), 0, 0, 0, 1);
     twInterf_AddButton(FIELD2, ROW(2), WIDGET_W, WIDGET_H, Str(STR_OPEN), 0, 0, 0, 1);
+    if (pLink) {
+        StaticAt(LABEL1, 3, STR_LIVE_LINK);
+        Option(FIELD1, 3, &s_ui.bLiveLink, 2, s_ui.apszOffOn, nullptr);
+        twInterf_AddContainer(FIELD1, ROW(4), WIDGET_W + 10, WIDGET_H, pLink->szLinkStatus);
+        StaticAt(LABEL1, RECENT_ROW - 1, STR_RECENT);
+        for (int i = 0; i < TW_RECENT_MAX; i++)
+            twInterf_AddButton(LABEL1, ROW(RECENT_ROW + i), RECENT_W, WIDGET_H, "", 0, 0, 1, 1);
+    }
     int iRow = 3;
     if (e->uiHostFiles & TW_HOST_WINDOWS)
         twInterf_AddButton(FIELD2, ROW(iRow++), WIDGET_W, WIDGET_H, Str(STR_PUBLISH_WIN), 0, 0, 0, 1);
@@ -359,6 +375,7 @@ int twEngine_InitInterf(void)
         s_ui.apszShotFormats[i] = s_ui.aszShotFormats[i];
     }
     s_ui.bHasLight = e->bRadiosity && !e->bStandAlone;
+    s_ui.bLiveLink = pLink && pLink->bLive;
     int iWidth = twWindow_GetWidth(), iHeight = twWindow_GetHeight();
     e->iMouseX = e->iLiveX = iWidth / 2;
     e->iMouseY = e->iLiveY = iHeight / 2;
@@ -574,6 +591,8 @@ static void Keys(void)
     if (twInput_KeyPressed(TW_KEY_ESCAPE)) {
         if (bZ)
             e->bQuit = 1;
+        else if (twLink_IsExporting())
+            twLink_Cancel(); // the bar on screen says Esc cancels it
         else
             ToggleInterface();
     }
@@ -706,7 +725,15 @@ static void Commands(void)
     if (Is(pstrName, STR_QUIT)) {
         e->bQuit = 1;
     } else if (twInterf_IsPage(Str(STR_PAGE_FILE))) {
+        const char* pstrRecent = twLink_RecentPath(pstrName);
+        if (pstrRecent) {
+            char szPath[TW_PATH_SIZE];
+            snprintf(szPath, sizeof(szPath), "%s", pstrRecent); // the list changes as it opens
+            twLink_Open(szPath, 0);
+            return;
+        }
         int iKind = Is(pstrName, STR_OPEN)          ? TW_PENDING_OPEN
+                    : Is(pstrName, STR_OPEN_MODEL)  ? TW_PENDING_OPEN_MODEL
                     : Is(pstrName, STR_PUBLISH_WIN) ? TW_PENDING_PUBLISH_WIN
                     : Is(pstrName, STR_PUBLISH_MAC) ? TW_PENDING_PUBLISH_MAC
                                                     : TW_PENDING_NONE;
@@ -753,6 +780,22 @@ static void MovePointer(int bListOpen)
     }
 }
 
+// The Model page as the link stands: its switch, and the recent models, greyed where they
+// can't be opened
+static void FileTexts(void)
+{
+    if (!pLink)
+        return;
+    if (s_ui.bLiveLink != pLink->bLive)
+        twLink_SetLive(s_ui.bLiveLink);
+    twLink_UpdateRecentStates();
+    for (int i = 0; i < TW_RECENT_MAX; i++) {
+        const TwRecentModel* pModel = i < pLink->iNumRecent ? &pLink->aRecent[i] : nullptr;
+        twInterf_SetButtonAt(LABEL1, ROW(RECENT_ROW + i), pModel ? pModel->szLabel : "", !pModel,
+                             pModel && pModel->bMissing);
+    }
+}
+
 // The figures of the information page
 static void AboutTexts(void)
 {
@@ -789,6 +832,8 @@ void twEngine_HandleInput(void)
         Commands();
         if (twInterf_IsPage(Str(STR_PAGE_ABOUT)))
             AboutTexts();
+        else if (twInterf_IsPage(Str(STR_PAGE_FILE)))
+            FileTexts();
     } else {
         // the look, while the panel is closed
         if (pCam->bTopView && twInput_ButtonDown(TW_MOUSE_LOOK_BUTTON))

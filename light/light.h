@@ -156,6 +156,8 @@ void twWorld_DropLightParts(int iFiles); // what waits under temporary names, gi
 // At start: finishes a commit a kill broke off and drops what waits under temporary names;
 // 1 when Temp holds a whole set with a result
 int twWorld_SettleLightSet(void);
+// Temp's light files moved into a folder (made, ending in "/"), kept for a later look; how many
+int twWorld_SetLightAside(const char* pstrFolder);
 // solver.cpp: the job
 int twWorld_LightWorld(const TwCamera* pCamera, int bOnlyVisible); // 1 also when broken off
 int twWorld_SelectSurface(int iIndex);  // the surface to light, and what lies in its range

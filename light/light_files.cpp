@@ -9,6 +9,7 @@
 #include "engine/log.h"
 #include "engine/memory.h"
 #include "light/light.h"
+#include "platform/window.h"
 #include "platform/ogl.h"
 
 #define EQ_TAG_LOAD "twWorld_LoadSurfacePlaneEqs2"
@@ -693,4 +694,25 @@ int twWorld_SaveLight(void)
     twWriter_Abandon(&writerM);
     twWorld_DropLightParts(iParts);
     return 0;
+}
+
+int twWorld_SetLightAside(const char* pstrFolder)
+{
+    twWindow_CreateDirectory(pstrFolder);
+    int iMoved = 0;
+    char szFrom[TW_PATH_SIZE], szTo[TW_PATH_SIZE * 2];
+    for (int i = 0; i <= TW_LIGHT_NUM_FILES; i++) {
+        // the five files, then the set's record, so that no half set stays behind
+        int bSet = i == TW_LIGHT_NUM_FILES;
+        if (bSet ? !twCore_GetTempPath(SET_FILE, szFrom) : !TempLightPath(s_apstrSetFiles[i], szFrom))
+            continue;
+        if (!twCore_FileExists(szFrom))
+            continue;
+        snprintf(szTo, sizeof(szTo), "%s%s", pstrFolder, strrchr(szFrom, '/') + 1);
+        if (twWindow_RenameFile(szFrom, szTo))
+            iMoved++;
+        else
+            twLogError("twWorld_SetLightAside", "!rename : '%s'\n", szTo);
+    }
+    return iMoved;
 }

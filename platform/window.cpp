@@ -4,6 +4,7 @@
 #include <GL/glx.h>
 #include <SDL2/SDL.h>
 #include <SDL2/SDL_syswm.h>
+#include <ctype.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -11,6 +12,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
 #include <sys/wait.h>
@@ -207,10 +209,49 @@ int twWindow_Free(void)
     return 1;
 }
 
+#ifdef AMB_TEST_HOOKS
+// Only in test builds: SIGUSR1 drops the file named in the file that AMB_TEST_DROP names, as
+// a file manager's drop would; a desktop's drag and drop can't be driven from a script
+static volatile sig_atomic_t s_bTestDrop = 0;
+static void OnTestDrop(int) { s_bTestDrop = 1; }
+
+static void PostTestDrop(void)
+{
+    static int s_bArmed = 0;
+    const char* pstrList = getenv("AMB_TEST_DROP");
+    if (!pstrList)
+        return;
+    if (!s_bArmed) {
+        s_bArmed = 1;
+        signal(SIGUSR1, OnTestDrop);
+    }
+    if (!s_bTestDrop)
+        return;
+    s_bTestDrop = 0;
+    char szPath[TW_PATH_SIZE] = "";
+    FILE* pFile = fopen(pstrList, "r");
+    if (pFile) {
+        if (!fgets(szPath, sizeof(szPath), pFile))
+            szPath[0] = 0;
+        fclose(pFile);
+    }
+    szPath[strcspn(szPath, "\r\n")] = 0;
+    SDL_Event event;
+    memset(&event, 0, sizeof(event));
+    event.type = SDL_DROPFILE;
+    event.drop.file = SDL_strdup(szPath);
+    if (SDL_PushEvent(&event) != 1)
+        SDL_free(event.drop.file);
+}
+#endif
+
 int twWindow_SwapBuffers(void)
 {
     if (!pWindow || !pWindow->hWnd)
         return 0;
+#ifdef AMB_TEST_HOOKS
+    PostTestDrop();
+#endif
     SDL_GL_SwapWindow(pWindow->hWnd);
     // one event per swap, on purpose: nothing else in the program pumps events
     SDL_Event event;
@@ -221,6 +262,13 @@ int twWindow_SwapBuffers(void)
 
 int twWindow_Proc(const SDL_Event* pEvent)
 {
+    if (pEvent->type == SDL_DROPFILE) {
+        // the last of several files dropped at once is the one kept
+        if (pWindow && pEvent->drop.file)
+            snprintf(pWindow->szDropped, sizeof(pWindow->szDropped), "%s", pEvent->drop.file);
+        SDL_free(pEvent->drop.file);
+        return 1;
+    }
     if (!pWindow || pEvent->type != SDL_WINDOWEVENT)
         return 0;
     if (pEvent->window.event == SDL_WINDOWEVENT_FOCUS_LOST) {
@@ -234,6 +282,66 @@ int twWindow_Proc(const SDL_Event* pEvent)
     }
     // closing the window has no effect of its own: the program ends from its interface
     return 1;
+}
+
+int twWindow_TakeDroppedFile(char* pstrOut, int iOutSize)
+{
+    if (!pWindow || !pWindow->szDropped[0])
+        return 0;
+    int bFits = snprintf(pstrOut, iOutSize, "%s", pWindow->szDropped) < iOutSize;
+    pWindow->szDropped[0] = 0;
+    if (!bFits)
+        twLogError("twWindow_TakeDroppedFile", "!The dropped file's path is too long: passed over\n");
+    return bFits;
+}
+
+int twWindow_WatchFile(const char* pstrPath)
+{
+    char szDir[TW_PATH_SIZE];
+    if (!twCore_GetDirectory(pstrPath, szDir))
+        snprintf(szDir, sizeof(szDir), "./");
+    int iFd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (iFd < 0) {
+        twLogError("twWindow_WatchFile", "!inotify_init1 : %s\n", strerror(errno));
+        return -1;
+    }
+    // a touch changes only the attributes; a save writes, or renames a new file over it
+    uint32_t uiMask = IN_CLOSE_WRITE | IN_MODIFY | IN_ATTRIB | IN_MOVED_TO | IN_CREATE;
+    if (inotify_add_watch(iFd, szDir, uiMask) < 0) {
+        twLogError("twWindow_WatchFile", "!inotify_add_watch : '%s' (%s)\n", szDir, strerror(errno));
+        close(iFd);
+        return -1;
+    }
+    return iFd;
+}
+
+int twWindow_FileChanged(int iWatch, const char* pstrPath)
+{
+    if (iWatch < 0)
+        return 0;
+    const char* pstrName = strrchr(pstrPath, '/') ? strrchr(pstrPath, '/') + 1 : pstrPath;
+    alignas(struct inotify_event) char acBuf[4096];
+    int bChanged = 0;
+    for (;;) {
+        ssize_t iGot = read(iWatch, acBuf, sizeof(acBuf));
+        if (iGot <= 0)
+            break;
+        for (ssize_t i = 0; i + (ssize_t)sizeof(struct inotify_event) <= iGot;) {
+            const struct inotify_event* pEvent = (const struct inotify_event*)(acBuf + i);
+            if (pEvent->len && !strcmp(pEvent->name, pstrName))
+                bChanged = 1;
+            if (pEvent->mask & IN_Q_OVERFLOW)
+                bChanged = 1; // events were lost: one of them may have been ours
+            i += (ssize_t)sizeof(struct inotify_event) + pEvent->len;
+        }
+    }
+    return bChanged;
+}
+
+void twWindow_StopWatch(int iWatch)
+{
+    if (iWatch >= 0)
+        close(iWatch);
 }
 
 SDL_Window* twWindow_GetHwnd(void) { return pWindow ? pWindow->hWnd : nullptr; }
@@ -280,10 +388,8 @@ static int RunZenity(int bSave, const char* pstrFilter, char* pstrOut, int iOutS
     posix_spawn_file_actions_adddup2(&actions, aiPipe[1], STDOUT_FILENO);
     posix_spawn_file_actions_addclose(&actions, aiPipe[0]);
     posix_spawn_file_actions_addclose(&actions, aiPipe[1]);
-    // the filter is offered by name only, with every file shown
-    char szFilter[300];
-    snprintf(szFilter, sizeof(szFilter), "%s | *", pstrFilter);
-    const char* apstrArgs[8];
+    // the named filter first, and every file besides
+    const char* apstrArgs[10];
     int n = 0;
     apstrArgs[n++] = "zenity";
     apstrArgs[n++] = "--file-selection";
@@ -292,7 +398,9 @@ static int RunZenity(int bSave, const char* pstrFilter, char* pstrOut, int iOutS
         apstrArgs[n++] = "--confirm-overwrite";
     }
     apstrArgs[n++] = "--file-filter";
-    apstrArgs[n++] = szFilter;
+    apstrArgs[n++] = pstrFilter;
+    apstrArgs[n++] = "--file-filter";
+    apstrArgs[n++] = "All files | *";
     apstrArgs[n] = nullptr;
     pid_t pid;
     int iErr = posix_spawnp(&pid, "zenity", &actions, nullptr, (char* const*)apstrArgs, environ);
@@ -336,11 +444,22 @@ int twWindow_GetFileFromDialog(int iMode, char* pstrPath, const char* pstrExtens
     const char* pstrTag = "twWindow_GetFileFromDialog";
     if (!pWindow || !pWindow->hWnd || !pstrPath)
         return 0;
-    char szFilter[256];
-    if (pstrExtension)
-        snprintf(szFilter, sizeof(szFilter), "%s (*.%s)", pstrDescription ? pstrDescription : "", pstrExtension);
-    else
-        snprintf(szFilter, sizeof(szFilter), "Any file (*.*)");
+    // "Name | *.a *.A *.b *.B": zenity's patterns tell case apart
+    char szFilter[512];
+    int n = snprintf(szFilter, sizeof(szFilter), "%.100s |", pstrDescription ? pstrDescription : "");
+    const char* pstrAt = pstrExtension ? pstrExtension : "*";
+    while (*pstrAt && n < (int)sizeof(szFilter) - 40) {
+        int iLen = (int)strcspn(pstrAt, ";");
+        if (iLen > 0 && iLen < 12) {
+            char szUpper[12];
+            for (int i = 0; i < iLen; i++)
+                szUpper[i] = (char)toupper((unsigned char)pstrAt[i]);
+            n += snprintf(szFilter + n, sizeof(szFilter) - n, " *.%.*s *.%.*s", iLen, pstrAt, iLen, szUpper);
+        }
+        pstrAt += iLen + (pstrAt[iLen] == ';');
+    }
+    if (!pstrExtension)
+        snprintf(szFilter, sizeof(szFilter), "Any file | *");
     SDL_HideWindow(pWindow->hWnd);
     if (SDL_GL_MakeCurrent(pWindow->hWnd, nullptr) != 0) {
         twLogError(pstrTag, "!wglMakeCurrent (0,0)\n");

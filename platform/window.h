@@ -28,6 +28,7 @@ struct TwWindow {
     int32_t bQuadBuffer;       // the context has stereo buffers
     int32_t bVideoStarted;     // SDL's video subsystem is up
     int32_t bRelativeBeforeDialog; // the mouse was relative when a dialog came up
+    char szDropped[TW_DIALOG_PATH_MAX * 4]; // a file dropped on the window and not yet taken; empty: none
 };
 
 extern TwWindow* pWindow;
@@ -53,8 +54,16 @@ int twWindow_IsQuadBuffered(void);
 int twWindow_HasStencil(void);
 int twWindow_HasAlpha(void);   // the colour buffer keeps an alpha byte
 int twWindow_SetDialogMode(int bDialog); // brackets every file dialog: 1 before, 0 after
+// mode 1 open, 2 save; 1 when a file was chosen. The extension may be a list ("ifc;obj"):
+// the dialog offers those files under the description, and all files besides
 int twWindow_GetFileFromDialog(int iMode, char* pstrPath, const char* pstrExtension, const char* pstrDescription,
-                               int iUnused); // mode 1 open, 2 save; 1 when a file was chosen
+                               int iUnused);
+int twWindow_TakeDroppedFile(char* pstrOut, int iOutSize); // 1 once for each file dropped on the window
+// A file watched for changes: its folder is watched, so that a save that replaces the file
+// by a rename is seen too. A handle, or -1; the handle is read without waiting
+int twWindow_WatchFile(const char* pstrPath);
+int twWindow_FileChanged(int iWatch, const char* pstrPath); // 1 when events about it came since the last call
+void twWindow_StopWatch(int iWatch);
 int twWindow_CreateDirectory(const char* pstrPath); // with missing parents; 1 whatever happened
 int twWindow_CopyFile(const char* pstrFrom, const char* pstrTo); // overwrites; 1 whatever happened
 int twWindow_DeleteFile(const char* pstrPath);      // 1 whatever happened

@@ -1,7 +1,9 @@
 #include <GL/glew.h>
+#include <math.h>
 
 #include "engine/engine.h"
 #include "engine/log.h"
+#include "engine/model_link.h"
 #include "engine/strings.h"
 #include "engine/timer.h"
 #include "interface/dev.h"
@@ -113,19 +115,26 @@ static void DrawRecording(int iWidth, int iHeight)
     twOgl_DrawText(0, x + 8, y - 18, twGallery_GetStatus());
 }
 
-// A video being saved: its line and a bar of the frames done, at the foot of the window
-static void DrawVideoProgress(int iWidth)
+// A long action's line and a bar of how far it is, at the foot of the window; below 0 the
+// share isn't known, and a block sweeps to and fro
+void twEngine_DrawProgressBar(int iWidth, float fFraction, const char* pstrText)
 {
-    int x = (iWidth - MESSAGE_WIDTH) / 2, y = 24;
+    int x = (iWidth - MESSAGE_WIDTH) / 2, y = 24, iBar = MESSAGE_WIDTH - 24;
     glEnable(GL_BLEND);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
     glColor4f(0, 0, 0, 0.7f);
     twOgl_DrawRect(x, y, MESSAGE_WIDTH, 40, 0);
     glDisable(GL_BLEND);
     glColor4f(0.3f, 0.5f, 1.0f, 1);
-    twOgl_DrawRect(x + 12, y + 8, (int)((MESSAGE_WIDTH - 24) * twEngine_GetVideoProgress()), 6, 0);
+    if (fFraction < 0) {
+        double dPhase = fmod(twTimer_Seconds(), 2.0);
+        int iAt = (int)((dPhase < 1 ? dPhase : 2 - dPhase) * (iBar - iBar / 5));
+        twOgl_DrawRect(x + 12 + iAt, y + 8, iBar / 5, 6, 0);
+    } else {
+        twOgl_DrawRect(x + 12, y + 8, (int)(iBar * (fFraction < 1 ? fFraction : 1)), 6, 0);
+    }
     glColor4f(1, 1, 1, 1);
-    twOgl_DrawText(0, x + 12, y + 20, twEngine_GetVideoStatus());
+    twOgl_DrawText(0, x + 12, y + 20, pstrText);
 }
 
 // Where the walker is, on the top view: an arrow at his place, pointing where he looks,
@@ -205,11 +214,17 @@ void twEngine_DrawViewAlone(TwCamera* pCamera, int iWidth, int iHeight)
 // A box of text lines in the window's middle, on a dark ground
 static void TextBox(int iWidth, int iHeight, const char* const* ppstrLines, int iCount)
 {
-    int x = (iWidth - MESSAGE_WIDTH) / 2, iTop = iHeight / 2 + iCount * 9;
+    // wider for a long line, such as one that names a file
+    int iBox = MESSAGE_WIDTH;
+    for (int i = 0; i < iCount; i++) {
+        int iText = twOgl_GetTextWidth(0, ppstrLines[i]) + 24;
+        iBox = iText > iBox ? (iText < iWidth - 20 ? iText : iWidth - 20) : iBox;
+    }
+    int x = (iWidth - iBox) / 2, iTop = iHeight / 2 + iCount * 9;
     glEnable(GL_BLEND);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
     glColor4f(0, 0, 0, 0.7f);
-    twOgl_DrawRect(x, iTop - iCount * 18 - 10, MESSAGE_WIDTH, iCount * 18 + 14, 0);
+    twOgl_DrawRect(x, iTop - iCount * 18 - 10, iBox, iCount * 18 + 14, 0);
     glDisable(GL_BLEND);
     glColor4f(1, 1, 1, 1);
     for (int i = 0; i < iCount; i++)
@@ -223,6 +238,8 @@ static void DrawMessage(int iWidth, int iHeight)
     const char* apstrLines[2] = {twStrings_Get(STR_MESSAGE_HEADING), "Undefined error 461"};
     if (iKind == 1)
         apstrLines[1] = "File error";
+    else if (iKind == TW_MESSAGE_TEXT)
+        apstrLines[1] = pEngine->szMessageText;
     else if (iKind >= 2 && iKind <= 5)
         apstrLines[1] = twStrings_Get(aiSecondLines[iKind]);
     TextBox(iWidth, iHeight, apstrLines, 2);
@@ -359,7 +376,9 @@ void twEngine_Draw(void)
                        2 * NOTE_HALF_HEIGHT, 1);
     }
     if (twEngine_IsVideoRunning())
-        DrawVideoProgress(iWidth);
+        twEngine_DrawProgressBar(iWidth, twEngine_GetVideoProgress(), twEngine_GetVideoStatus());
+    if (twLink_IsExporting())
+        twEngine_DrawProgressBar(iWidth, pLink->fFraction, twLink_GetStatus());
     if (e->bDevMode)
         twDev_DrawPanel();
     if (e->bStatistics)

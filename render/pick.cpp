@@ -16,8 +16,9 @@
 #include "world/world.h"
 
 #define STR_ELEMENT 380 // then type, layer, triangles, size
+#define STR_SOURCE_FIELDS 385 // name, IFC class, storey, GlobalId: the side file's lines
 #define STR_TYPE_FIRST 250 // the display name of type t is string 250 + t
-#define PANEL_WIDTH 360
+#define PANEL_WIDTH 440
 #define LINE_STEP 18
 #define FEET_PER_METRE 3.28084f
 
@@ -190,19 +191,27 @@ int twWorld_PickedText(int iElement, int iUnits, char aszLines[TW_PICK_LINES][TW
     const TwElement* pElement = ElementAt(iElement);
     if (!pElement)
         return 0;
+    int n = 0;
     char szValue[TW_PICK_LINE_SIZE];
     snprintf(szValue, sizeof(szValue), "%d / %d", iElement + 1, pWorld->iNumElements);
-    Line(aszLines[0], STR_ELEMENT, szValue);
+    Line(aszLines[n++], STR_ELEMENT, szValue);
     TypeName(pElement->iType, szValue, sizeof(szValue));
-    Line(aszLines[1], STR_ELEMENT + 1, szValue);
+    Line(aszLines[n++], STR_ELEMENT + 1, szValue);
+    // what the source calls it, where the exporter left that beside the model
+    const TwElementInfo* pInfo = twWorld_GetElementInfo(iElement);
+    for (int f = 0; pInfo && f < TW_ELEMENT_INFO_FIELDS; f++)
+        if (pInfo->apstrFields[f][0]) {
+            snprintf(szValue, sizeof(szValue), "%.48s", pInfo->apstrFields[f]);
+            Line(aszLines[n++], STR_SOURCE_FIELDS + f, szValue);
+        }
     const uint8_t* pLayer = twLayers_Find(pElement->iLayer);
     if (pLayer)
         snprintf(szValue, sizeof(szValue), "%.100s", (const char*)pLayer + TW_LAYER_NAME_OFFSET); // within the record
     else
         snprintf(szValue, sizeof(szValue), "%d", pElement->iLayer);
-    Line(aszLines[2], STR_ELEMENT + 2, szValue);
+    Line(aszLines[n++], STR_ELEMENT + 2, szValue);
     twCore_FormatThousands((uint32_t)pElement->iNumIndices / 3, szValue);
-    Line(aszLines[3], STR_ELEMENT + 3, szValue);
+    Line(aszLines[n++], STR_ELEMENT + 3, szValue);
     // across, along and up, in the units the view page shows
     float fScale = iUnits == 1 ? FEET_PER_METRE : 1.0f;
     float afSize[3];
@@ -210,8 +219,8 @@ int twWorld_PickedText(int iElement, int iUnits, char aszLines[TW_PICK_LINES][TW
         afSize[i] = (pElement->vMax[i] - pElement->vMin[i]) * fScale;
     snprintf(szValue, sizeof(szValue), "%.2f x %.2f x %.2f %.8s", afSize[0], afSize[2], afSize[1],
              twStrings_Get(iUnits == 1 ? TW_STR_FEET_SHORT : TW_STR_METRES_SHORT));
-    Line(aszLines[4], STR_ELEMENT + 4, szValue);
-    return TW_PICK_LINES;
+    Line(aszLines[n++], STR_ELEMENT + 4, szValue);
+    return n;
 }
 
 void twWorld_DrawPickedText(int iElement, int iUnits, int iX, int iY)

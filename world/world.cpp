@@ -220,6 +220,7 @@ int twWorld_Free(void)
         }
         twMem_Free(pWorld->ppTextures);
     }
+    twWorld_FreeElementInfo();
     FreeBlock(pWorld->pMaterials);
     FreeBlock(pWorld->ppMeshes);
     FreeBlock(pWorld->ppMeshesVisible);

@@ -217,6 +217,16 @@ typedef int (*TwProgressFn)(const char* pstrLine1, const char* pstrLine2, float 
 typedef void (*TwLightProgressFn)(void);
 typedef int (*TwLightAbortFn)(void);
 
+// The side file: "Ambulon elements 1", "model\t<bytes>\t<elements>", "source\t<path>", then a
+// line for each element in the model's order: name, class, storey, GlobalId, tab-separated
+#define TW_ELEMENT_INFO_EXT ".elements"
+#define TW_ELEMENT_INFO_MAGIC "Ambulon elements 1"
+#define TW_ELEMENT_INFO_MAX_SIZE (16 << 20)
+#define TW_ELEMENT_INFO_FIELDS 4
+struct TwElementInfo {
+    const char* apstrFields[TW_ELEMENT_INFO_FIELDS]; // name, IFC class, storey, GlobalId; "" when unknown
+};
+
 struct TwWorld {
     // kept for the life of the program
     int32_t iWidth, iHeight;        // the window's pixels
@@ -338,6 +348,11 @@ struct TwWorld {
     float fSamplesPerSecond;
     int32_t bAborted;               // the user broke the job off
     int32_t bSampleInTriangle;      // the last sample lay over its surface
+    // what each element is in its source, from the side file the exporter leaves beside the
+    // model (world/element_info.cpp); none when there is no such file or it isn't this model's
+    char* pInfoText;                // the file's text, cut into fields in place
+    TwElementInfo* pElementInfo;    // iNumElements records, or null
+    char szInfoSource[TW_PATH_SIZE]; // the file the model was exported from; empty: not known
 };
 
 extern TwWorld* pWorld;
@@ -356,6 +371,14 @@ void twWorld_FreeDrawArrays(uint32_t hVboVerts, uint32_t hVboIndices, void* pVer
 // model_file.cpp
 int twWorld_LoadModel(TwProgressFn pfnProgress, const char* pszPath, int bPack, TwCamera* pCam, char* pszProjectName,
                       int* piSunAltitude, int* piSunAzimuth, int bVbo, int* piStatus);
+// element_info.cpp
+void twWorld_ElementInfoPath(const char* pstrModelPath, char* pstrOut); // "x.bin" -> "x.elements"
+int twWorld_LoadElementInfo(const char* pstrModelPath); // 1 when the model has its side file
+// A side file's bytes for the model that is loaded, which is iModelSize bytes long; 1 or 0
+// with a line, nothing kept
+int twWorld_ReadElementInfo(const char* pData, int64_t iSize, int64_t iModelSize);
+void twWorld_FreeElementInfo(void);
+const TwElementInfo* twWorld_GetElementInfo(int iElement); // null without one
 // post_load.cpp
 int twWorld_PostLoadProcess(TwCamera* pCam, int bVbo);
 void twWorld_UpdateHiddenElements(void); // renews the groups' hidden flags from the layers

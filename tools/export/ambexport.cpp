@@ -2,9 +2,11 @@
 // knows and writes the viewer's model file; with --open it puts the model where the viewer
 // looks for it and starts the viewer, as a CAD host does.
 #include <getopt.h>
+#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,6 +32,8 @@ static const char* s_pstrHelp =
     "      --max-texture N      largest texture side in pixels, a power of two (1024)\n"
     "      --sun-altitude DEG   the sun's height above the horizon (40)\n"
     "      --sun-azimuth DEG    the sun's direction, the CAD host's azimuth (135)\n"
+    "      --progress           print \"progress F\" lines as it goes (F from 0 to 1, -1 reading)\n"
+    "      --background         --progress, at a priority a little below the viewer's\n"
     "  -q, --quiet              print nothing but errors\n"
     "  -h, --help               this text\n"
     "\n"
@@ -50,7 +54,16 @@ static const char* s_pstrHelp =
     "   0 other       anything else\n"
     "IfcSpace, IfcOpeningElement, IfcAnnotation and IfcGrid are left out. Each IFC storey\n"
     "becomes a layer; in other formats each group under the root does. Materials keep their\n"
-    "colour and opacity; glass and anything less than opaque is transparent.\n";
+    "colour and opacity; glass and anything less than opaque is transparent.\n"
+    "\n"
+    "Beside the model goes <output name>.elements: each element's name, IFC class, storey\n"
+    "and GlobalId, which the viewer shows when an element is picked.\n";
+
+static void PrintProgress(float fFraction)
+{
+    printf("progress %.3f\n", fFraction);
+    fflush(stdout);
+}
 
 static int Fail(const char* pstrFormat, const char* pstrArg)
 {
@@ -83,7 +96,7 @@ static std::string OwnFolder(void)
 int main(int argc, char** argv)
 {
     enum { kOpen = 256, kIfNone, kViewer, kScale, kZUp, kCrease, kPlaneAngle, kPlaneTolerance, kMaxTexture,
-           kSunAltitude, kSunAzimuth };
+           kSunAltitude, kSunAzimuth, kProgress, kBackground };
     static const struct option aOptions[] = {
         {"output", required_argument, nullptr, 'o'}, {"open", no_argument, nullptr, kOpen},
         {"if-none", no_argument, nullptr, kIfNone}, {"viewer", required_argument, nullptr, kViewer},
@@ -92,7 +105,9 @@ int main(int argc, char** argv)
         {"plane-tolerance", required_argument, nullptr, kPlaneTolerance},
         {"max-texture", required_argument, nullptr, kMaxTexture},
         {"sun-altitude", required_argument, nullptr, kSunAltitude},
-        {"sun-azimuth", required_argument, nullptr, kSunAzimuth}, {"quiet", no_argument, nullptr, 'q'},
+        {"sun-azimuth", required_argument, nullptr, kSunAzimuth}, {"progress", no_argument, nullptr, kProgress},
+        {"background", no_argument, nullptr, kBackground},
+        {"quiet", no_argument, nullptr, 'q'},
         {"help", no_argument, nullptr, 'h'}, {nullptr, 0, nullptr, 0},
     };
     TwExportOptions options;
@@ -112,6 +127,15 @@ int main(int argc, char** argv)
         case kMaxTexture: options.iMaxTexture = atoi(optarg); break;
         case kSunAltitude: options.fSunAltitude = (float)atof(optarg); break;
         case kSunAzimuth: options.fSunAzimuth = (float)atof(optarg); break;
+        case kProgress: options.pfnProgress = PrintProgress; break;
+        case kBackground:
+            // beside a viewer that draws: a little below it, so that its frames keep their
+            // pace and the export still ends soon (measured on two cores: nice 3 leaves the
+            // frames 4% slower and the sample house's reload under 0.9 s; 0 costs 21% of
+            // the frames, 10 doubles the wait)
+            setpriority(PRIO_PROCESS, 0, 3);
+            options.pfnProgress = PrintProgress;
+            break;
         case 'q': bQuiet = 1; break;
         case 'h': fputs(s_pstrHelp, stdout); return 0;
         default: fputs(s_pstrHelp, stderr); return 2;
@@ -148,8 +172,17 @@ int main(int argc, char** argv)
             return 1;
         }
         // written beside and renamed: a failed export never destroys the model that was there
-        if (!twExport_WriteFile(model, output))
+        std::vector<uint8_t> bytes = twExport_Write(model);
+        if (!twExport_WriteBytes(bytes, output))
             return Fail("can't write '%s'", output.c_str());
+        char szSource[PATH_MAX];
+        if (!realpath(pstrInput, szSource))
+            snprintf(szSource, sizeof(szSource), "%s", pstrInput);
+        std::string info = twExport_InfoPath(output);
+        if (!twExport_WriteInfoFile(model, bytes.size(), szSource, info))
+            fprintf(stderr, "ambexport: can't write '%s' (the viewer shows no IFC names)\n", info.c_str());
+        if (options.pfnProgress)
+            PrintProgress(1.0f);
         if (!bQuiet) {
             printf("wrote %s\n", output.c_str());
             printf("project: %s\n", model.projectName.c_str());

@@ -38,6 +38,7 @@ struct TwExportOptions {
     float fPlaneTolerance = 0.001f; // ... and this distance in metres lie in one plane
     int iMaxTexture = 1024;       // largest texture side, pixels
     float fSunAltitude = 40.0f, fSunAzimuth = 135.0f; // degrees, the CAD host's azimuth
+    void (*pfnProgress)(float fFraction) = nullptr; // told how far it is, 0 to 1; -1 while the source is read
 };
 
 struct TwExportStats {

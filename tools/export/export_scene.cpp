@@ -28,6 +28,7 @@
 
 struct Collected {
     std::string name;
+    std::string sourceClass, storey, globalId; // for the side file
     int iType;
     int iLayer;
     std::map<int, TwExportSoup> soups; // by output material
@@ -143,18 +144,24 @@ static int NameType(const std::string& lower)
 
 // "IfcWall_Wand-Ext-1_3rPX..." -> class "IfcWall", name "Wand-Ext-1": the GUID is the last
 // 22 characters (it may hold underscores itself).
-static void SplitIfcName(const std::string& nodeName, std::string* pClass, std::string* pName)
+static void SplitIfcName(const std::string& nodeName, std::string* pClass, std::string* pName,
+                         std::string* pGuid = nullptr)
 {
     const size_t uiGuid = 22;
     size_t uiFirst = nodeName.find('_');
     *pClass = nodeName.substr(0, uiFirst);
+    if (pGuid)
+        pGuid->clear();
     if (uiFirst == std::string::npos) {
         *pName = nodeName;
         return;
     }
     std::string rest = nodeName.substr(uiFirst + 1);
-    if (rest.size() > uiGuid && rest[rest.size() - uiGuid - 1] == '_')
+    if (rest.size() > uiGuid && rest[rest.size() - uiGuid - 1] == '_') {
+        if (pGuid)
+            *pGuid = rest.substr(rest.size() - uiGuid);
         rest = rest.substr(0, rest.size() - uiGuid - 1);
+    }
     *pName = rest;
 }
 
@@ -363,13 +370,16 @@ static void AddIfcParts(Walk* w, const aiNode* pNode, const aiMatrix4x4& world, 
     }
 }
 
-static void WalkIfc(Walk* w, const aiNode* pNode, const aiMatrix4x4& parent, int iLayer)
+static void WalkIfc(Walk* w, const aiNode* pNode, const aiMatrix4x4& parent, int iLayer, const std::string& storey)
 {
     aiMatrix4x4 world = parent * pNode->mTransformation;
-    std::string cls, name;
-    SplitIfcName(pNode->mName.C_Str(), &cls, &name);
-    if (cls == "IfcBuildingStorey")
+    std::string cls, name, guid;
+    SplitIfcName(pNode->mName.C_Str(), &cls, &name, &guid);
+    std::string inStorey = storey;
+    if (cls == "IfcBuildingStorey") {
         iLayer = Layer(w, name);
+        inStorey = ToLatin1(name);
+    }
     if (cls == "IfcBuilding" && w->projectName.empty())
         w->projectName = ToLatin1(name);
     int iType = IfcType(cls, Lower(name));
@@ -382,6 +392,9 @@ static void WalkIfc(Walk* w, const aiNode* pNode, const aiMatrix4x4& parent, int
     if (pNode->mNumMeshes || bProduct) {
         Collected element;
         element.name = ToLatin1(name);
+        element.sourceClass = cls;
+        element.storey = inStorey;
+        element.globalId = guid;
         element.iType = iType;
         element.iLayer = iLayer >= 0 ? iLayer : Layer(w, cls == "IfcSite" ? "Site" : "Building");
         if (bProduct && cls != "IfcSite")
@@ -399,7 +412,7 @@ static void WalkIfc(Walk* w, const aiNode* pNode, const aiMatrix4x4& parent, int
         if (bProduct && cls != "IfcSite" &&
             (childClass == "IfcMappedItem" || childClass.compare(0, 3, "Ifc") != 0) && childClass[0] != '$')
             continue;
-        WalkIfc(w, pChild, world, iLayer);
+        WalkIfc(w, pChild, world, iLayer, inStorey);
     }
 }
 
@@ -518,12 +531,19 @@ static void PlaceCamera(TwExportModel* pModel)
     pModel->vCameraTarget[2] = ty;
 }
 
+static void Progress(const TwExportOptions& options, float fFraction)
+{
+    if (options.pfnProgress)
+        options.pfnProgress(fFraction);
+}
+
 int twExportScene_Convert(const char* pstrInput, const TwExportOptions& options, TwExportModel* pModel,
                           TwExportStats* pStats, std::string* pError)
 {
     Assimp::Importer importer;
     importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE, aiPrimitiveType_POINT | aiPrimitiveType_LINE);
     importer.SetPropertyBool(AI_CONFIG_FBX_CONVERT_TO_M, true);
+    Progress(options, -1.0f);
     const aiScene* pScene = importer.ReadFile(pstrInput, aiProcess_Triangulate | aiProcess_JoinIdenticalVertices |
                                                             aiProcess_SortByPType | aiProcess_ValidateDataStructure);
     if (!pScene || !pScene->mRootNode) {
@@ -548,19 +568,26 @@ int twExportScene_Convert(const char* pstrInput, const TwExportOptions& options,
     std::string base = input.substr(uiSlash == std::string::npos ? 0 : uiSlash + 1);
     bool bIfc = base.size() > 4 && Lower(base.substr(base.size() - 4)) == ".ifc";
     if (bIfc) {
-        WalkIfc(&w, pScene->mRootNode, aiMatrix4x4(), -1);
+        WalkIfc(&w, pScene->mRootNode, aiMatrix4x4(), -1, std::string());
     } else {
         w.projectName = ToLatin1(base.substr(0, base.rfind('.')));
         WalkOther(&w, pScene->mRootNode, aiMatrix4x4(), -1);
     }
     if (w.projectName.empty())
         w.projectName = ToLatin1(base.substr(0, base.rfind('.')));
+    Progress(options, 0.5f);
 
-    for (const Collected& c : w.elements) {
+    for (size_t i = 0; i < w.elements.size(); i++) {
+        const Collected& c = w.elements[i];
+        if (i % 64 == 0)
+            Progress(options, 0.5f + 0.45f * (float)i / (float)w.elements.size());
         TwExportElement element;
         element.iType = c.iType;
         element.iLayer = c.iLayer;
         element.name = c.name;
+        element.sourceClass = c.sourceClass;
+        element.storey = c.storey;
+        element.globalId = c.globalId;
         for (const auto& soup : c.soups)
             twExportGeometry_BuildMeshes(soup.second, soup.first, w.materials[soup.first].iTexture >= 0, options,
                                          &element.meshes, pStats);

@@ -189,9 +189,8 @@ std::vector<uint8_t> twExport_Write(const TwExportModel& model)
     return out;
 }
 
-int twExport_WriteFile(const TwExportModel& model, const std::string& path)
+int twExport_WriteBytes(const std::vector<uint8_t>& bytes, const std::string& path)
 {
-    std::vector<uint8_t> bytes = twExport_Write(model);
     std::string tmp = path + ".tmp";
     FILE* pFile = fopen(tmp.c_str(), "wb");
     if (!pFile)
@@ -202,6 +201,52 @@ int twExport_WriteFile(const TwExportModel& model, const std::string& path)
         return 0;
     }
     return 1;
+}
+
+int twExport_WriteFile(const TwExportModel& model, const std::string& path)
+{
+    return twExport_WriteBytes(twExport_Write(model), path);
+}
+
+std::string twExport_InfoPath(const std::string& modelPath)
+{
+    size_t uiSlash = modelPath.rfind('/');
+    size_t uiDot = modelPath.rfind('.');
+    if (uiDot == std::string::npos || (uiSlash != std::string::npos && uiDot < uiSlash))
+        return modelPath + ".elements";
+    return modelPath.substr(0, uiDot) + ".elements";
+}
+
+// Tabs and line ends would break the lines apart: they become spaces
+static void PutField(std::string* pOut, const std::string& field)
+{
+    for (char c : field)
+        *pOut += c == '\t' || c == '\n' || c == '\r' ? ' ' : c;
+}
+
+std::vector<uint8_t> twExport_WriteInfo(const TwExportModel& model, uint64_t uiModelSize, const std::string& source)
+{
+    std::string out = TW_EXPORT_INFO_MAGIC "\n";
+    out += "model\t" + std::to_string(uiModelSize) + "\t" + std::to_string(model.elements.size()) + "\n";
+    out += "source\t";
+    PutField(&out, source);
+    out += "\n";
+    for (const TwExportElement& e : model.elements) {
+        const std::string* apFields[4] = {&e.name, &e.sourceClass, &e.storey, &e.globalId};
+        for (int i = 0; i < 4; i++) {
+            if (i)
+                out += '\t';
+            PutField(&out, *apFields[i]);
+        }
+        out += '\n';
+    }
+    return std::vector<uint8_t>(out.begin(), out.end());
+}
+
+int twExport_WriteInfoFile(const TwExportModel& model, uint64_t uiModelSize, const std::string& source,
+                           const std::string& path)
+{
+    return twExport_WriteBytes(twExport_WriteInfo(model, uiModelSize, source), path);
 }
 
 TwExportMesh twExport_BoxMesh(const float* pvMin, const float* pvMax, int iMaterial)

@@ -32,6 +32,8 @@ struct TwExportMesh {
 
 struct TwExportElement {
     std::string name;                   // kept in the record's exporter bytes
+    // what the element is in its source, for the side file only: IFC class, storey, GlobalId
+    std::string sourceClass, storey, globalId;
     int32_t iType = 1;
     int32_t iLayer = 0;
     float vMin[3] = {0, 0, 0}, vMax[3] = {0, 0, 0}; // both zero: from the meshes
@@ -73,6 +75,14 @@ struct TwExportModel {
 std::vector<uint8_t> twExport_Write(const TwExportModel& model);
 // Written to a temporary file and renamed, so a failure never leaves half a model; 1 or 0
 int twExport_WriteFile(const TwExportModel& model, const std::string& path);
+int twExport_WriteBytes(const std::vector<uint8_t>& bytes, const std::string& path); // the same for any bytes
+// The side file beside a model: each element's name, class, storey and GlobalId, tied to the
+// model by its size and element count, with the source it came from; 1 or 0
+#define TW_EXPORT_INFO_MAGIC "Ambulon elements 1"
+std::string twExport_InfoPath(const std::string& modelPath); // "x.bin" -> "x.elements"
+std::vector<uint8_t> twExport_WriteInfo(const TwExportModel& model, uint64_t uiModelSize, const std::string& source);
+int twExport_WriteInfoFile(const TwExportModel& model, uint64_t uiModelSize, const std::string& source,
+                           const std::string& path);
 // An axis-aligned box as a flat mesh: 12 triangles, a surface for each face, 12 edges
 TwExportMesh twExport_BoxMesh(const float* pvMin, const float* pvMax, int iMaterial);
 // An uncompressed TGA file of one colour

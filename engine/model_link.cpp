@@ -1,0 +1,655 @@
+#include "engine/model_link.h"
+
+#include <limits.h>
+#include <math.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "engine/engine.h"
+#include "engine/log.h"
+#include "engine/memory.h"
+#include "engine/strings.h"
+#include "engine/timer.h"
+#include "interface/layers.h"
+#include "navigation/camera.h"
+#include "platform/window.h"
+#include "world/world.h"
+
+#define TAG "twLink"
+#define MESSAGE_SECONDS 6.0f
+#define REPORT_TAIL 512 // bytes of the exporter's report read for its last line
+
+// Texts of the page and the messages
+enum {
+    STR_EXPORTING = 544, STR_ESC_CANCELS, STR_READING, STR_NOT_OPENED, STR_LIGHT_SET_ASIDE, STR_BACKED_OFF,
+    STR_NOT_FOUND, STR_IS_FOLDER, STR_UNREADABLE, STR_EMPTY, STR_CANCELLED, STR_WATCHING, STR_LINK_OFF,
+    STR_BETWEEN_EXPORTS,
+};
+
+TwLink* pLink = nullptr;
+
+static const char* Str(int iId) { return twStrings_Get(iId); }
+
+static const char* BaseName(const char* pstrPath)
+{
+    const char* pstrSlash = strrchr(pstrPath, '/');
+    return pstrSlash ? pstrSlash + 1 : pstrPath;
+}
+
+// One line on the message panel, the same in the log
+static void Message(const char* pstrFirst, const char* pstrSecond)
+{
+    TwEngine* e = pEngine;
+    snprintf(e->szMessageText, sizeof(e->szMessageText), "%.200s %.300s", pstrFirst, pstrSecond);
+    e->fMessageTime = MESSAGE_SECONDS;
+    e->iMessageKind = TW_MESSAGE_TEXT;
+}
+
+static void TempPath(const char* pstrName, char* pstrOut)
+{
+    if (!twCore_GetTempPath(pstrName, pstrOut))
+        pstrOut[0] = 0;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Recent models
+// ---------------------------------------------------------------------------------------------
+
+// "name - folder", cut to a button's name; a number in front keeps two alike apart
+static void MakeLabel(int iIndex, TwRecentModel* pModel, const char* pstrReason)
+{
+    char szDir[TW_PATH_SIZE] = "";
+    twCore_GetDirectory(pModel->szPath, szDir);
+    if (pstrReason)
+        snprintf(pModel->szLabel, sizeof(pModel->szLabel), "%d  %.24s  (%.24s)", iIndex + 1,
+                 BaseName(pModel->szPath), pstrReason);
+    else
+        snprintf(pModel->szLabel, sizeof(pModel->szLabel), "%d  %.24s  %.30s", iIndex + 1, BaseName(pModel->szPath),
+                 szDir);
+}
+
+// Why a file can't be opened, or null when it can
+static const char* WhyNot(const char* pstrPath)
+{
+    struct stat st;
+    if (stat(pstrPath, &st) != 0)
+        return Str(STR_NOT_FOUND);
+    if (S_ISDIR(st.st_mode))
+        return Str(STR_IS_FOLDER);
+    if (!S_ISREG(st.st_mode) || access(pstrPath, R_OK) != 0)
+        return Str(STR_UNREADABLE);
+    if (st.st_size == 0)
+        return Str(STR_EMPTY);
+    return nullptr;
+}
+
+void twLink_UpdateRecentStates(void)
+{
+    if (!pLink)
+        return;
+    for (int i = 0; i < pLink->iNumRecent; i++) {
+        const char* pstrWhy = WhyNot(pLink->aRecent[i].szPath);
+        pLink->aRecent[i].bMissing = pstrWhy != nullptr;
+        MakeLabel(i, &pLink->aRecent[i], pstrWhy);
+    }
+}
+
+const char* twLink_RecentPath(const char* pstrLabel)
+{
+    if (!pLink || !pstrLabel)
+        return nullptr;
+    for (int i = 0; i < pLink->iNumRecent; i++)
+        if (!strcmp(pLink->aRecent[i].szLabel, pstrLabel))
+            return pLink->aRecent[i].bMissing ? nullptr : pLink->aRecent[i].szPath;
+    return nullptr;
+}
+
+int twLink_ReadRecent(const char* pData, int iSize)
+{
+    if (!pLink)
+        return 0;
+    pLink->iNumRecent = 0;
+    if (iSize <= 0 || iSize > TW_RECENT_MAX_SIZE) {
+        twLogError(TAG, "!%s is out of bounds: no recent models\n", TW_RECENT_FILE);
+        return 0;
+    }
+    int iMagic = (int)strlen(TW_RECENT_MAGIC);
+    if (iSize < iMagic + 1 || memcmp(pData, TW_RECENT_MAGIC, iMagic) != 0 || pData[iMagic] != '\n') {
+        twLogError(TAG, "!%s is damaged: no recent models\n", TW_RECENT_FILE);
+        return 0;
+    }
+    int iAt = iMagic + 1;
+    int bLiveSeen = 0;
+    while (iAt < iSize) {
+        const char* pLine = pData + iAt;
+        const char* pNewline = (const char*)memchr(pLine, '\n', (size_t)(iSize - iAt));
+        int iLen = pNewline ? (int)(pNewline - pLine) : iSize - iAt;
+        iAt += iLen + 1;
+        if (iLen > 0 && pLine[iLen - 1] == '\r')
+            iLen--;
+        if (iLen <= 0 || memchr(pLine, 0, (size_t)iLen))
+            continue; // an empty line, or one no path can hold
+        if (!bLiveSeen && iLen == 6 && !memcmp(pLine, "live\t", 5) && (pLine[5] == '0' || pLine[5] == '1')) {
+            bLiveSeen = 1;
+            pLink->bLive = pLine[5] == '1';
+        } else if (pLine[0] != '/' || iLen >= TW_PATH_SIZE) {
+            twLogError(TAG, "!%s: a line that isn't a whole path is passed over\n", TW_RECENT_FILE);
+        } else if (pLink->iNumRecent < TW_RECENT_MAX) {
+            TwRecentModel* pModel = &pLink->aRecent[pLink->iNumRecent++];
+            memcpy(pModel->szPath, pLine, (size_t)iLen);
+            pModel->szPath[iLen] = 0;
+        }
+    }
+    return 1;
+}
+
+static void LoadRecent(void)
+{
+    char szPath[TW_PATH_SIZE];
+    TempPath(TW_RECENT_FILE, szPath);
+    FILE* pFile = szPath[0] ? fopen(szPath, "rb") : nullptr;
+    if (!pFile)
+        return;
+    char* pData = (char*)twMem_Malloc(TW_RECENT_MAX_SIZE + 1, "pRecent");
+    if (pData) {
+        int iSize = (int)fread(pData, 1, TW_RECENT_MAX_SIZE + 1, pFile);
+        twLink_ReadRecent(pData, iSize);
+        twMem_Free(pData);
+    }
+    fclose(pFile);
+}
+
+// Written beside and renamed: a failed write leaves the list that was there
+static void SaveRecent(void)
+{
+    char szPath[TW_PATH_SIZE], szPart[TW_PATH_SIZE + 8];
+    TempPath(TW_RECENT_FILE, szPath);
+    if (!szPath[0])
+        return;
+    snprintf(szPart, sizeof(szPart), "%s.part", szPath);
+    FILE* pFile = fopen(szPart, "wb");
+    if (!pFile) {
+        twLogError(TAG, "!fopen : '%s'\n", szPart);
+        return;
+    }
+    int bOk = fprintf(pFile, "%s\nlive\t%d\n", TW_RECENT_MAGIC, pLink->bLive ? 1 : 0) > 0;
+    for (int i = 0; i < pLink->iNumRecent; i++)
+        bOk = bOk && fprintf(pFile, "%s\n", pLink->aRecent[i].szPath) > 0;
+    if (fclose(pFile) != 0 || !bOk || !twWindow_RenameFile(szPart, szPath)) {
+        twLogError(TAG, "!Couldn't write %s\n", TW_RECENT_FILE);
+        twWindow_DeleteFile(szPart);
+    }
+}
+
+static void AddRecent(const char* pstrPath)
+{
+    TwRecentModel first;
+    memset(&first, 0, sizeof(first));
+    snprintf(first.szPath, sizeof(first.szPath), "%s", pstrPath);
+    int iKept = 0;
+    TwRecentModel aRest[TW_RECENT_MAX];
+    for (int i = 0; i < pLink->iNumRecent && iKept < TW_RECENT_MAX - 1; i++)
+        if (strcmp(pLink->aRecent[i].szPath, pstrPath) != 0)
+            aRest[iKept++] = pLink->aRecent[i];
+    pLink->aRecent[0] = first;
+    memcpy(&pLink->aRecent[1], aRest, sizeof(TwRecentModel) * iKept);
+    pLink->iNumRecent = iKept + 1;
+    twLink_UpdateRecentStates();
+    SaveRecent();
+}
+
+// ---------------------------------------------------------------------------------------------
+// The watch
+// ---------------------------------------------------------------------------------------------
+
+int twLink_TimerStep(TwLinkTimer* t, double dNow, int bChanged, int bBusy)
+{
+    if (t->dWait <= 0)
+        t->dWait = TW_LINK_FIRST_WAIT;
+    if (bChanged) {
+        if (!t->bPending)
+            t->dFirstChange = dNow;
+        t->bPending = 1;
+        t->dLastChange = dNow;
+    }
+    if (!t->bPending || bBusy)
+        return TW_LINK_IDLE;
+    if (dNow - t->dLastChange >= TW_LINK_QUIET) {
+        t->bPending = 0;
+        t->dWait = TW_LINK_FIRST_WAIT;
+        return TW_LINK_NOW;
+    }
+    if (dNow - t->dFirstChange >= t->dWait) {
+        t->bPending = 0;
+        t->dWait = fmin(t->dWait * 2, TW_LINK_LONGEST_WAIT);
+        return TW_LINK_NOW_BACKED_OFF;
+    }
+    return TW_LINK_IDLE;
+}
+
+static void Watch(void)
+{
+    twWindow_StopWatch(pLink->iWatch);
+    pLink->iWatch = -1;
+    memset(&pLink->timer, 0, sizeof(pLink->timer));
+    if (pLink->bLive && pLink->szSource[0]) {
+        pLink->iWatch = twWindow_WatchFile(pLink->szSource);
+        if (pLink->iWatch >= 0)
+            twLog(TAG, "Watching '%s'\n", pLink->szSource);
+    }
+    if (!pLink->bLive)
+        snprintf(pLink->szLinkStatus, sizeof(pLink->szLinkStatus), "%s", Str(STR_LINK_OFF));
+    else if (pLink->iWatch >= 0)
+        snprintf(pLink->szLinkStatus, sizeof(pLink->szLinkStatus), "%s %.80s", Str(STR_WATCHING),
+                 BaseName(pLink->szSource));
+    else
+        pLink->szLinkStatus[0] = 0;
+}
+
+void twLink_SetLive(int bLive)
+{
+    if (!pLink)
+        return;
+    pLink->bLive = bLive != 0;
+    twLog(TAG, "Live link %s\n", pLink->bLive ? "on" : "off");
+    Watch();
+    SaveRecent();
+}
+
+// ---------------------------------------------------------------------------------------------
+// The export
+// ---------------------------------------------------------------------------------------------
+
+static void RemoveExportFiles(void)
+{
+    char szPath[TW_PATH_SIZE], szMore[TW_PATH_SIZE + 16];
+    TempPath(TW_LINK_OUTPUT, szPath);
+    if (!szPath[0])
+        return;
+    twWindow_DeleteFile(szPath);
+    snprintf(szMore, sizeof(szMore), "%s.tmp", szPath);
+    twWindow_DeleteFile(szMore);
+    twWorld_ElementInfoPath(szPath, szMore);
+    twWindow_DeleteFile(szMore);
+    strcat(szMore, ".tmp");
+    twWindow_DeleteFile(szMore);
+}
+
+// The exporter's last line that isn't a progress report, and the last fraction it told
+static void ReadReport(char* pstrLine, int iLineSize, float* pfFraction)
+{
+    char szPath[TW_PATH_SIZE], acTail[REPORT_TAIL + 1];
+    pstrLine[0] = 0;
+    TempPath(TW_LINK_REPORT, szPath);
+    FILE* pFile = szPath[0] ? fopen(szPath, "rb") : nullptr;
+    if (!pFile)
+        return;
+    long lSize = fseek(pFile, 0, SEEK_END) == 0 ? ftell(pFile) : 0;
+    long lFrom = lSize > REPORT_TAIL ? lSize - REPORT_TAIL : 0;
+    size_t uiGot = fseek(pFile, lFrom, SEEK_SET) == 0 ? fread(acTail, 1, REPORT_TAIL, pFile) : 0;
+    fclose(pFile);
+    acTail[uiGot] = 0;
+    for (char* pLine = strtok(acTail, "\n"); pLine; pLine = strtok(nullptr, "\n")) {
+        float f;
+        if (sscanf(pLine, "progress %f", &f) == 1) {
+            if (pfFraction)
+                *pfFraction = f;
+        } else {
+            snprintf(pstrLine, iLineSize, "%s", pLine);
+        }
+    }
+}
+
+static int StartExport(const char* pstrPath, int bReload)
+{
+    TwLink* l = pLink;
+    char szExporter[TW_PATH_SIZE], szOutput[TW_PATH_SIZE], szReport[TW_PATH_SIZE];
+    snprintf(szExporter, sizeof(szExporter), "%s%s", twCore_GetProgramDir(), TW_EXPORTER_NAME);
+    TempPath(TW_LINK_OUTPUT, szOutput);
+    TempPath(TW_LINK_REPORT, szReport);
+    if (access(szExporter, X_OK) != 0) {
+        twLogError(TAG, "!The exporter '%s' isn't beside the viewer\n", szExporter);
+        Message(Str(STR_NOT_OPENED), TW_EXPORTER_NAME);
+        return 0;
+    }
+    if (!szOutput[0] || !szReport[0])
+        return 0;
+    RemoveExportFiles();
+    const char* const apstrArgs[] = {szExporter, "--background", "-q", "-o", szOutput, pstrPath, nullptr};
+    l->iPid = twWindow_StartProgram(apstrArgs, szReport);
+    if (!l->iPid) {
+        Message(Str(STR_NOT_OPENED), TW_EXPORTER_NAME);
+        return 0;
+    }
+    l->bReload = bReload;
+    snprintf(l->szExporting, sizeof(l->szExporting), "%s", pstrPath);
+    l->fFraction = -1;
+    l->dStarted = twTimer_Seconds();
+    twLog(TAG, "Exporting '%s'%s\n", pstrPath, bReload ? " again: it was saved" : "");
+    return 1;
+}
+
+int twLink_IsExporting(void) { return pLink && pLink->iPid; }
+
+void twLink_Cancel(void)
+{
+    if (!twLink_IsExporting())
+        return;
+    twWindow_StopProgram(pLink->iPid);
+    pLink->iPid = 0;
+    RemoveExportFiles();
+    twLog(TAG, "The export of '%s' was cancelled\n", pLink->szExporting);
+    Message(Str(STR_CANCELLED), BaseName(pLink->szExporting));
+}
+
+int twLink_Open(const char* pstrGiven, int bReload)
+{
+    if (!pLink || !pstrGiven || !pstrGiven[0])
+        return 0;
+    // the list of recent models and the watch need the whole path
+    char szPath[PATH_MAX];
+    if (!realpath(pstrGiven, szPath) || strlen(szPath) >= TW_PATH_SIZE)
+        snprintf(szPath, sizeof(szPath), "%s", pstrGiven);
+    const char* pstrPath = szPath;
+    const char* pstrWhy = WhyNot(pstrPath);
+    if (pstrWhy) {
+        twLogError(TAG, "!'%s' %s: the open model stays\n", pstrPath, pstrWhy);
+        char szLine[TW_PATH_SIZE];
+        snprintf(szLine, sizeof(szLine), "%.200s %s", BaseName(pstrPath), pstrWhy);
+        Message(Str(STR_NOT_OPENED), szLine);
+        return 0;
+    }
+    // one export at a time: a new open takes the place of one that runs
+    if (twLink_IsExporting()) {
+        twWindow_StopProgram(pLink->iPid);
+        pLink->iPid = 0;
+        twLog(TAG, "The export of '%s' makes way\n", pLink->szExporting);
+    }
+    if (!bReload && twCore_HasResource(TW_MODEL_RESOURCE, pstrPath)) {
+        // a published copy opens through its own loader, with its light and gallery
+        pEngine->fProgressFade = 0;
+        if (!twEngine_Load(pstrPath))
+            return 0;
+        pLink->szSource[0] = 0;
+        Watch();
+        AddRecent(pstrPath);
+        return 1;
+    }
+    return StartExport(pstrPath, bReload);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The new model
+// ---------------------------------------------------------------------------------------------
+
+// What a reload keeps of the walker: where he is and where he looks, how he moves
+struct KeptPlace {
+    float vPos[3], vPrevPos[3];
+    float fPitch, fYaw, fRoll, fFallSpeed, fGroundContact, fEyeHeight, fCrouch, fLastWalkY;
+    int32_t bWalk, bTopView;
+    float vOrthoCentre[3], fOrthoHalfWidth, fOrthoHalfHeight, fOrthoPitch, fOrthoYaw, fOrthoRoll;
+};
+
+static void KeepPlace(KeptPlace* k, const TwCamera* c)
+{
+    memcpy(k->vPos, c->vPos, sizeof(k->vPos));
+    memcpy(k->vPrevPos, c->vPrevPos, sizeof(k->vPrevPos));
+    memcpy(k->vOrthoCentre, c->vOrthoCentre, sizeof(k->vOrthoCentre));
+    k->fPitch = c->fPitch, k->fYaw = c->fYaw, k->fRoll = c->fRoll;
+    k->fFallSpeed = c->fFallSpeed, k->fGroundContact = c->fGroundContact;
+    k->fEyeHeight = c->fEyeHeight, k->fCrouch = c->fCrouch, k->fLastWalkY = c->fLastWalkY;
+    k->bWalk = c->bWalk, k->bTopView = c->bTopView;
+    k->fOrthoHalfWidth = c->fOrthoHalfWidth, k->fOrthoHalfHeight = c->fOrthoHalfHeight;
+    k->fOrthoPitch = c->fOrthoPitch, k->fOrthoYaw = c->fOrthoYaw, k->fOrthoRoll = c->fOrthoRoll;
+}
+
+static void PutPlace(const KeptPlace* k, TwCamera* c)
+{
+    memcpy(c->vPos, k->vPos, sizeof(k->vPos));
+    memcpy(c->vPrevPos, k->vPrevPos, sizeof(k->vPrevPos));
+    memcpy(c->vOrthoCentre, k->vOrthoCentre, sizeof(k->vOrthoCentre));
+    c->fPitch = k->fPitch, c->fYaw = k->fYaw, c->fRoll = k->fRoll;
+    c->fFallSpeed = k->fFallSpeed, c->fGroundContact = k->fGroundContact;
+    c->fEyeHeight = k->fEyeHeight, c->fCrouch = k->fCrouch, c->fLastWalkY = k->fLastWalkY;
+    c->bWalk = k->bWalk, c->bTopView = k->bTopView;
+    c->fOrthoHalfWidth = k->fOrthoHalfWidth, c->fOrthoHalfHeight = k->fOrthoHalfHeight;
+    c->fOrthoPitch = k->fOrthoPitch, c->fOrthoYaw = k->fOrthoYaw, c->fOrthoRoll = k->fOrthoRoll;
+    c->fForward = c->fStrafe = c->fVertical = 0;
+}
+
+// The names of the hidden layers, one after another, each ending in a zero
+static int KeepHiddenLayers(char* pstrOut, int iSize)
+{
+    int n = 0, iCount = 0;
+    for (int i = 0; pLayers && i < pLayers->iNumLayers; i++) {
+        const uint8_t* pLayer = twLayers_Find(i);
+        if (!pLayer || twLayers_IsVisible(i))
+            continue;
+        const char* pstrName = (const char*)pLayer + TW_LAYER_NAME_OFFSET;
+        int iLen = (int)strnlen(pstrName, TW_LAYER_SIZE - TW_LAYER_NAME_OFFSET - 1);
+        if (n + iLen + 2 > iSize)
+            break;
+        memcpy(pstrOut + n, pstrName, (size_t)iLen);
+        n += iLen;
+        pstrOut[n++] = 0;
+        iCount++;
+    }
+    pstrOut[n] = 0;
+    return iCount;
+}
+
+static void HideLayers(const char* pstrNames)
+{
+    int iHidden = 0;
+    for (const char* pstrName = pstrNames; *pstrName; pstrName += strlen(pstrName) + 1)
+        for (int i = 0; pLayers && i < pLayers->iNumLayers; i++) {
+            uint8_t* pLayer = twLayers_Find(i);
+            if (pLayer && !strncmp((const char*)pLayer + TW_LAYER_NAME_OFFSET, pstrName,
+                                   TW_LAYER_SIZE - TW_LAYER_NAME_OFFSET - 1)) {
+                int32_t iHide = 0;
+                memcpy(pLayer + TW_LAYER_VISIBLE_OFFSET, &iHide, 4);
+                iHidden++;
+            }
+        }
+    twWorld_UpdateHiddenElements();
+    if (iHidden)
+        twLog(TAG, "%d layers kept hidden\n", iHidden);
+}
+
+// "<Temp>Set aside/<model> <date and time>/"
+static void SetAsideFolder(const char* pstrSource, char* pstrOut)
+{
+    char szBase[TW_PATH_SIZE], szStem[128], szStamp[32];
+    TempPath(TW_LINK_SET_ASIDE, szBase);
+    snprintf(szStem, sizeof(szStem), "%.100s", BaseName(pstrSource));
+    char* pDot = strrchr(szStem, '.');
+    if (pDot && pDot != szStem)
+        *pDot = 0;
+    time_t t = time(nullptr);
+    struct tm local;
+    localtime_r(&t, &local);
+    strftime(szStamp, sizeof(szStamp), "%Y-%m-%d %H.%M.%S", &local);
+    snprintf(pstrOut, TW_PATH_SIZE, "%.300s/%s %s/", szBase, szStem, szStamp);
+}
+
+// Moves the model of the export into Temp's place, with its side file, once it has loaded
+static void PutModelInPlace(const char* pstrFrom)
+{
+    char szTo[TW_PATH_SIZE], szInfoFrom[TW_PATH_SIZE], szInfoTo[TW_PATH_SIZE];
+    TempPath(TW_MODEL_RESOURCE, szTo);
+    twWorld_ElementInfoPath(pstrFrom, szInfoFrom);
+    twWorld_ElementInfoPath(szTo, szInfoTo);
+    if (!twWindow_RenameFile(pstrFrom, szTo)) {
+        twLogError(TAG, "!rename : '%s'\n", szTo);
+        return;
+    }
+    snprintf(pWorld->szModelPath, sizeof(pWorld->szModelPath), "%s", szTo);
+    if (!twCore_FileExists(szInfoFrom) || !twWindow_RenameFile(szInfoFrom, szInfoTo))
+        twWindow_DeleteFile(szInfoTo); // an older one would tell of another model
+}
+
+static void Finish(int iExit)
+{
+    TwLink* l = pLink;
+    TwEngine* e = pEngine;
+    l->iPid = 0;
+    char szOutput[TW_PATH_SIZE], szLine[200];
+    TempPath(TW_LINK_OUTPUT, szOutput);
+    ReadReport(szLine, sizeof(szLine), nullptr);
+    if (iExit != 0 || !twCore_FileExists(szOutput)) {
+        twLogError(TAG, "!The exporter ended with %d on '%s': %s\n", iExit, l->szExporting,
+                   szLine[0] ? szLine : "no model");
+        char szWhy[TW_PATH_SIZE];
+        snprintf(szWhy, sizeof(szWhy), "%.60s: %.120s", BaseName(l->szExporting),
+                 szLine[0] ? (strncmp(szLine, "ambexport: ", 11) ? szLine : szLine + 11) : "no model");
+        Message(Str(STR_NOT_OPENED), szWhy);
+        RemoveExportFiles();
+        return;
+    }
+    int bReload = l->bReload;
+    KeptPlace place;
+    KeepPlace(&place, pCam);
+    char szHidden[4096];
+    int iHidden = bReload ? KeepHiddenLayers(szHidden, sizeof(szHidden)) : 0;
+    // a reload keeps the user's sun; a new model brings its own, as at start
+    int iAltitude = e->iSunAltitudeWanted, iAzimuth = e->iSunAzimuthWanted;
+    if (!bReload)
+        e->fProgressFade = 0;
+    int iStatus = 0;
+    double dLoad = twTimer_Seconds();
+    int bLoaded = twWorld_LoadModel(bReload ? nullptr : twEngine_ShowProgress, szOutput, 0, pCam, e->szModelInfo,
+                                    &iAltitude, &iAzimuth, e->bUseVbo, &iStatus);
+    if (!bLoaded) {
+        // our own exporter's model that the loader refuses: the one that was open comes back
+        twLogError(TAG, "!twWorld_LoadModel : '%s'\n", l->szExporting);
+        char szPrevious[TW_PATH_SIZE];
+        TempPath(TW_MODEL_RESOURCE, szPrevious);
+        if (twCore_FileExists(szPrevious) &&
+            twWorld_LoadModel(nullptr, szPrevious, 0, pCam, e->szModelInfo, &iAltitude, &iAzimuth, e->bUseVbo, nullptr))
+            twWorld_LoadElementInfo(szPrevious);
+        PutPlace(&place, pCam);
+        RemoveExportFiles();
+        Message(Str(STR_NOT_OPENED), BaseName(l->szExporting));
+        twEngine_ReloadLight(nullptr);
+        return;
+    }
+    PutModelInPlace(szOutput);
+    twWorld_LoadElementInfo(pWorld->szModelPath);
+    if (bReload) {
+        PutPlace(&place, pCam);
+        if (iHidden)
+            HideLayers(szHidden);
+    } else {
+        e->iSunAltitudeWanted = iAltitude;
+        e->iSunAzimuthWanted = iAzimuth;
+    }
+    e->fMessageTime = 0;
+    e->iTrackedElement = e->iPickedElement = -1;
+    // the light of Temp, when it still fits; else it goes aside, kept
+    char szAside[TW_PATH_SIZE];
+    SetAsideFolder(l->szExporting, szAside);
+    if (twEngine_ReloadLight(szAside) < 0) {
+        twLogError(TAG, "The light no longer fits the model: it is kept in '%s'\n", szAside);
+        Message(Str(STR_LIGHT_SET_ASIDE), szAside);
+    }
+    snprintf(l->szSource, sizeof(l->szSource), "%s", l->szExporting);
+    snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", l->szSource);
+    e->iSunUpdate = 1; // the shadow map is drawn from the new geometry
+    twEngine_ApplySettings();
+    if (!bReload)
+        e->fTimeInLevel = 0;
+    twLog(TAG, "'%s' loaded in %.2f s after an export of %.2f s\n", BaseName(l->szSource),
+          twTimer_Seconds() - dLoad, dLoad - l->dStarted);
+    if (bReload) {
+        l->dLastReload = twTimer_Seconds();
+        twLog(TAG, "Walker kept at %.3f %.3f %.3f\n", pCam->vPos[0], pCam->vPos[1], pCam->vPos[2]);
+    } else {
+        AddRecent(l->szSource);
+        Watch();
+    }
+}
+
+void twLink_Update(void)
+{
+    TwLink* l = pLink;
+    if (!l)
+        return;
+    char szDropped[TW_PATH_SIZE];
+    if (twWindow_TakeDroppedFile(szDropped, sizeof(szDropped))) {
+        twLog(TAG, "Dropped: '%s'\n", szDropped);
+        twLink_Open(szDropped, 0);
+    }
+    if (l->iPid) {
+        int iExit = 0;
+        char szLine[8];
+        ReadReport(szLine, sizeof(szLine), &l->fFraction);
+        if (twWindow_PollProgram(l->iPid, &iExit))
+            Finish(iExit);
+        return;
+    }
+    int bChanged = l->iWatch >= 0 && twWindow_FileChanged(l->iWatch, l->szSource);
+    if (bChanged && !l->timer.bPending)
+        l->dChangeSeen = twTimer_Seconds();
+    int iStep = twLink_TimerStep(&l->timer, twTimer_Seconds(), bChanged, 0);
+    if (iStep == TW_LINK_NOW_BACKED_OFF) {
+        char szWait[64];
+        snprintf(szWait, sizeof(szWait), "%.0f %s", l->timer.dWait, Str(STR_BETWEEN_EXPORTS));
+        twLog(TAG, "The model file keeps changing: the live link now waits %.0f s between exports\n",
+              l->timer.dWait);
+        Message(Str(STR_BACKED_OFF), szWait);
+    }
+    if (iStep != TW_LINK_IDLE)
+        twLink_Open(l->szSource, 1);
+}
+
+const char* twLink_GetStatus(void)
+{
+    if (!twLink_IsExporting())
+        return "";
+    TwLink* l = pLink;
+    char szDone[64];
+    if (l->fFraction < 0)
+        snprintf(szDone, sizeof(szDone), "%s", Str(STR_READING));
+    else
+        snprintf(szDone, sizeof(szDone), "%.0f %%", l->fFraction * 100.0f);
+    snprintf(l->szStatus, sizeof(l->szStatus), "%s %.60s  %s  (%s)", Str(STR_EXPORTING), BaseName(l->szExporting),
+             szDone, Str(STR_ESC_CANCELS));
+    return l->szStatus;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Life
+// ---------------------------------------------------------------------------------------------
+
+int twLink_Init(void)
+{
+    pLink = (TwLink*)twMem_Malloc(sizeof(TwLink), "pLink");
+    if (!pLink)
+        return 0;
+    pLink->iWatch = -1;
+    pLink->bLive = 1;
+    LoadRecent();
+    twLink_UpdateRecentStates();
+    // Temp's model came from the source its side file names: the link goes on where it was
+    if (pWorld && pWorld->bLoaded && pWorld->szInfoSource[0] && pWorld->szInfoSource[0] == '/')
+        snprintf(pLink->szSource, sizeof(pLink->szSource), "%s", pWorld->szInfoSource);
+    Watch();
+    return 1;
+}
+
+void twLink_Free(void)
+{
+    if (!pLink)
+        return;
+    if (pLink->iPid) {
+        twWindow_StopProgram(pLink->iPid);
+        RemoveExportFiles();
+    }
+    twWindow_StopWatch(pLink->iWatch);
+    twMem_Free(pLink);
+    pLink = nullptr;
+}
