@@ -503,9 +503,21 @@ static void Finish(int iExit)
     if (iExit != 0 || !twCore_FileExists(szOutput)) {
         twLogError(TAG, "!The exporter ended with %d on '%s': %s\n", iExit, l->szExporting,
                    szLine[0] ? szLine : "no model");
+        // "ambexport: '<path>': why" says why in its last part; the name is on the panel already
+        const char* pstrWhy = szLine[0] ? szLine : "no model";
+        if (!strncmp(pstrWhy, "ambexport: ", 11))
+            pstrWhy += 11;
+        if (pstrWhy[0] == '\'' && strstr(pstrWhy, "': "))
+            pstrWhy = strstr(pstrWhy, "': ") + 3;
+        // on a line of its own, with the file's folders left out where it names the file
         char szWhy[TW_PATH_SIZE];
-        snprintf(szWhy, sizeof(szWhy), "%.60s: %.120s", BaseName(l->szExporting),
-                 szLine[0] ? (strncmp(szLine, "ambexport: ", 11) ? szLine : szLine + 11) : "no model");
+        const char* pstrPathIn = strstr(pstrWhy, l->szExporting);
+        if (pstrPathIn)
+            snprintf(szWhy, sizeof(szWhy), "%.60s\n%.*s%.60s%.40s", BaseName(l->szExporting),
+                     (int)(pstrPathIn - pstrWhy) < 80 ? (int)(pstrPathIn - pstrWhy) : 80, pstrWhy,
+                     BaseName(l->szExporting), pstrPathIn + strlen(l->szExporting));
+        else
+            snprintf(szWhy, sizeof(szWhy), "%.60s\n%.100s", BaseName(l->szExporting), pstrWhy);
         Message(Str(STR_NOT_OPENED), szWhy);
         RemoveExportFiles();
         return;
@@ -513,6 +525,8 @@ static void Finish(int iExit)
     int bReload = l->bReload;
     KeptPlace place;
     KeepPlace(&place, pCam);
+    if (bReload)
+        twLog(TAG, "Reloading with the walker at %.3f %.3f %.3f\n", pCam->vPos[0], pCam->vPos[1], pCam->vPos[2]);
     char szHidden[4096];
     int iHidden = bReload ? KeepHiddenLayers(szHidden, sizeof(szHidden)) : 0;
     // a reload keeps the user's sun; a new model brings its own, as at start
@@ -554,7 +568,10 @@ static void Finish(int iExit)
     SetAsideFolder(l->szExporting, szAside);
     if (twEngine_ReloadLight(szAside) < 0) {
         twLogError(TAG, "The light no longer fits the model: it is kept in '%s'\n", szAside);
-        Message(Str(STR_LIGHT_SET_ASIDE), szAside);
+        // the folder from the viewer's own, which the user knows
+        const char* pstrUser = twCore_GetUserDir();
+        size_t uiUser = pstrUser ? strlen(pstrUser) : 0;
+        Message(Str(STR_LIGHT_SET_ASIDE), uiUser && !strncmp(szAside, pstrUser, uiUser) ? szAside + uiUser : szAside);
     }
     snprintf(l->szSource, sizeof(l->szSource), "%s", l->szExporting);
     snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", l->szSource);
@@ -566,7 +583,6 @@ static void Finish(int iExit)
           twTimer_Seconds() - dLoad, dLoad - l->dStarted);
     if (bReload) {
         l->dLastReload = twTimer_Seconds();
-        twLog(TAG, "Walker kept at %.3f %.3f %.3f\n", pCam->vPos[0], pCam->vPos[1], pCam->vPos[2]);
     } else {
         AddRecent(l->szSource);
         Watch();

@@ -1,5 +1,6 @@
 #include <GL/glew.h>
 #include <math.h>
+#include <string.h>
 
 #include "engine/engine.h"
 #include "engine/log.h"
@@ -28,6 +29,7 @@
 #define SHADOW_VALUE_OFF 0.02f   // a shadow value this close to 0 casts nothing
 
 #define MESSAGE_WIDTH 460        // the centre message and the hints, pixels
+#define MESSAGE_TEXT_WIDTH 720   // the widest text a line draws (twOgl_SetTextMaxWidth)
 #define HINT_FIRST 420           // the hint panel's four lines
 #define STR_MESSAGE_HEADING 100
 
@@ -218,6 +220,7 @@ static void TextBox(int iWidth, int iHeight, const char* const* ppstrLines, int 
     int iBox = MESSAGE_WIDTH;
     for (int i = 0; i < iCount; i++) {
         int iText = twOgl_GetTextWidth(0, ppstrLines[i]) + 24;
+        iText = iText < MESSAGE_TEXT_WIDTH + 24 ? iText : MESSAGE_TEXT_WIDTH + 24;
         iBox = iText > iBox ? (iText < iWidth - 20 ? iText : iWidth - 20) : iBox;
     }
     int x = (iWidth - iBox) / 2, iTop = iHeight / 2 + iCount * 9;
@@ -238,9 +241,18 @@ static void DrawMessage(int iWidth, int iHeight)
     const char* apstrLines[2] = {twStrings_Get(STR_MESSAGE_HEADING), "Undefined error 461"};
     if (iKind == 1)
         apstrLines[1] = "File error";
-    else if (iKind == TW_MESSAGE_TEXT)
-        apstrLines[1] = pEngine->szMessageText;
-    else if (iKind >= 2 && iKind <= 5)
+    if (iKind == TW_MESSAGE_TEXT) {
+        // a text of its own may say why on a line of its own
+        char szText[sizeof(pEngine->szMessageText)];
+        snprintf(szText, sizeof(szText), "%s", pEngine->szMessageText);
+        char* pstrBreak = strchr(szText, '\n');
+        if (pstrBreak)
+            *pstrBreak = 0;
+        const char* apstrText[3] = {apstrLines[0], szText, pstrBreak ? pstrBreak + 1 : ""};
+        TextBox(iWidth, iHeight, apstrText, pstrBreak ? 3 : 2);
+        return;
+    }
+    if (iKind >= 2 && iKind <= 5)
         apstrLines[1] = twStrings_Get(aiSecondLines[iKind]);
     TextBox(iWidth, iHeight, apstrLines, 2);
 }

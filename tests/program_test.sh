@@ -468,6 +468,80 @@ if [ -r "$SAMPLE" ]; then
 
 fi
 
+# --- 7c. Opening models from the viewer: the sample house through the Model page's dialog (a
+# stub zenity), a layer hidden and the walker moved, two saves that reload it in place, a
+# glTF dropped on the window (the test build's hook posts the drop), then a damaged file
+# dropped, which leaves the glTF. The pointer moves from the window's middle.
+GLTF=/usr/share/assimp/models/glTF2/BoxTextured-glTF/BoxTextured.gltf
+if [ -r "$SAMPLE" ] && [ -r "$GLTF" ] && strings "$BUILD/Ambulon.exe" | grep -q AMB_TEST_DROP; then
+    LOG=$(make_home link)
+    mkdir -p "$WORK/models" "$WORK/linkbin"
+    cp "$SAMPLE" "$WORK/models/house.ifc"
+    printf '#!/bin/sh\necho "%s"\n' "$WORK/models/house.ifc" > "$WORK/linkbin/zenity"
+    chmod +x "$WORK/linkbin/zenity"
+    start_viewer "$WORK/link" "$BUILD/Ambulon.exe" PATH="$WORK/linkbin:$PATH" AMB_TEST_DROP="$WORK/drop.txt"
+    if wait_for_text "$LOG" "---Entering main loop---"; then
+        sleep 0.6
+        xdotool key Escape
+        sleep 0.8
+        xdotool mousemove_relative -- -198 329 # "Open model..." on the Model page
+        sleep 0.3
+        xdotool click 1
+        wait_for_text "$LOG" "'house.ifc' loaded in" 120 || fail "link: the page opened no model"
+        sleep 0.5
+        import -window root "$BUILD/e2e-link-open.png"
+        TEMP="$WORK/link/Documents/Ambulon/Temp"
+        [ -s "$TEMP/Export.elements" ] || fail "link: no side file beside the model"
+        grep -qxF "$WORK/models/house.ifc" "$TEMP/Recent.txt" || fail "link: not among the recent models"
+        xdotool mousemove_relative -- -362 35 # the Layers tab
+        sleep 0.3
+        xdotool click 1
+        sleep 0.4
+        xdotool mousemove_relative -- 120 -46 # the first layer
+        sleep 0.3
+        xdotool click 1
+        sleep 0.4
+        import -window root "$BUILD/e2e-link-layers.png"
+        xdotool key Escape
+        sleep 0.8
+        press_for 0.6 w
+        sleep 1.5
+        touch "$WORK/models/house.ifc"
+        wait_for_text "$LOG" "Reloading with the walker at" 60 || fail "link: a save reloaded nothing"
+        sleep 1.5
+        import -window root "$BUILD/e2e-link-reload.png"
+        touch "$WORK/models/house.ifc"
+        for _ in $(seq 1 300); do
+            [ "$(grep -c "Reloading with the walker at" "$LOG")" -ge 2 ] && break
+            sleep 0.1
+        done
+        # the walker stood through the first reload and the frames after it
+        places=$(sed -n 's/.*Reloading with the walker at //p' "$LOG" | head -2 | tr '\n' ' ')
+        awk -v p="$places" 'BEGIN { n = split(p, a, " "); if (n < 6) exit 1; d = 0
+            for (i = 1; i <= 3; i++) { x = a[i] - a[i + 3]; d += x * x }; exit !(d < 0.0001) }' ||
+            fail "link: the walker moved through a reload ($places)"
+        [ "$(grep -c "1 layers kept hidden" "$LOG")" -ge 2 ] || fail "link: the hidden layer came back"
+        echo "$GLTF" > "$WORK/drop.txt"
+        kill -USR1 "$PID"
+        wait_for_text "$LOG" "'BoxTextured.gltf' loaded in" 60 || fail "link: the dropped glTF didn't open"
+        sleep 1
+        import -window root "$BUILD/e2e-link-drop.png"
+        printf 'glTF\x02\0\0\0 no scene here' > "$WORK/models/broken.glb"
+        echo "$WORK/models/broken.glb" > "$WORK/drop.txt"
+        kill -USR1 "$PID"
+        wait_for_text "$LOG" "!The exporter ended with" 60 || fail "link: no line for the damaged file"
+        sleep 0.5
+        import -window root "$BUILD/e2e-link-damaged.png"
+        grep -q "'broken.glb' loaded in" "$LOG" && fail "link: the damaged file replaced the model"
+        [ -e "$TEMP/Opening.bin" ] && fail "link: the exporter's output was left"
+    fi
+    run_and_quit "$LOG" link-end
+    expect_in_order "$LOG" link "Initializing model link" "---Entering main loop---" \
+        "Exporting '$WORK/models/house.ifc'" "Watching '$WORK/models/house.ifc'" \
+        "Exporting '$WORK/models/house.ifc' again: it was saved" "Dropped: '$GLTF'" \
+        "Shutting down model link" "Shutting down core"
+fi
+
 # --- 7b. The test build's hook bakes the house; the next start loads the light ---------
 # (the hook exists only in builds made with AMB_TEST_HOOKS; the sanitizer build, many times
 # slower, bakes the small house of scenario 6 instead of the sample house)

@@ -186,10 +186,10 @@ TEST_F(Link, ALightThatNoLongerFitsIsSetAside)
     ASSERT_EQ(SaveAndWait(Obj(1)), 1);
     EXPECT_EQ(pEngine->bLightLoaded, 0);
     EXPECT_EQ(pEngine->iMessageKind, TW_MESSAGE_TEXT);
-    const char* pstrFolder = strstr(pEngine->szMessageText, dir.c_str());
+    const char* pstrFolder = strstr(pEngine->szMessageText, "Temp/Set aside/house ");
     ASSERT_NE(pstrFolder, nullptr) << pEngine->szMessageText;
     for (const char* pstrFile : {"LightInit.bin", "LightSort.bin", "LightEq.bin", "LightS.bin", "LightM.bin"}) {
-        EXPECT_TRUE(twCore_FileExists((std::string(pstrFolder) + pstrFile).c_str())) << pstrFile;
+        EXPECT_TRUE(twCore_FileExists((dir + pstrFolder + pstrFile).c_str())) << pstrFile;
         EXPECT_FALSE(twCore_FileExists((dir + "Temp/" + pstrFile).c_str())) << pstrFile;
     }
     twWorld_SetLightAbortCallback(nullptr);

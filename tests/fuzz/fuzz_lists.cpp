@@ -1,0 +1,39 @@
+// The two text files of the link on any bytes: the side file of what each element is, read
+// against a model of three elements and 100 bytes, and the list of recent models. What a
+// read keeps must stay within its bounds.
+#include <stdlib.h>
+#include <string.h>
+
+#include "engine/model_link.h"
+#include "tests/fuzz/fuzz_common.h"
+#include "world/world.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t uiSize)
+{
+    FuzzStartServices();
+    static TwWorld s_world;
+    static TwLink s_link;
+    pWorld = &s_world;
+    s_world.bLoaded = 1;
+    s_world.iNumElements = 3;
+    if (twWorld_ReadElementInfo((const char*)pData, (int64_t)uiSize, 100)) {
+        size_t uiTotal = strlen(s_world.szInfoSource);
+        for (int i = 0; i < 3; i++)
+            for (int f = 0; f < TW_ELEMENT_INFO_FIELDS; f++)
+                uiTotal += strlen(twWorld_GetElementInfo(i)->apstrFields[f]);
+        if (uiTotal > uiSize)
+            abort();
+    }
+    twWorld_FreeElementInfo();
+    pWorld = nullptr;
+    memset(&s_link, 0, sizeof(s_link));
+    pLink = &s_link;
+    twLink_ReadRecent((const char*)pData, (int)(uiSize > 1u << 20 ? 1u << 20 : uiSize));
+    if (s_link.iNumRecent < 0 || s_link.iNumRecent > TW_RECENT_MAX)
+        abort();
+    for (int i = 0; i < s_link.iNumRecent; i++)
+        if (strnlen(s_link.aRecent[i].szPath, TW_PATH_SIZE) >= TW_PATH_SIZE || s_link.aRecent[i].szPath[0] != '/')
+            abort();
+    pLink = nullptr;
+    return 0;
+}
