@@ -509,7 +509,7 @@ int twEngine_InitLayers(void)
 
 // A light solution this viewer computed before, kept in Temp, for the model it opened
 // again: it loads when its frame fits the model, and is passed over with a line when not
-static int LoadTempLight(void)
+static int LoadTempLight(const char* pstrTag)
 {
     char szPath[TW_PATH_SIZE];
     // only a whole set loads: a kill while the files were being replaced is settled first
@@ -517,7 +517,7 @@ static int LoadTempLight(void)
         return 0;
     if (!twWorld_InitLight(0, nullptr) || !twWorld_LoadLight(1, nullptr)) {
         twWorld_FreeRad();
-        twLogError("twEngine_InitWorld", "The light in Temp doesn't fit this model: it is passed over\n");
+        twLogError(pstrTag, "The light in Temp doesn't fit this model: it is passed over\n");
         return -1;
     }
     pEngine->bLightLoaded = 1;
@@ -530,7 +530,7 @@ int twEngine_ReloadLight(const char* pstrSetAsideIn)
     int iLight = 0;
     e->bLightLoaded = 0;
     if (pWorld->bLoaded && e->bRadiosity && !e->bNoShaders)
-        iLight = LoadTempLight();
+        iLight = LoadTempLight("twEngine_ReloadLight");
     if (iLight < 0 && pstrSetAsideIn && twWorld_SetLightAside(pstrSetAsideIn) == 0)
         iLight = 0;
     // the lit mode gives way by itself where there is no light
@@ -631,7 +631,7 @@ int twEngine_InitWorld(void)
     }
     // a place in the list: the head lamp while all six modes are offered
     e->iRenderModeWanted = TW_MODE_LAMP;
-    if (pWorld->bLoaded && e->bRadiosity && !e->bNoShaders && LoadTempLight() > 0)
+    if (pWorld->bLoaded && e->bRadiosity && !e->bNoShaders && LoadTempLight("twEngine_InitWorld") > 0)
         e->iRenderModeWanted = TW_MODE_LIT;
     // a sun that follows the date wins over the model's
     twEngine_ApplySunPlace();
