@@ -40,7 +40,7 @@ static const char* BaseName(const char* pstrPath)
     return pstrSlash ? pstrSlash + 1 : pstrPath;
 }
 
-// One line on the message panel, the same in the log
+// The message panel: what happened, and to what (the caller logs it)
 static void Message(const char* pstrFirst, const char* pstrSecond)
 {
     TwEngine* e = pEngine;
@@ -59,7 +59,8 @@ static void TempPath(const char* pstrName, char* pstrOut)
 // Recent models
 // ---------------------------------------------------------------------------------------------
 
-// "name - folder", cut to a button's name; a number in front keeps two alike apart
+// "n  name  folder", or "n  name  (why not)", cut to a button's name; the number keeps two
+// alike apart
 static void MakeLabel(int iIndex, TwRecentModel* pModel, const char* pstrReason)
 {
     char szDir[TW_PATH_SIZE] = "";
@@ -335,13 +336,19 @@ static int StartExport(const char* pstrPath, int bReload)
 
 int twLink_IsExporting(void) { return pLink && pLink->iPid; }
 
+// The exporter stopped, and nothing of it kept
+static void StopExport(void)
+{
+    twWindow_StopProgram(pLink->iPid);
+    pLink->iPid = 0;
+    RemoveExportFiles();
+}
+
 void twLink_Cancel(void)
 {
     if (!twLink_IsExporting())
         return;
-    twWindow_StopProgram(pLink->iPid);
-    pLink->iPid = 0;
-    RemoveExportFiles();
+    StopExport();
     twLog(TAG, "The export of '%s' was cancelled\n", pLink->szExporting);
     Message(Str(STR_CANCELLED), BaseName(pLink->szExporting));
 }
@@ -365,8 +372,7 @@ int twLink_Open(const char* pstrGiven, int bReload)
     }
     // one export at a time: a new open takes the place of one that runs
     if (twLink_IsExporting()) {
-        twWindow_StopProgram(pLink->iPid);
-        pLink->iPid = 0;
+        StopExport();
         twLog(TAG, "The export of '%s' makes way\n", pLink->szExporting);
     }
     if (!bReload && twCore_HasResource(TW_MODEL_RESOURCE, pstrPath)) {
@@ -387,27 +393,7 @@ int twLink_Open(const char* pstrGiven, int bReload)
 // ---------------------------------------------------------------------------------------------
 
 // What a reload keeps of the walker: where he is and where he looks, how he moves
-struct KeptPlace {
-    float vPos[3], vPrevPos[3];
-    float fPitch, fYaw, fRoll, fFallSpeed, fGroundContact, fEyeHeight, fCrouch, fLastWalkY;
-    int32_t bWalk, bTopView;
-    float vOrthoCentre[3], fOrthoHalfWidth, fOrthoHalfHeight, fOrthoPitch, fOrthoYaw, fOrthoRoll;
-};
-
-static void KeepPlace(KeptPlace* k, const TwCamera* c)
-{
-    memcpy(k->vPos, c->vPos, sizeof(k->vPos));
-    memcpy(k->vPrevPos, c->vPrevPos, sizeof(k->vPrevPos));
-    memcpy(k->vOrthoCentre, c->vOrthoCentre, sizeof(k->vOrthoCentre));
-    k->fPitch = c->fPitch, k->fYaw = c->fYaw, k->fRoll = c->fRoll;
-    k->fFallSpeed = c->fFallSpeed, k->fGroundContact = c->fGroundContact;
-    k->fEyeHeight = c->fEyeHeight, k->fCrouch = c->fCrouch, k->fLastWalkY = c->fLastWalkY;
-    k->bWalk = c->bWalk, k->bTopView = c->bTopView;
-    k->fOrthoHalfWidth = c->fOrthoHalfWidth, k->fOrthoHalfHeight = c->fOrthoHalfHeight;
-    k->fOrthoPitch = c->fOrthoPitch, k->fOrthoYaw = c->fOrthoYaw, k->fOrthoRoll = c->fOrthoRoll;
-}
-
-static void PutPlace(const KeptPlace* k, TwCamera* c)
+static void CopyPlace(TwCamera* c, const TwCamera* k)
 {
     memcpy(c->vPos, k->vPos, sizeof(k->vPos));
     memcpy(c->vPrevPos, k->vPrevPos, sizeof(k->vPrevPos));
@@ -523,8 +509,7 @@ static void Finish(int iExit)
         return;
     }
     int bReload = l->bReload;
-    KeptPlace place;
-    KeepPlace(&place, pCam);
+    TwCamera kept = *pCam;
     if (bReload)
         twLog(TAG, "Reloading with the walker at %.3f %.3f %.3f\n", pCam->vPos[0], pCam->vPos[1], pCam->vPos[2]);
     char szHidden[4096];
@@ -533,10 +518,9 @@ static void Finish(int iExit)
     int iAltitude = e->iSunAltitudeWanted, iAzimuth = e->iSunAzimuthWanted;
     if (!bReload)
         e->fProgressFade = 0;
-    int iStatus = 0;
     double dLoad = twTimer_Seconds();
     int bLoaded = twWorld_LoadModel(bReload ? nullptr : twEngine_ShowProgress, szOutput, 0, pCam, e->szModelInfo,
-                                    &iAltitude, &iAzimuth, e->bUseVbo, &iStatus);
+                                    &iAltitude, &iAzimuth, e->bUseVbo, nullptr);
     if (!bLoaded) {
         // our own exporter's model that the loader refuses: the one that was open comes back
         twLogError(TAG, "!twWorld_LoadModel : '%s'\n", l->szExporting);
@@ -545,7 +529,7 @@ static void Finish(int iExit)
         if (twCore_FileExists(szPrevious) &&
             twWorld_LoadModel(nullptr, szPrevious, 0, pCam, e->szModelInfo, &iAltitude, &iAzimuth, e->bUseVbo, nullptr))
             twWorld_LoadElementInfo(szPrevious);
-        PutPlace(&place, pCam);
+        CopyPlace(pCam, &kept);
         RemoveExportFiles();
         Message(Str(STR_NOT_OPENED), BaseName(l->szExporting));
         twEngine_ReloadLight(nullptr);
@@ -554,7 +538,7 @@ static void Finish(int iExit)
     PutModelInPlace(szOutput);
     twWorld_LoadElementInfo(pWorld->szModelPath);
     if (bReload) {
-        PutPlace(&place, pCam);
+        CopyPlace(pCam, &kept);
         if (iHidden)
             HideLayers(szHidden);
     } else {
@@ -608,8 +592,6 @@ void twLink_Update(void)
         return;
     }
     int bChanged = l->iWatch >= 0 && twWindow_FileChanged(l->iWatch, l->szSource);
-    if (bChanged && !l->timer.bPending)
-        l->dChangeSeen = twTimer_Seconds();
     int iStep = twLink_TimerStep(&l->timer, twTimer_Seconds(), bChanged, 0);
     if (iStep == TW_LINK_NOW_BACKED_OFF) {
         char szWait[64];
@@ -651,7 +633,7 @@ int twLink_Init(void)
     LoadRecent();
     twLink_UpdateRecentStates();
     // Temp's model came from the source its side file names: the link goes on where it was
-    if (pWorld && pWorld->bLoaded && pWorld->szInfoSource[0] && pWorld->szInfoSource[0] == '/')
+    if (pWorld && pWorld->bLoaded && pWorld->szInfoSource[0] == '/')
         snprintf(pLink->szSource, sizeof(pLink->szSource), "%s", pWorld->szInfoSource);
     Watch();
     return 1;
@@ -661,10 +643,8 @@ void twLink_Free(void)
 {
     if (!pLink)
         return;
-    if (pLink->iPid) {
-        twWindow_StopProgram(pLink->iPid);
-        RemoveExportFiles();
-    }
+    if (pLink->iPid)
+        StopExport();
     twWindow_StopWatch(pLink->iWatch);
     twMem_Free(pLink);
     pLink = nullptr;

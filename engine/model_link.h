@@ -53,8 +53,7 @@ struct TwLink {
     char szLinkStatus[TW_TEXT_SIZE * 2]; // the Model page's line about the link
     TwRecentModel aRecent[TW_RECENT_MAX];
     int32_t iNumRecent;
-    double dLastReload;               // seconds: when the last reload was on screen, for the benchmark
-    double dChangeSeen;               // when the change that led to it was seen
+    double dLastReload;               // seconds: when the last reload was loaded, for the benchmark
 };
 
 extern TwLink* pLink;

@@ -12,7 +12,6 @@
 
 #include "engine/engine.h"
 #include "engine/model_link.h"
-#include "engine/strings.h"
 #include "engine/timer.h"
 #include "interface/layers.h"
 #include "light/light.h"
@@ -52,16 +51,9 @@ struct Link : ::testing::Test {
     static std::string dir;
     static void SetUpTestSuite()
     {
-        twHarness_StartGl(320, 240);
+        ASSERT_EQ(twHarness_StartEngine(320, 240, nullptr), 1);
         dir = twHarness_Dir();
         snprintf(pCore->szProgramDir, TW_PATH_SIZE, "%s/", AMB_BUILD_DIR); // ambexport is there
-        mkdir((dir + "Temp").c_str(), 0755);
-        twStrings_Init();
-        ASSERT_EQ(twStrings_ImportBin((std::string(AMB_BUILD_DIR) + "/Data/Strings/Strings.bin").c_str()), 1);
-        ASSERT_EQ(twEngine_InitEngine(), 1);
-        ASSERT_EQ(twEngine_InitCamera(), 1);
-        ASSERT_EQ(twEngine_InitLayers(), 1);
-        ASSERT_EQ(twEngine_InitWorld(), 1);
         ASSERT_EQ(twLink_Init(), 1);
         pCam->bWalk = 0;
     }

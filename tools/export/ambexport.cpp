@@ -178,9 +178,10 @@ int main(int argc, char** argv)
         char szSource[PATH_MAX];
         if (!realpath(pstrInput, szSource))
             snprintf(szSource, sizeof(szSource), "%s", pstrInput);
-        std::string info = twExport_InfoPath(output);
-        if (!twExport_WriteInfoFile(model, bytes.size(), szSource, info))
-            fprintf(stderr, "ambexport: can't write '%s' (the viewer shows no IFC names)\n", info.c_str());
+        char szInfo[TW_PATH_SIZE];
+        twWorld_ElementInfoPath(output.c_str(), szInfo);
+        if (!twExport_WriteInfoFile(model, bytes.size(), szSource, szInfo))
+            fprintf(stderr, "ambexport: can't write '%s' (the viewer shows no IFC names)\n", szInfo);
         if (options.pfnProgress)
             PrintProgress(1.0f);
         if (!bQuiet) {

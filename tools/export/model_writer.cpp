@@ -3,6 +3,8 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "world/world.h"
+
 #define ELEMENT_RECORD_SIZE 400
 #define MATERIAL_RECORD_SIZE 608
 #define TEXTURE_RECORD_SIZE 172
@@ -208,15 +210,6 @@ int twExport_WriteFile(const TwExportModel& model, const std::string& path)
     return twExport_WriteBytes(twExport_Write(model), path);
 }
 
-std::string twExport_InfoPath(const std::string& modelPath)
-{
-    size_t uiSlash = modelPath.rfind('/');
-    size_t uiDot = modelPath.rfind('.');
-    if (uiDot == std::string::npos || (uiSlash != std::string::npos && uiDot < uiSlash))
-        return modelPath + ".elements";
-    return modelPath.substr(0, uiDot) + ".elements";
-}
-
 // Tabs and line ends would break the lines apart: they become spaces
 static void PutField(std::string* pOut, const std::string& field)
 {
@@ -226,7 +219,7 @@ static void PutField(std::string* pOut, const std::string& field)
 
 std::vector<uint8_t> twExport_WriteInfo(const TwExportModel& model, uint64_t uiModelSize, const std::string& source)
 {
-    std::string out = TW_EXPORT_INFO_MAGIC "\n";
+    std::string out = TW_ELEMENT_INFO_MAGIC "\n";
     out += "model\t" + std::to_string(uiModelSize) + "\t" + std::to_string(model.elements.size()) + "\n";
     out += "source\t";
     PutField(&out, source);
