@@ -1,8 +1,8 @@
 // The light job: the driver's start of the first job in the process, apart; then luxels a
 // second and the whole job's time on a builder room, the sample house at three qualities and
-// 16 houses on a grid; beside them the path that reads back each
-// picture alone, and the floor: one bare picture of the same geometry and its read-back per
-// sample, timed over the same samples.
+// 16 houses on a grid, each with the way its trial chose; on the room and the house beside it
+// each way of bringing the means back, forced, and the floor: one bare picture of the same
+// geometry and its read-back per sample, timed over the same samples.
 //
 //   bench_bake [repeats] [quick]   (needs a display; the best of the repeats counts, 3 unless
 //                                   given; quick stops after the house at quality 0)
@@ -39,14 +39,15 @@ static int Load(const TwExportModel& model, const std::string& dir, int iQuality
     return twWorld_InitLight(1, nullptr);
 }
 
-// The best time of a whole job over the repeats, every run from an unlit frame
-static double Job(int bOneByOne)
+// The best time of a whole job over the repeats, every run from an unlit frame, its means
+// brought back the way given (or the way a trial at its start chose)
+static double Job(int iPath)
 {
     double dBest = 1e30;
     for (int r = 0; r < s_iRepeats; r++) {
         twWorld_FreeRad();
         twWorld_InitLight(0, nullptr);
-        pWorld->bSampleOneByOne = bOneByOne;
+        pWorld->iSamplePath = iPath;
         TwCamera cam;
         twCamera_Init(&cam);
         double dStart = twTimer_Seconds();
@@ -54,7 +55,7 @@ static double Job(int bOneByOne)
         double d = twTimer_Seconds() - dStart;
         dBest = d < dBest ? d : dBest;
     }
-    pWorld->bSampleOneByOne = 0;
+    pWorld->iSamplePath = TW_SAMPLE_CHOOSE;
     return dBest;
 }
 
@@ -92,6 +93,7 @@ static double Floor(void)
         dBest = d < dBest ? d : dBest;
         w->iCurrentSurface = -1;
         twWorld_EndSampling();
+        twWorld_FreeSampleGeometry();
     }
     return dBest;
 }
@@ -107,17 +109,31 @@ static void Bench(const char* pstrName, const TwExportModel& model, const std::s
     int iTriangles = 0;
     for (int m = 0; m < pWorld->iNumMeshes; m++)
         iTriangles += pWorld->ppMeshes[m]->usNumIndices / 3;
-    double dJob = Job(0);
-    int iSamples = pWorld->iSamplesTotal;
+    static const char* const apstrPaths[TW_SAMPLE_NUM_PATHS] = {"one by one", "batched", "in flight", "on the card"};
+    double dJob = Job(TW_SAMPLE_CHOOSE);
+    int iSamples = pWorld->iSamplesTotal, iTaken = pWorld->iSamplePathTaken;
     printf("%s, quality %d: %d triangles, %d samples\n", pstrName, iQuality, iTriangles, iSamples);
-    printf("  job, batched        %8.2f s  %8.0f luxels/s\n", dJob, iSamples / dJob);
+    printf("  job, as chosen      %8.2f s  %8.0f luxels/s  (%s", dJob, iSamples / dJob, apstrPaths[iTaken]);
+    if (pWorld->afSamplePathCost[iTaken] > 0) {
+        printf("; trial, us a sample:");
+        for (int p = 0; p < TW_SAMPLE_NUM_PATHS; p++)
+            printf(" %s %.0f", apstrPaths[p], pWorld->afSamplePathCost[p] * 1e6);
+    }
+    printf(")\n");
     if (bBeside) {
-        double dOne = Job(1);
+        for (int p = 0; p < TW_SAMPLE_NUM_PATHS; p++) {
+            double d = Job(p);
+            if (pWorld->iSamplePathTaken != p) {
+                printf("  job, %-14s  (doesn't work with this driver)\n", apstrPaths[p]);
+                continue;
+            }
+            printf("  job, %-14s %8.2f s  %8.0f luxels/s  %6.1f us a sample\n", apstrPaths[p], d, iSamples / d,
+                   d / iSamples * 1e6);
+        }
         double dFloor = Floor();
-        printf("  job, one by one     %8.2f s  %8.0f luxels/s\n", dOne, iSamples / dOne);
-        printf("  floor               %8.2f s  %8.0f luxels/s  (bare picture and read-back; batched job at "
-               "%.2fx its time)\n",
-               dFloor * iSamples, 1 / dFloor, dJob / (dFloor * iSamples));
+        printf("  floor               %8.2f s  %8.0f luxels/s  %6.1f us a sample  (bare picture and read-back; "
+               "chosen job at %.2fx its time)\n",
+               dFloor * iSamples, 1 / dFloor, dFloor * 1e6, dJob / (dFloor * iSamples));
     }
     twWorld_Free();
 }
@@ -135,8 +151,8 @@ int main(int argc, char** argv)
     if (Load(twBench_Room(), dir, 0)) {
         int iRepeats = s_iRepeats;
         s_iRepeats = 1;
-        dFirst = Job(0);
-        dAfter = Job(0);
+        dFirst = Job(TW_SAMPLE_BATCHED);
+        dAfter = Job(TW_SAMPLE_BATCHED);
         s_iRepeats = iRepeats;
         twWorld_Free();
     }

@@ -8,6 +8,7 @@
 #include "engine/memory.h"
 #include "engine/strings.h"
 #include "light/light.h"
+#include "render/render.h"
 #include "platform/ogl.h"
 
 #define INIT_TAG "twWorld_InitLight"
@@ -168,6 +169,7 @@ int twWorld_FreeRad(void)
     TwWorld* w = pWorld;
     if (!w)
         return 1;
+    twWorld_FreeSampleGeometry();
     for (int g = 0; g < w->iNumElementGroups; g++)
         for (int r = 0; r < w->pElementGroups[g].iNumRenderArrays; r++) {
             TwRenderArray* pRenderArray = &w->pElementGroups[g].pRenderArrays[r];

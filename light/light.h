@@ -20,6 +20,7 @@ struct TwCamera;
 #define TW_LIGHT_QUALITY_DEFAULT 1
 #define TW_LIGHT_RANGE_DEFAULT 2.0f   // metres
 #define TW_SURFACE_EQ_RECORD_SIZE 72
+#define TW_SAMPLE_NEAR 0.004f        // metres: the sample view's near plane, and a sample's lift off a wall
 
 // One surface of a flat mesh: a run of its triangles in one plane, lit as one patch of a
 // lightmap. Its rectangle (origin, axes, extents) carries the luxel grid.
@@ -167,11 +168,19 @@ int twWorld_PlaceSample(TwSurface* pSurface);  // the current luxel's sample pos
 int twWorld_AdjustSample(TwSurface* pSurface); // off the walls that stand on the surface
 void twWorld_RenderSample(TwSurface* pSurface);
 void twWorld_RenderVertexSample(uint8_t* pucOut, int iVertex);
-void twWorld_DrawSampleGeometry(int bUseVbos);
-void twWorld_BeginSampling(void); // the sampler's target, programs and states
-void twWorld_EndSampling(void);
-void twWorld_LookFromSample(const float* pvDir, const float* pvUp); // the sample view's matrices
 int twWorld_UploadSurfaceLight(TwSurface* pSurface);
+// sampler.cpp: the pictures, and the ways their means come back (TW_SAMPLE_*)
+void twWorld_BeginSampling(void); // the sampler's target, programs and states; again after a redraw
+void twWorld_EndSampling(void);
+void twWorld_FreeSampler(void);   // the target and its buffers, at the world's end
+void twWorld_StartSamplePaths(int iSamplesLeft); // a job's way: the one asked for, or a trial's fastest
+// One picture from vSamplePos along a direction, into the item's tile; its mean, one byte,
+// goes to pucOut once it is in, which may be some samples later
+void twWorld_TakeSample(const float* pvDir, const float* pvUp, int iItem, uint8_t* pucOut);
+uint32_t twWorld_CollectSamples(void); // every mean drawn so far stored; the count in
+uint32_t twWorld_SamplesIn(void);      // samples whose means are stored, of those taken
+uint32_t twWorld_SamplesTaken(void);
+void twWorld_ReduceSampleOnGpu(const int* piRect, uint32_t hPbo); // the tiles of a rectangle to their means, on the card
 void twWorld_ShowLightProgress(void);
 int twWorld_ResetLightProgress(void);
 int twWorld_LightComplete(void);        // every sample there is has been taken

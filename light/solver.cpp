@@ -1,7 +1,7 @@
 // The light job: every luxel of every surface and every vertex of every smooth mesh is
 // lit by drawing the model as seen from it, and the mean of what the picture holds is its
-// light. The pictures go into tiles of one target and are read back a target at a time;
-// the same pictures read back one by one give the same bytes.
+// light. The job places each sample and hands it to the sampler (sampler.cpp), whose means
+// may come back some samples later: a surface or mesh is finished once all of its are in.
 #include <GL/glew.h>
 #include <math.h>
 #include <string.h>
@@ -14,296 +14,37 @@
 #include "light/light.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
+#include "render/render.h"
 #include "world/tree.h"
 
 #define JOB_TAG "twWorld_LightWorld"
 #define REDRAW_SAMPLES 2000      // samples between two redraws of the screen
 #define SAMPLE_OFFSET 0.001f     // metres: a luxel's sample stands this far off its plane
-#define SAMPLE_NEAR 0.004f       // metres: the sample view's near plane, and the lift off a wall
-#define SAMPLE_FOV_TAN 1.4281480f // tan(55 degrees): a view 110 degrees wide
-#define GROUND_MARGIN 1.46f      // ranges the sample's ground reaches beyond the model
-#define GROUND_DROP 0.1f         // metres below the model's foot
-#define DRAW_RANGE 1.9f          // ranges: groups further off are not drawn in a sample
 #define CROSSING_ANGLE 0.6f      // surfaces closer to parallel than this don't cross
 #define SLAB_HEIGHT 0.1f         // metres above a surface where crossing surfaces are looked for
 #define BEST_START 4600.0f
 #define RAY_EPSILON 1e-5f
-#define CULL_MARGIN 0.01f        // metres a group must lie outside the sample view to be left out
-#define TARGET_SIZE 512          // pixels: side of the target the sample pictures are drawn into
-#define MAX_TILES 8              // pictures read back at once: more make the driver's scenes dearer
+#define STORE_SIZE (2 * TW_LIGHTMAP_SIZE * TW_LIGHTMAP_SIZE) // bytes: means of surfaces on their way
+#define MAX_WAITING 256          // surfaces and meshes whose means are on their way
 
-// A picture waiting in its tile: where its mean goes
-struct Pending {
-    uint8_t* pucOut;  // the luxel's three bytes, or the vertex's four
-    int bVertex;
+// Surfaces and meshes whose every sample is drawn, waiting for the last of their means. A
+// surface's means gather in the store, each surface in a run of its own, until they are all in.
+struct Waiting {
+    TwSurface* pSurface; // or
+    TwMesh* pMesh;
+    uint32_t uiStart;    // the surface's run in the store
+    uint32_t uiSamples;  // all in once the sampler has this many
 };
 
-static Pending s_aPending[MAX_TILES];
-static int s_iNumPending;
+static uint8_t* s_pucStore;
+static uint32_t s_uiStoreUsed;
+static uint8_t* s_pucSurfaceOut; // the current surface's run
+static Waiting s_aWaiting[MAX_WAITING];
+static int s_iFirstWaiting, s_iNumWaiting;
 
 // ---------------------------------------------------------------------------------------------
 // The picture of one sample
 // ---------------------------------------------------------------------------------------------
-
-static int SampleSize(void)
-{
-    return pWorld->bSampleHi ? pWorld->iSamplerSizeHi : pWorld->iSamplerSizeLo;
-}
-
-static int TilesAcross(void)
-{
-    int iAcross = TARGET_SIZE / SampleSize();
-    return !pWorld->pSamplerFbo ? 1 : (iAcross < MAX_TILES ? iAcross : MAX_TILES);
-}
-
-// The tile of a sample follows from the luxel or vertex alone, so that a job broken off
-// and resumed draws every picture where an unbroken one would
-static int TileOf(int iItem)
-{
-    int iAcross = TilesAcross();
-    int iTiles = iAcross * iAcross < MAX_TILES ? iAcross * iAcross : MAX_TILES;
-    return iItem % iTiles;
-}
-
-static void TileCorner(int iTile, int* piX, int* piY)
-{
-    int iSize = SampleSize(), iAcross = TilesAcross();
-    *piX = (iTile % iAcross) * iSize;
-    *piY = (iTile / iAcross) * iSize;
-}
-
-// The mean of the green bytes of a picture: summed as a float, over the pixels and 255,
-// times 255, kept to 0 to 255 and truncated
-static uint8_t MeanGreen(const uint8_t* pucRgba, int iRowPixels, int iSize)
-{
-    float fSum = 0;
-    for (int y = 0; y < iSize; y++) {
-        const uint8_t* p = pucRgba + (size_t)y * iRowPixels * 4 + 1;
-        for (int x = 0; x < iSize; x++)
-            fSum += p[x * 4];
-    }
-    float f = fSum / (float)(iSize * iSize * 255) * 255.0f;
-    return (uint8_t)(f < 0 ? 0 : (f > 255 ? 255 : f));
-}
-
-static void StoreMean(const Pending* pPending, uint8_t ucMean)
-{
-    if (pPending->bVertex) {
-        pPending->pucOut[0] = pPending->pucOut[1] = pPending->pucOut[2] = ucMean;
-        pPending->pucOut[3] = 255;
-    } else {
-        pPending->pucOut[0] = 0;
-        pPending->pucOut[1] = ucMean;
-        pPending->pucOut[2] = 0;
-    }
-}
-
-// Reads back the pictures that wait in the target, all at once
-static void FlushSamples(void)
-{
-    if (!s_iNumPending)
-        return;
-    int iSize = SampleSize(), iAcross = TilesAcross();
-    int iRows = (s_iNumPending + iAcross - 1) / iAcross;
-    int iWidth = iAcross * iSize;
-    uint8_t* pucPixels = (uint8_t*)twMem_GetTempBuffer(iWidth * iRows * iSize * 4, 0);
-    if (!pucPixels) {
-        twLogError(JOB_TAG, "!twMem_GetTempBuffer\n");
-        s_iNumPending = 0;
-        return;
-    }
-    glReadPixels(0, 0, iWidth, iRows * iSize, GL_RGBA, GL_UNSIGNED_BYTE, pucPixels);
-    for (int i = 0; i < s_iNumPending; i++) {
-        if (!s_aPending[i].pucOut)
-            continue;
-        int x, y;
-        TileCorner(i, &x, &y);
-        StoreMean(&s_aPending[i], MeanGreen(pucPixels + ((size_t)y * iWidth + x) * 4, iWidth, iSize));
-        s_aPending[i].pucOut = nullptr;
-    }
-    s_iNumPending = 0;
-}
-
-// Forgets the pictures of a surface or mesh broken off
-static void DropSamples(void)
-{
-    memset(s_aPending, 0, sizeof(s_aPending));
-    s_iNumPending = 0;
-}
-
-// The tile cleared to open space: a square at the far depth in the clear colour. A clear
-// of part of the target would make the driver draw what it has gathered so far, tile by
-// tile; a square keeps a target's worth of pictures in one go.
-static void ClearTile(void)
-{
-    glDisable(GL_VERTEX_PROGRAM_ARB);
-    glDisable(GL_FRAGMENT_PROGRAM_ARB);
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
-    glDepthFunc(GL_ALWAYS);
-    glDepthRange(1, 1);
-    glColor4f(0, 1, 0, 0);
-    glBegin(GL_QUADS);
-    glVertex2f(-1, -1);
-    glVertex2f(1, -1);
-    glVertex2f(1, 1);
-    glVertex2f(-1, 1);
-    glEnd();
-    glDepthRange(0, 1);
-    glDepthFunc(GL_LEQUAL);
-    glColor4f(1, 1, 1, 0);
-    glEnable(GL_VERTEX_PROGRAM_ARB);
-    glEnable(GL_FRAGMENT_PROGRAM_ARB);
-}
-
-static void DrawSampleGround(void)
-{
-    const TwWorld* w = pWorld;
-    float m = GROUND_MARGIN * w->fLightRange;
-    float y = w->vMin[1] - GROUND_DROP;
-    float x0 = w->vMin[0] - m, x1 = w->vMax[0] + m, z0 = w->vMin[2] - m, z1 = w->vMax[2] + m;
-    glBegin(GL_TRIANGLES);
-    glVertex3f(x0, y, z0);
-    glVertex3f(x0, y, z1);
-    glVertex3f(x1, y, z1);
-    glVertex3f(x0, y, z0);
-    glVertex3f(x1, y, z1);
-    glVertex3f(x1, y, z0);
-    glEnd();
-}
-
-// The sample view's four sides and near plane in the world, pointing inwards, each as a
-// normal and its distance: a group wholly outside one of them cannot reach a pixel
-static float s_afFrustum[5][4];
-
-static void SetFrustum(const float* pvEye, const float* pvDir, const float* pvUp)
-{
-    float afFront[3] = {pvDir[0], pvDir[1], pvDir[2]}, afSide[3], afUp[3];
-    twVec_Normalize(afFront);
-    twVec_Cross(afFront, pvUp, afSide);
-    twVec_Normalize(afSide);
-    twVec_Cross(afSide, afFront, afUp);
-    twVec_Normalize(afUp);
-    const float* apAcross[4] = {afSide, afSide, afUp, afUp};
-    for (int p = 0; p < 5; p++) {
-        float* n = s_afFrustum[p];
-        for (int i = 0; i < 3; i++)
-            n[i] = p == 4 ? afFront[i] : SAMPLE_FOV_TAN * afFront[i] + (p & 1 ? 1 : -1) * apAcross[p][i];
-        n[3] = -twVec_Dot(n, pvEye) - (p == 4 ? SAMPLE_NEAR : 0);
-    }
-}
-
-// With a margin, so that rounding in the driver's clipping can never make it differ
-static int BoxOutsideFrustum(const float* pvCentre, const float* pvHalf)
-{
-    for (int p = 0; p < 5; p++) {
-        const float* n = s_afFrustum[p];
-        float fReach = fabsf(n[0]) * pvHalf[0] + fabsf(n[1]) * pvHalf[1] + fabsf(n[2]) * pvHalf[2];
-        if (twVec_Dot(n, pvCentre) + n[3] + fReach < -CULL_MARGIN)
-            return 1;
-    }
-    return 0;
-}
-
-void twWorld_DrawSampleGeometry(int bUseVbos)
-{
-    TwWorld* w = pWorld;
-    // the ground too goes through the program's instance matrix and its back-face factor,
-    // so both are set before it: what a frame drawn between two samples left there must
-    // not reach a picture
-    glProgramEnvParameter4fARB(GL_FRAGMENT_PROGRAM_ARB, 9, 0, 1, 0, 1);
-    glMatrixMode(GL_MATRIX0_ARB);
-    glLoadIdentity();
-    glMatrixMode(GL_MODELVIEW);
-    DrawSampleGround();
-    glEnableClientState(GL_VERTEX_ARRAY);
-    float e = DRAW_RANGE * w->fLightRange;
-    const float afRange[3] = {e, e, e};
-    uint32_t hBound = 0;
-    for (TwElementGroup** pp = w->ppElementGroupsInRange; *pp; pp++) {
-        const TwElementGroup* pGroup = *pp;
-        if (!twBox_Overlap(pGroup->vCentre, pGroup->vHalfSize, w->vSamplePos, afRange) ||
-            BoxOutsideFrustum(pGroup->vCentre, pGroup->vHalfSize))
-            continue;
-        for (int r = 0; r < pGroup->iNumRenderArrays; r++) {
-            const TwRenderArray* pArray = &pGroup->pRenderArrays[r];
-            if (w->pMaterials[pArray->iMaterial].bIsTransparent || !pArray->pMeshListBatch || !pArray->pBatchList)
-                continue;
-            for (TwList* p = pArray->pBatchList->pNext; p; p = p->pNext) {
-                const TwBatch* pBatch = (const TwBatch*)p->pData;
-                if (!pBatch)
-                    continue;
-                const uint8_t* pucVerts = (const uint8_t*)pBatch->pVerts;
-                const uint16_t* pusIndices = pBatch->pusIndices;
-                uint32_t hWanted = bUseVbos && pBatch->hVboVerts ? pBatch->hVboVerts : 0;
-                if (hWanted != hBound) {
-                    glBindBufferARB(GL_ARRAY_BUFFER_ARB, hWanted);
-                    glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, hWanted ? pBatch->hVboIndices : 0);
-                    hBound = hWanted;
-                }
-                if (hWanted) {
-                    pucVerts = nullptr;
-                    pusIndices = nullptr;
-                } else if (!pucVerts) {
-                    continue; // in buffers that aren't to be used
-                }
-                glVertexPointer(3, GL_FLOAT, sizeof(TwVertex), pucVerts + offsetof(TwVertex, vPos));
-                glDrawRangeElements(GL_TRIANGLES, 0, pBatch->usNumVerts, pBatch->usNumIndices, GL_UNSIGNED_SHORT,
-                                    pusIndices);
-            }
-        }
-    }
-    if (hBound) {
-        glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
-        glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
-    }
-    glDisableClientState(GL_VERTEX_ARRAY);
-}
-
-void twWorld_LookFromSample(const float* pvDir, const float* pvUp)
-{
-    TwWorld* w = pWorld;
-    SetFrustum(w->vSamplePos, pvDir, pvUp);
-    float fFar = 2 * w->fLightRange, fNear = SAMPLE_NEAR, f = 1.0f / SAMPLE_FOV_TAN;
-    const float afProjection[16] = {f, 0, 0, 0, 0, f, 0, 0, 0, 0, (fFar + fNear) / (fNear - fFar), -1,
-                                    0, 0, 2 * fFar * fNear / (fNear - fFar), 0};
-    glMatrixMode(GL_PROJECTION);
-    glLoadMatrixf(afProjection);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
-    twOgl_LookAlong(w->vSamplePos, pvDir, pvUp);
-    glProgramEnvParameter4fARB(GL_VERTEX_PROGRAM_ARB, 3, w->vSamplePos[0], w->vSamplePos[1], w->vSamplePos[2],
-                               1.0f / w->fLightRange);
-}
-
-// One picture from the sample position along a direction into the item's tile; its mean
-// goes to pucOut when it is read back
-static void RenderPicture(const float* pvDir, const float* pvUp, int iItem, uint8_t* pucOut, int bVertex)
-{
-    TwWorld* w = pWorld;
-    int iSize = SampleSize(), iTile = TileOf(iItem), x, y;
-    // the tiles fill in order: any other tile means the target is read back first
-    if (iTile != s_iNumPending)
-        FlushSamples();
-    TileCorner(iTile, &x, &y);
-    glViewport(x, y, iSize, iSize);
-    glScissor(x, y, iSize, iSize);
-    ClearTile();
-    twWorld_LookFromSample(pvDir, pvUp);
-    twWorld_DrawSampleGeometry(w->bUseVbo);
-    s_aPending[iTile].pucOut = pucOut;
-    s_aPending[iTile].bVertex = bVertex;
-    s_iNumPending = iTile + 1;
-    if (w->bSampleOneByOne || !w->pSamplerFbo) {
-        // the picture alone, read back at once
-        uint8_t* pucPixels = SampleSize() == w->iSamplerSizeHi ? w->pSampleDataHi : w->pSampleDataLo;
-        glReadPixels(x, y, iSize, iSize, GL_RGBA, GL_UNSIGNED_BYTE, pucPixels);
-        StoreMean(&s_aPending[iTile], MeanGreen(pucPixels, iSize, iSize));
-        DropSamples();
-    }
-}
 
 void twWorld_RenderSample(TwSurface* pSurface)
 {
@@ -311,7 +52,8 @@ void twWorld_RenderSample(TwSurface* pSurface)
     if (w->iCurrentSurface < 0)
         return;
     int iLuxel = w->usSampleV * pSurface->usLuxelsU + w->usSampleU;
-    RenderPicture(pSurface->fPlane, pSurface->fPlaneV, iLuxel, &w->pSurfaceLightData[iLuxel * 3], 0);
+    uint8_t* pucOut = s_pucSurfaceOut ? s_pucSurfaceOut + iLuxel : &w->pSurfaceLightData[iLuxel * 3 + 1];
+    twWorld_TakeSample(pSurface->fPlane, pSurface->fPlaneV, iLuxel, pucOut);
 }
 
 void twWorld_RenderVertexSample(uint8_t* pucOut, int iVertex)
@@ -322,7 +64,77 @@ void twWorld_RenderVertexSample(uint8_t* pucOut, int iVertex)
     float afUp[3];
     twOgl_UpVector(w->vSampleNormal, afUp);
     twVec_Normalize(afUp);
-    RenderPicture(w->vSampleNormal, afUp, iVertex, pucOut, 1);
+    twWorld_TakeSample(w->vSampleNormal, afUp, iVertex, pucOut);
+}
+
+// A surface's means into the three bytes a luxel of pSurfaceLightData, and its lightmap
+static void FinishSurface(TwSurface* S, const uint8_t* pucMeans)
+{
+    TwWorld* w = pWorld;
+    for (int i = 0; i < S->usLuxelsU * S->usLuxelsV; i++) {
+        w->pSurfaceLightData[i * 3] = w->pSurfaceLightData[i * 3 + 2] = 0;
+        w->pSurfaceLightData[i * 3 + 1] = pucMeans[i];
+    }
+    twWorld_UploadSurfaceLight(S);
+    S->pLightmap->bLit = 1;
+    S->bLit = 1;
+}
+
+// A mesh's vertices got their means in the first of their four bytes
+static void FinishMesh(TwMesh* pMesh)
+{
+    for (int i = 0; i < pMesh->usNumVerts; i++) {
+        uint8_t* p = &pMesh->pucVertexLight[i * 4];
+        p[1] = p[2] = p[0];
+        p[3] = 255;
+    }
+    pMesh->bLit = 1;
+}
+
+// What waits and has all its means is finished, in order
+static void FinishWaiting(void)
+{
+    uint32_t uiIn = twWorld_SamplesIn();
+    while (s_iNumWaiting && s_aWaiting[s_iFirstWaiting].uiSamples <= uiIn) {
+        Waiting* p = &s_aWaiting[s_iFirstWaiting];
+        if (p->pSurface)
+            FinishSurface(p->pSurface, s_pucStore + p->uiStart);
+        else
+            FinishMesh(p->pMesh);
+        s_iFirstWaiting = (s_iFirstWaiting + 1) % MAX_WAITING;
+        s_iNumWaiting--;
+    }
+}
+
+// Every mean drawn so far in, and what waits finished
+static void FinishAll(void)
+{
+    twWorld_CollectSamples();
+    FinishWaiting();
+}
+
+static void Wait(TwSurface* pSurface, TwMesh* pMesh, uint32_t uiStart)
+{
+    Waiting* p = &s_aWaiting[(s_iFirstWaiting + s_iNumWaiting) % MAX_WAITING];
+    p->pSurface = pSurface;
+    p->pMesh = pMesh;
+    p->uiStart = uiStart;
+    p->uiSamples = twWorld_SamplesTaken();
+    s_iNumWaiting++;
+    FinishWaiting();
+}
+
+// Room for a surface's means, or for one more that waits: the store starts again once
+// nothing waits
+static uint32_t Reserve(uint32_t uiLuxels)
+{
+    if (s_iNumWaiting == MAX_WAITING || s_uiStoreUsed + uiLuxels > STORE_SIZE)
+        FinishAll();
+    if (!s_iNumWaiting)
+        s_uiStoreUsed = 0;
+    uint32_t uiStart = s_uiStoreUsed;
+    s_uiStoreUsed += uiLuxels;
+    return uiStart;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -452,7 +264,7 @@ int twWorld_AdjustSample(TwSurface* pSurface)
                 P[i] = afBest[i] + pBest->fPlane[i] * fLuxel;
             float fAbove = twVec_Dot(N, P) + N[3];
             for (int i = 0; i < 3; i++)
-                P[i] += N[i] * (SAMPLE_NEAR - fAbove);
+                P[i] += N[i] * (TW_SAMPLE_NEAR - fAbove);
         }
     }
     w->bSampleInTriangle = bInTriangle;
@@ -569,46 +381,6 @@ static void SetPercent(void)
     SetCount(w->szLightVerts, uiVertsLit, uiVerts);
 }
 
-// The target the samples are drawn into, made on first need; without frame buffers the
-// pictures go to the window's own, one at a time
-static void MakeSamplerTarget(void)
-{
-    TwWorld* w = pWorld;
-    if (!w->pSamplerFbo && twOgl_HasFbo())
-        w->pSamplerFbo = twOgl_CreateFbo("pSamplerFbo", TARGET_SIZE, TARGET_SIZE, 1, 0);
-}
-
-// The job's GL state: the sample target, its programs, the clear value of open space
-void twWorld_BeginSampling(void)
-{
-    TwWorld* w = pWorld;
-    MakeSamplerTarget();
-    if (w->pSamplerFbo)
-        glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, w->pSamplerFbo->hFbo);
-    glClearColor(0, 1, 0, 0);
-    glEnable(GL_SCISSOR_TEST);
-    glEnable(GL_DEPTH_TEST);
-    glDisable(GL_BLEND);
-    glDisable(GL_TEXTURE_2D);
-    glDisable(GL_POLYGON_OFFSET_FILL);
-    glDisable(GL_ALPHA_TEST);
-    glEnable(GL_VERTEX_PROGRAM_ARB);
-    glBindProgramARB(GL_VERTEX_PROGRAM_ARB, w->hVpSampler);
-    glEnable(GL_FRAGMENT_PROGRAM_ARB);
-    glBindProgramARB(GL_FRAGMENT_PROGRAM_ARB, w->hFpSampler);
-    w->iCurrentVp = w->iCurrentFp = -1;
-    glColor4f(1, 1, 1, 0);
-}
-
-void twWorld_EndSampling(void)
-{
-    glDisable(GL_VERTEX_PROGRAM_ARB);
-    glDisable(GL_FRAGMENT_PROGRAM_ARB);
-    glDisable(GL_SCISSOR_TEST);
-    if (pWorld->pSamplerFbo)
-        glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);
-}
-
 void twWorld_ShowLightProgress(void)
 {
     TwWorld* w = pWorld;
@@ -634,8 +406,9 @@ void twWorld_ShowLightProgress(void)
     }
     if (!w->pfnLightProgress)
         return;
-    // the redraw draws the frame with its own state; the job's is built again after it
-    FlushSamples();
+    // the redraw draws the frame with its own state, and shows the lightmaps as they are;
+    // the job's state is built again after it
+    FinishAll();
     twWorld_EndSampling();
     GLint aiViewport[4];
     glGetIntegerv(GL_VIEWPORT, aiViewport);
@@ -693,6 +466,8 @@ int twWorld_LightSurface(void)
     int bVisible = w->piSurfacesVisible[w->iCurrentSurface] != 0;
     if (!S->bNoSampling && bVisible) {
         if (!S->bLit) {
+            uint32_t uiStart = Reserve((uint32_t)(S->usLuxelsU * S->usLuxelsV));
+            s_pucSurfaceOut = s_pucStore + uiStart;
             for (int v = 0; v < S->usLuxelsV; v++)
                 for (int u = 0; u < S->usLuxelsU; u++) {
                     w->usSampleV = (uint16_t)v;
@@ -700,20 +475,21 @@ int twWorld_LightSurface(void)
                     RedrawCheck();
                     twWorld_PlaceSample(S);
                     twWorld_RenderSample(S);
-                    if (!CountSamples(1)) {
-                        // a surface broken off is redone from its first luxel
-                        DropSamples();
+                    // a surface broken off is redone from its first luxel: its means are
+                    // left in the store
+                    if (!CountSamples(1))
                         return 0;
-                    }
+                    FinishWaiting();
                 }
-            FlushSamples();
+            s_pucSurfaceOut = nullptr;
+            Wait(S, nullptr, uiStart);
         } else {
             RedrawCheck();
             if (!CountSamples(S->usLuxelsU * S->usLuxelsV))
                 return 0;
         }
-    }
-    if (!S->bLit && bVisible) {
+    } else if (!S->bLit && bVisible) {
+        // nothing to sample: full light at once
         twWorld_UploadSurfaceLight(S);
         S->pLightmap->bLit = 1;
         S->bLit = 1;
@@ -739,19 +515,19 @@ int twWorld_LightSmoothMeshes(void)
                     return 0;
                 continue;
             }
+            if (s_iNumWaiting == MAX_WAITING)
+                FinishAll();
             w->iCurrentMesh = pMesh->iIndex;
             for (int i = 0; i < pMesh->usNumVerts; i++) {
                 RedrawCheck();
                 memcpy(w->vSamplePos, pMesh->pVerts[i].vPos, 12);
                 memcpy(w->vSampleNormal, pMesh->pVerts[i].vNormal, 12);
                 twWorld_RenderVertexSample(&pMesh->pucVertexLight[i * 4], i);
-                if (!CountSamples(1)) {
-                    DropSamples();
+                if (!CountSamples(1))
                     return 0;
-                }
+                FinishWaiting();
             }
-            FlushSamples();
-            pMesh->bLit = 1;
+            Wait(nullptr, pMesh, 0);
         }
     }
     return 1;
@@ -891,10 +667,18 @@ int twWorld_LightWorld(const TwCamera* pCamera, int bOnlyVisible)
     }
     int iDone;
     CountAll(bOnlyVisible, &w->iSamplesTotal, &iDone);
+    s_pucStore = (uint8_t*)twMem_Malloc(STORE_SIZE, "pLightStore");
+    if (!s_pucStore) {
+        twLogError(JOB_TAG, "!malloc : pLightStore\n");
+        return 0;
+    }
+    s_uiStoreUsed = 0;
+    s_iFirstWaiting = s_iNumWaiting = 0;
+    s_pucSurfaceOut = nullptr;
     GLint aiViewport[4];
     glGetIntegerv(GL_VIEWPORT, aiViewport);
-    DropSamples();
     twWorld_BeginSampling();
+    twWorld_StartSamplePaths(w->iSamplesTotal - iDone);
     SetText(w->szLightStatus, twStrings_Get(TW_STR_LIGHT_RUNNING));
     SetText(w->szLightSpeed, twStrings_Get(TW_STR_LIGHT_UNKNOWN));
     SetText(w->szLightTimeLeft, twStrings_Get(TW_STR_LIGHT_UNKNOWN));
@@ -912,7 +696,12 @@ int twWorld_LightWorld(const TwCamera* pCamera, int bOnlyVisible)
         twWorld_LightSmoothMeshes();
     }
     w->iCurrentMesh = -1;
-    FlushSamples();
+    // what was broken off stays unlit; all before it is finished
+    s_pucSurfaceOut = nullptr;
+    FinishAll();
+    twMem_Free(s_pucStore);
+    s_pucStore = nullptr;
+    twWorld_FreeSampleGeometry();
     twWorld_ShowLightProgress();
     SetText(w->szLightStatus, twStrings_Get(w->bAborted ? TW_STR_LIGHT_PAUSED : TW_STR_LIGHT_FINISHED));
     twWorld_EndSampling();

@@ -56,3 +56,9 @@ int twWorld_PickedText(int iElement, int iUnits, char aszLines[TW_PICK_LINES][TW
 void twWorld_DrawPickedText(int iElement, int iUnits, int iX, int iY); // the panel below a window point
 // world_draw.cpp: what casts a shadow, depth alone; only the groups marked, or all with null
 void twWorld_DrawDepthOnly(int bUseVbo, const uint8_t* pucGroups);
+// The light job's pictures: the sample view from vSamplePos, and what lies near it drawn
+// from a buffer gathered on the job's first picture and kept until it is freed
+void twWorld_SetSampleProjection(void);
+void twWorld_LookFromSample(const float* pvDir, const float* pvUp);
+void twWorld_DrawSampleGeometry(int bUseVbos);
+void twWorld_FreeSampleGeometry(void);

@@ -32,7 +32,7 @@ struct Bake : ::testing::Test {
     {
         twWorld_Free();
         twWorld_SetLightAbortCallback(nullptr);
-        pWorld->bSampleOneByOne = 0;
+        pWorld->iSamplePath = TW_SAMPLE_CHOOSE;
     }
     // Loads a model and builds its light frame at a quality, as after the frames that
     // stamp the groups
@@ -188,17 +188,37 @@ static TwExportModel RoomWithARoundThing(void)
     return m;
 }
 
-TEST_F(Bake, BrokenOffResumedOrOneByOneTheFilesAreTheSame)
+// The largest difference between two files of the same size, byte for byte; -1 when the
+// sizes differ
+static int LargestDifference(const std::string& a, const std::string& b, int* piDiffering)
+{
+    if (a.size() != b.size())
+        return -1;
+    int iMax = 0;
+    *piDiffering = 0;
+    for (size_t i = 0; i < a.size(); i++) {
+        int d = abs((uint8_t)a[i] - (uint8_t)b[i]);
+        iMax = d > iMax ? d : iMax;
+        *piDiffering += d != 0;
+    }
+    return iMax;
+}
+
+TEST_F(Bake, EveryWayOfReadingBackGivesTheSameFilesBrokenOffOrNotAndTheCardsReductionWithinOne)
 {
     Prepare(RoomWithARoundThing());
+    pWorld->iSamplePath = TW_SAMPLE_BATCHED;
     Run();
+    ASSERT_EQ(pWorld->iSamplePathTaken, TW_SAMPLE_BATCHED);
     std::string s = Temp("LightS.bin"), m = Temp("LightM.bin");
     ASSERT_GT(s.size(), 11u);
     ASSERT_GT(m.size(), 7u);
     twWorld_Free();
 
-    // broken off a third of the way, and resumed
+    // the whole target read back while the next is drawn, broken off a third of the way
+    // (with rounds still under way) and resumed
     Prepare(RoomWithARoundThing());
+    pWorld->iSamplePath = TW_SAMPLE_IN_FLIGHT;
     s_iAbortAfter = pWorld->iSamplesTotal ? pWorld->iSamplesTotal / 3 : 300;
     twWorld_SetLightAbortCallback(AbortAfterSome);
     Run();
@@ -207,6 +227,7 @@ TEST_F(Bake, BrokenOffResumedOrOneByOneTheFilesAreTheSame)
     EXPECT_NE(Temp("LightS.bin"), s);
     twWorld_SetLightAbortCallback(nullptr);
     Run();
+    ASSERT_EQ(pWorld->iSamplePathTaken, TW_SAMPLE_IN_FLIGHT);
     EXPECT_EQ(twWorld_LightComplete(), 1);
     EXPECT_TRUE(Temp("LightS.bin") == s);
     EXPECT_TRUE(Temp("LightM.bin") == m);
@@ -214,10 +235,39 @@ TEST_F(Bake, BrokenOffResumedOrOneByOneTheFilesAreTheSame)
 
     // one picture read back at a time
     Prepare(RoomWithARoundThing());
-    pWorld->bSampleOneByOne = 1;
+    pWorld->iSamplePath = TW_SAMPLE_ONE_BY_ONE;
     Run();
     EXPECT_TRUE(Temp("LightS.bin") == s);
     EXPECT_TRUE(Temp("LightM.bin") == m);
+    twWorld_Free();
+
+    // reduced on the card: each luxel and vertex within 1 of the read-back
+    Prepare(RoomWithARoundThing());
+    pWorld->iSamplePath = TW_SAMPLE_ON_CARD;
+    Run();
+    ASSERT_EQ(pWorld->iSamplePathTaken, TW_SAMPLE_ON_CARD) << "the test display has float targets";
+    EXPECT_EQ(pWorld->bGpuReduce, 1);
+    int iDifferingS = 0, iDifferingM = 0;
+    EXPECT_EQ(LargestDifference(Temp("LightS.bin"), s, &iDifferingS) & ~1, 0);
+    EXPECT_EQ(LargestDifference(Temp("LightM.bin"), m, &iDifferingM) & ~1, 0);
+    printf("the card's reduction: %d of %zu lightmap bytes and %d of %zu vertex bytes differ by 1\n", iDifferingS,
+           s.size(), iDifferingM, m.size());
+}
+
+TEST_F(Bake, AJobWithSamplesEnoughTimesEveryWayAndTakesTheFastest)
+{
+    Prepare(RoomWithARoundThing(), 1);
+    Run();
+    ASSERT_GT(pWorld->iSamplesTotal, 4 * 2 * 2 * 192) << "enough for a trial";
+    EXPECT_TRUE(twTest_LogHas("Sample paths, microseconds a sample: one by one "));
+    float fTaken = pWorld->afSamplePathCost[pWorld->iSamplePathTaken];
+    for (int p = 0; p < TW_SAMPLE_NUM_PATHS; p++) {
+        EXPECT_GT(pWorld->afSamplePathCost[p], 0) << p;
+        if (p != TW_SAMPLE_ON_CARD && pWorld->iSamplePathTaken != TW_SAMPLE_ON_CARD) {
+            EXPECT_LE(fTaken, pWorld->afSamplePathCost[p]) << p;
+        }
+    }
+    EXPECT_EQ(twWorld_LightComplete(), 1);
 }
 
 TEST_F(Bake, EscAfterTheFirstSampleWritesTheFilesWithNothingLit)

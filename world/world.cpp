@@ -146,6 +146,7 @@ int twWorld_Init(int iWidth, int iHeight, int bUseVbo)
     pWorld->fLightRangeInit = TW_LIGHT_RANGE_DEFAULT;
     pWorld->iLightmapSize = TW_LIGHTMAP_SIZE;
     pWorld->bSampleHi = 1;
+    pWorld->iSamplePath = TW_SAMPLE_CHOOSE;
     pWorld->pOcTex = twOgl_CreateTexture("pWorld->pOcTex", OC_SIZE, OC_SIZE, GL_RGBA, 0, 0, 2, GL_RGBA, nullptr);
     if (!pWorld->pOcTex) {
         twLogError(pstrTag, "!twOgl_CreateTexture : pOcTex\n");
@@ -245,8 +246,7 @@ void twWorld_Shutdown(void)
     twOgl_ReleaseTexture(&pWorld->pExposureTexture);
     twOgl_ReleaseTexture(&pWorld->pSamplerResultTexLo);
     twOgl_ReleaseTexture(&pWorld->pSamplerResultTexHi);
-    if (pWorld->pSamplerFbo)
-        twOgl_FreeFbo(pWorld->pSamplerFbo);
+    twWorld_FreeSampler();
     FreeBlock(pWorld->pSampleDataLo);
     FreeBlock(pWorld->pSampleDataHi);
     FreeBlock(pWorld->pSurfaceLightData);

@@ -45,6 +45,17 @@ struct TwLightmap;
 #define TW_TYPE_PASSABLE_FIRST 37 // 37 to 42: walked through
 #define TW_TYPE_PASSABLE_LAST 42
 
+// The ways a light job's pictures give back their means (iSamplePath): each read back alone;
+// a row of tiles read back at once; the whole target read back while the next is drawn; or
+// each tile reduced to its mean on the card, a few bytes read back while the next is drawn
+#define TW_SAMPLE_CHOOSE -1
+#define TW_SAMPLE_ONE_BY_ONE 0
+#define TW_SAMPLE_BATCHED 1
+#define TW_SAMPLE_IN_FLIGHT 2
+#define TW_SAMPLE_ON_CARD 3
+#define TW_SAMPLE_NUM_PATHS 4
+#define TW_SAMPLE_ROUNDS_IN_FLIGHT 3 // targets whose means are on their way back
+
 #define TW_NUM_VERTEX_PROGRAMS 32
 #define TW_NUM_FRAGMENT_PROGRAMS 2048
 #define TW_PROGRAM_FAILED 0xFFFFFFFFu // a fragment key the driver refused: not tried again
@@ -271,8 +282,12 @@ struct TwWorld {
     char szLightVerts[TW_TEXT_SIZE];    // "lit / all" of the smooth meshes' vertices
     char szLightRam[32], szLightVram[32]; // bytes of the light's data, for display
     char szLightExternal[TW_PATH_SIZE]; // the copy the light came from, or empty
-    int32_t bSampleOneByOne;        // each sample read back alone, not a target's worth at once
+    int32_t iSamplePath;            // how the pictures' means come back, TW_SAMPLE_*; TW_SAMPLE_CHOOSE times them
+    int32_t iSamplePathTaken;       // the way the last job took
+    float afSamplePathCost[TW_SAMPLE_NUM_PATHS]; // seconds a sample each way in the last job's trial, 0 untried
     TwFbo* pSamplerFbo;             // the target the samples are drawn into, a tile each
+    uint32_t hSamplerReduceTex;     // the target copied as floats, whose mipmaps give the tiles' means
+    uint32_t ahSamplerPbos[TW_SAMPLE_ROUNDS_IN_FLIGHT]; // read-backs under way
     // the model: everything from bLoaded on is cleared when the model is freed
     int32_t bLoaded;                // a model is completely loaded
     int32_t bAnyHiddenElements;
