@@ -292,7 +292,7 @@ static void CollectSurfacesInRange(const TwSurface* S)
     float afPlanes[6][4];
     twWorld_SurfacePlanes(S, 0, SLAB_HEIGHT, afPlanes);
     int n = 0;
-    for (TwElementGroup** pp = w->ppElementGroupsInRange; *pp; pp++)
+    for (TwElementGroup** pp = w->ppElementGroupsInRange; *pp; pp++) {
         for (int r = 0; r < (*pp)->iNumRenderArrays; r++) {
             const TwSurfaceArray* pArray = (*pp)->pRenderArrays[r].pSurfaceArray2;
             for (int s = 0; pArray && s < pArray->iNumSurfaces; s++) {
@@ -307,6 +307,7 @@ static void CollectSurfacesInRange(const TwSurface* S)
                     w->ppSurfacesInRange[n++] = T;
             }
         }
+    }
     w->ppSurfacesInRange[n] = nullptr;
 }
 

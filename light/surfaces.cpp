@@ -431,16 +431,21 @@ void twWorld_SurfacePlanes(const TwSurface* pSurface, float fSideRange, float fT
     PlaneThrough(afPlanes[5], pN, -1, afPoint);
 }
 
+// Only the corner furthest along a plane's normal needs asking whether it lies in front:
+// rounded products and sums grow with their terms, so no other corner's sum can be larger
 int twWorld_BoxBehindAPlane(const float afPlanes[6][4], const float* pvCentre, const float* pvHalfSize)
 {
+    float afLow[3], afHigh[3];
+    for (int i = 0; i < 3; i++) {
+        float a = pvCentre[i] + pvHalfSize[i], b = pvCentre[i] + -pvHalfSize[i];
+        afLow[i] = a < b ? a : b;
+        afHigh[i] = a < b ? b : a;
+    }
     for (int p = 0; p < 6; p++) {
-        int bInFront = 0;
-        for (int c = 0; c < TW_BOX_CORNERS && !bInFront; c++) {
-            float afCorner[3];
-            twBox_Corner(pvCentre, pvHalfSize, c, afCorner);
-            bInFront = twVec_Dot(afPlanes[p], afCorner) + afPlanes[p][3] > 0;
-        }
-        if (!bInFront)
+        const float* n = afPlanes[p];
+        const float afFurthest[3] = {n[0] > 0 ? afHigh[0] : afLow[0], n[1] > 0 ? afHigh[1] : afLow[1],
+                                     n[2] > 0 ? afHigh[2] : afLow[2]};
+        if (!(twVec_Dot(n, afFurthest) + n[3] > 0))
             return 1;
     }
     return 0;

@@ -12,6 +12,7 @@
 #include "engine/log.h"
 #include "engine/memory.h"
 #include "light/light.h"
+#include "interface/layers.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "render/render.h"
@@ -165,6 +166,20 @@ TEST_F(Bake, OpenFloorReadsLightACornerDarkerAndUnderATableDarkerStill)
     EXPECT_TRUE(twTest_LogHas("Lighting smooth meshes\n"));
     EXPECT_EQ(twWorld_LightComplete(), 1);
     EXPECT_STREQ(pWorld->szLightPercent, "100.0 %");
+    twWorld_Free();
+
+    // the table on a layer hidden before the job casts no shade
+    TwExportModel m = CornerAndTable();
+    m.layers = {"Ground", "Furniture"};
+    m.elements.back().iLayer = 1;
+    Prepare(m);
+    int32_t bHidden = 0;
+    memcpy(twLayers_GetLayer(1) + TW_LAYER_VISIBLE_OFFSET, &bHidden, 4);
+    twWorld_UpdateHiddenElements();
+    Run();
+    pFloor = Facing(1, 1);
+    EXPECT_GT(At(10, 10), 240);
+    EXPECT_EQ(At(0.4f, 0.4f), iCorner);
 }
 
 // ---------------------------------------------------------------------------------------------
