@@ -587,43 +587,12 @@ int twWorld_LightComplete(void)
     return pWorld->iSamplesTotal > 0 && pWorld->iSamplesTotal == pWorld->iSamplesDone;
 }
 
-// The ID picture of the surfaces (or of the smooth meshes alone) from a camera: each in
-// the colour of its number plus one; what shows marks its flag
+// What shows in the ID picture of the surfaces (or of the smooth meshes alone) from a
+// camera marks its flag
 static void FindVisible(const TwCamera* pCamera, int bMeshes, int32_t* piFlags, int iCount)
 {
     TwWorld* w = pWorld;
-    glClearColor(0, 0, 0, 0);
-    glViewport(0, 0, w->iWidth, w->iHeight);
-    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-    glMatrixMode(GL_PROJECTION);
-    glLoadMatrixf(pCamera->mProjection);
-    glMatrixMode(GL_MODELVIEW);
-    glLoadMatrixf(pCamera->mView);
-    glEnable(GL_DEPTH_TEST);
-    glDisable(GL_BLEND);
-    glDisable(GL_TEXTURE_2D);
-    glEnableClientState(GL_VERTEX_ARRAY);
-    for (int m = 0; m < w->iNumMeshes; m++) {
-        const TwMesh* pMesh = w->ppMeshes[m];
-        if (bMeshes != (pMesh->bSmooth != 0))
-            continue;
-        glVertexPointer(3, GL_FLOAT, sizeof(TwVertex), &pMesh->pVerts[0].vPos);
-        if (bMeshes) {
-            uint32_t uiId = (uint32_t)m + 1;
-            glColor4ubv((const GLubyte*)&uiId);
-            glDrawRangeElements(GL_TRIANGLES, 0, pMesh->usNumVerts, pMesh->usNumIndices, GL_UNSIGNED_SHORT,
-                                pMesh->pusIndices);
-        }
-    }
-    for (uint32_t i = 0; !bMeshes && i < w->uiNumSurfaces; i++) {
-        const TwSurface* S = w->ppSurfaces[i];
-        uint32_t uiId = i + 1;
-        glColor4ubv((const GLubyte*)&uiId);
-        glVertexPointer(3, GL_FLOAT, sizeof(TwVertex), &S->pMesh->pVerts[0].vPos);
-        glDrawRangeElements(GL_TRIANGLES, 0, S->pMesh->usNumVerts, S->usNumIndices, GL_UNSIGNED_SHORT,
-                            S->pMesh->pusIndices + S->usFirstIndex);
-    }
-    glDisableClientState(GL_VERTEX_ARRAY);
+    twWorld_DrawLightIds(pCamera, bMeshes);
     size_t uiPixels = (size_t)w->iWidth * w->iHeight;
     uint32_t* puiPixels = uiPixels * 4 <= TW_TEMP_BUFFER_SIZE ? (uint32_t*)twMem_GetTempBuffer((int)uiPixels * 4, 0)
                                                               : nullptr;

@@ -62,3 +62,5 @@ void twWorld_SetSampleProjection(void);
 void twWorld_LookFromSample(const float* pvDir, const float* pvUp);
 void twWorld_DrawSampleGeometry(int bUseVbos);
 void twWorld_FreeSampleGeometry(void);
+// The light job's ID picture from a camera: surfaces, or smooth meshes alone (ids one up)
+void twWorld_DrawLightIds(const TwCamera* pCamera, int bMeshes);

@@ -801,3 +801,42 @@ void twWorld_DrawSampleGeometry(int bUseVbos)
         glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
     }
 }
+
+// The ID picture of the surfaces (or of the smooth meshes alone) from a camera, each in the
+// colour of its number plus one, over black
+void twWorld_DrawLightIds(const TwCamera* pCamera, int bMeshes)
+{
+    TwWorld* w = pWorld;
+    glClearColor(0, 0, 0, 0);
+    glViewport(0, 0, w->iWidth, w->iHeight);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    glMatrixMode(GL_PROJECTION);
+    glLoadMatrixf(pCamera->mProjection);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadMatrixf(pCamera->mView);
+    glEnable(GL_DEPTH_TEST);
+    glDisable(GL_BLEND);
+    glDisable(GL_TEXTURE_2D);
+    glEnableClientState(GL_VERTEX_ARRAY);
+    for (int m = 0; m < w->iNumMeshes; m++) {
+        const TwMesh* pMesh = w->ppMeshes[m];
+        if (bMeshes != (pMesh->bSmooth != 0))
+            continue;
+        glVertexPointer(3, GL_FLOAT, sizeof(TwVertex), &pMesh->pVerts[0].vPos);
+        if (bMeshes) {
+            uint32_t uiId = (uint32_t)m + 1;
+            glColor4ubv((const GLubyte*)&uiId);
+            glDrawRangeElements(GL_TRIANGLES, 0, pMesh->usNumVerts, pMesh->usNumIndices, GL_UNSIGNED_SHORT,
+                                pMesh->pusIndices);
+        }
+    }
+    for (uint32_t i = 0; !bMeshes && i < w->uiNumSurfaces; i++) {
+        const TwSurface* S = w->ppSurfaces[i];
+        uint32_t uiId = i + 1;
+        glColor4ubv((const GLubyte*)&uiId);
+        glVertexPointer(3, GL_FLOAT, sizeof(TwVertex), &S->pMesh->pVerts[0].vPos);
+        glDrawRangeElements(GL_TRIANGLES, 0, S->pMesh->usNumVerts, S->usNumIndices, GL_UNSIGNED_SHORT,
+                            S->pMesh->pusIndices + S->usFirstIndex);
+    }
+    glDisableClientState(GL_VERTEX_ARRAY);
+}
