@@ -228,14 +228,8 @@ static void PostTestDrop(void)
     if (!s_bTestDrop)
         return;
     s_bTestDrop = 0;
-    char szPath[TW_PATH_SIZE] = "";
-    FILE* pFile = fopen(pstrList, "r");
-    if (pFile) {
-        if (!fgets(szPath, sizeof(szPath), pFile))
-            szPath[0] = 0;
-        fclose(pFile);
-    }
-    szPath[strcspn(szPath, "\r\n")] = 0;
+    char szPath[TW_PATH_SIZE];
+    twWindow_ReadFirstLine(pstrList, szPath, sizeof(szPath));
     SDL_Event event;
     memset(&event, 0, sizeof(event));
     event.type = SDL_DROPFILE;
@@ -524,6 +518,18 @@ int twWindow_DeleteFile(const char* pstrPath)
 }
 
 int twWindow_RenameFile(const char* pstrFrom, const char* pstrTo) { return rename(pstrFrom, pstrTo) == 0; }
+
+void twWindow_ReadFirstLine(const char* pstrPath, char* pstrOut, int iOutSize)
+{
+    pstrOut[0] = 0;
+    FILE* pFile = fopen(pstrPath, "r");
+    if (pFile) {
+        if (!fgets(pstrOut, iOutSize, pFile))
+            pstrOut[0] = 0;
+        fclose(pFile);
+    }
+    pstrOut[strcspn(pstrOut, "\r\n")] = 0;
+}
 
 int twWindow_RemoveDirectory(const char* pstrPath) { return rmdir(pstrPath) == 0; }
 

@@ -68,6 +68,7 @@ int twWindow_CreateDirectory(const char* pstrPath); // with missing parents; 1 w
 int twWindow_CopyFile(const char* pstrFrom, const char* pstrTo); // overwrites; 1 whatever happened
 int twWindow_DeleteFile(const char* pstrPath);      // 1 whatever happened
 int twWindow_RenameFile(const char* pstrFrom, const char* pstrTo); // replaces the target
+void twWindow_ReadFirstLine(const char* pstrPath, char* pstrOut, int iOutSize); // without its end; empty when none
 int twWindow_RemoveDirectory(const char* pstrPath); // an empty one
 int twWindow_FindProgram(const char* pstrName);     // 1 when an executable of that name is on the PATH
 int twWindow_StartProgram(const char* const* ppstrArgs, const char* pstrOutputPath); // its id, or 0

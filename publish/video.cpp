@@ -199,15 +199,9 @@ static void EncodingStep(float fDelta)
     s_video.iPid = 0;
     if (iExit != 0) {
         // its first words say why; the frames are whole and stay
-        char szPath[TW_PATH_SIZE + 128], szLine[160] = "";
+        char szPath[TW_PATH_SIZE + 128], szLine[160];
         OutputPath(szPath, sizeof(szPath));
-        FILE* pOut = fopen(szPath, "r");
-        if (pOut) {
-            if (!fgets(szLine, sizeof(szLine), pOut))
-                szLine[0] = 0;
-            fclose(pOut);
-        }
-        szLine[strcspn(szLine, "\r\n")] = 0;
+        twWindow_ReadFirstLine(szPath, szLine, sizeof(szLine));
         twLogError(TAG, "!ffmpeg ended with %d: %s\n", iExit, szLine);
         twWindow_DeleteFile(s_video.szMp4Part);
     }
