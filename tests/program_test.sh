@@ -511,8 +511,10 @@ if [ -r "$SAMPLE" ] && [ -r "$GLTF" ] && strings "$BUILD/Ambulon.exe" | grep -q 
         sleep 1.5
         import -window root "$BUILD/e2e-link-reload.png"
         touch "$WORK/models/house.ifc"
-        for _ in $(seq 1 300); do
-            [ "$(grep -c "Reloading with the walker at" "$LOG")" -ge 2 ] && break
+        # the reload's line comes before its load, the kept layers' line after it
+        for _ in $(seq 1 600); do
+            [ "$(grep -c "Reloading with the walker at" "$LOG")" -ge 2 ] &&
+                [ "$(grep -c "1 layers kept hidden" "$LOG")" -ge 2 ] && break
             sleep 0.1
         done
         # the walker stood through the first reload and the frames after it
