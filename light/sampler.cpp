@@ -93,8 +93,14 @@ static void RoundRect(const Round* pRound, int iLast, int* piRect)
     piRect[3] = y1 + iSize - y0;
 }
 
-// The mean of the green bytes of a picture: summed as a float, over the pixels and 255,
-// times 255, kept to 0 to 255 and truncated
+// A mean of 0 to 1 as a byte: kept to 0 to 255 and truncated
+static uint8_t MeanByte(float fMean)
+{
+    float f = fMean * 255.0f;
+    return (uint8_t)(f < 0 ? 0 : (f > 255 ? 255 : f));
+}
+
+// The mean of the green bytes of a picture: summed as a float, over the pixels and 255
 static uint8_t MeanGreen(const uint8_t* pucRgba, int iRowPixels, int iSize)
 {
     float fSum = 0;
@@ -103,8 +109,7 @@ static uint8_t MeanGreen(const uint8_t* pucRgba, int iRowPixels, int iSize)
         for (int x = 0; x < iSize; x++)
             fSum += p[x * 4];
     }
-    float f = fSum / (float)(iSize * iSize * 255) * 255.0f;
-    return (uint8_t)(f < 0 ? 0 : (f > 255 ? 255 : f));
+    return MeanByte(fSum / (float)(iSize * iSize * 255));
 }
 
 // The means of a round from its read-back: RGBA rows of its rectangle, or for the card's
@@ -118,9 +123,8 @@ static void StoreMeans(const Round* pRound, const void* pPixels)
         TileCorner(t, &x, &y);
         uint8_t ucMean;
         if (pRound->iPath == TW_SAMPLE_ON_CARD) {
-            // the level's texels lie as the tiles do
-            float f = ((const float*)pPixels)[(y / iSize) * (TARGET_SIZE / iSize) + x / iSize] * 255.0f;
-            ucMean = (uint8_t)(f < 0 ? 0 : (f > 255 ? 255 : f));
+            // the level's texels lie as the tiles do, a row of the target's tiles a row
+            ucMean = MeanByte(((const float*)pPixels)[t]);
         } else {
             const uint8_t* pucTile = (const uint8_t*)pPixels + ((size_t)(y - aiRect[1]) * aiRect[2] + x - aiRect[0]) * 4;
             ucMean = MeanGreen(pucTile, aiRect[2], iSize);

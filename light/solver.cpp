@@ -516,8 +516,7 @@ int twWorld_LightSmoothMeshes(void)
                     return 0;
                 continue;
             }
-            if (s_iNumWaiting == MAX_WAITING)
-                FinishAll();
+            Reserve(0); // its place in the queue
             w->iCurrentMesh = pMesh->iIndex;
             for (int i = 0; i < pMesh->usNumVerts; i++) {
                 RedrawCheck();
