@@ -109,7 +109,6 @@ static void Bench(const char* pstrName, const TwExportModel& model, const std::s
     int iTriangles = 0;
     for (int m = 0; m < pWorld->iNumMeshes; m++)
         iTriangles += pWorld->ppMeshes[m]->usNumIndices / 3;
-    static const char* const apstrPaths[TW_SAMPLE_NUM_PATHS] = {"one by one", "batched", "in flight", "on the card"};
     // the first job on a model runs slower on a software renderer whatever its way: where
     // the ways are timed beside it, the chosen job comes last
     double adPath[TW_SAMPLE_NUM_PATHS] = {0, 0, 0, 0};
@@ -122,16 +121,16 @@ static void Bench(const char* pstrName, const TwExportModel& model, const std::s
     printf("%s, quality %d: %d triangles, %d samples\n", pstrName, iQuality, iTriangles, iSamples);
     for (int p = 0; bBeside && p < TW_SAMPLE_NUM_PATHS; p++) {
         if (adPath[p] > 0)
-            printf("  job, %-14s %8.2f s  %8.0f luxels/s  %6.1f us a sample\n", apstrPaths[p], adPath[p],
+            printf("  job, %-14s %8.2f s  %8.0f luxels/s  %6.1f us a sample\n", twWorld_SamplePathName(p), adPath[p],
                    iSamples / adPath[p], adPath[p] / iSamples * 1e6);
         else
-            printf("  job, %-14s  (doesn't work with this driver)\n", apstrPaths[p]);
+            printf("  job, %-14s  (doesn't work with this driver)\n", twWorld_SamplePathName(p));
     }
-    printf("  job, as chosen      %8.2f s  %8.0f luxels/s  (%s", dJob, iSamples / dJob, apstrPaths[iTaken]);
+    printf("  job, as chosen      %8.2f s  %8.0f luxels/s  (%s", dJob, iSamples / dJob, twWorld_SamplePathName(iTaken));
     if (pWorld->afSamplePathCost[iTaken] > 0) {
         printf("; trial, us a sample:");
         for (int p = 0; p < TW_SAMPLE_NUM_PATHS; p++)
-            printf(" %s %.0f", apstrPaths[p], pWorld->afSamplePathCost[p] * 1e6);
+            printf(" %s %.0f", twWorld_SamplePathName(p), pWorld->afSamplePathCost[p] * 1e6);
     }
     printf(")\n");
     if (bBeside) {

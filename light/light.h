@@ -174,6 +174,7 @@ void twWorld_BeginSampling(void); // the sampler's target, programs and states; 
 void twWorld_EndSampling(void);
 void twWorld_FreeSampler(void);   // the target and its buffers, at the world's end
 void twWorld_StartSamplePaths(int iSamplesLeft); // a job's way: the one asked for, or a trial's fastest
+const char* twWorld_SamplePathName(int iPath);   // "one by one", "batched", "in flight", "on the card"
 // One picture from vSamplePos along a direction, into the item's tile; its mean, one byte,
 // goes to pucOut once it is in, which may be some samples later
 void twWorld_TakeSample(const float* pvDir, const float* pvUp, int iItem, uint8_t* pucOut);

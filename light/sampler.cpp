@@ -25,7 +25,6 @@
 #define TRIAL_TURNS 2     // turns each way takes, taken in alternation so that no way gets only easy samples
 #define CARD_MARGIN 0.9f  // the card's reduction, which may differ by 1, must be this much cheaper to be taken
 
-static const char* const s_apstrPaths[TW_SAMPLE_NUM_PATHS] = {"one by one", "batched", "in flight", "on the card"};
 
 // Tiles drawn since the last clear, whose means come back together
 struct Round {
@@ -49,6 +48,12 @@ static int s_aiCandidates[TW_SAMPLE_NUM_PATHS];
 static double s_dSliceStart, s_dPausedAt;
 static double s_adCost[TW_SAMPLE_NUM_PATHS];
 static int s_aiCostSamples[TW_SAMPLE_NUM_PATHS];
+
+const char* twWorld_SamplePathName(int iPath)
+{
+    static const char* const apstrPaths[TW_SAMPLE_NUM_PATHS] = {"one by one", "batched", "in flight", "on the card"};
+    return iPath >= 0 && iPath < TW_SAMPLE_NUM_PATHS ? apstrPaths[iPath] : "chosen";
+}
 
 static int SampleSize(void)
 {
@@ -126,7 +131,8 @@ static void StoreMeans(const Round* pRound, const void* pPixels)
             // the level's texels lie as the tiles do, a row of the target's tiles a row
             ucMean = MeanByte(((const float*)pPixels)[t]);
         } else {
-            const uint8_t* pucTile = (const uint8_t*)pPixels + ((size_t)(y - aiRect[1]) * aiRect[2] + x - aiRect[0]) * 4;
+            size_t uiAt = ((size_t)(y - aiRect[1]) * aiRect[2] + x - aiRect[0]) * 4;
+            const uint8_t* pucTile = (const uint8_t*)pPixels + uiAt;
             ucMean = MeanGreen(pucTile, aiRect[2], iSize);
         }
         if (pRound->apucOut[t])
@@ -382,8 +388,8 @@ void twWorld_StartSamplePaths(int iSamplesLeft)
     int iDefault = PathWorks(TW_SAMPLE_BATCHED) ? TW_SAMPLE_BATCHED : TW_SAMPLE_ONE_BY_ONE;
     if (iWanted >= 0 && iWanted < TW_SAMPLE_NUM_PATHS) {
         if (!PathWorks(iWanted))
-            twLog(SAMPLER_TAG, "Sample path %s doesn't work here: %s taken\n", s_apstrPaths[iWanted],
-                  s_apstrPaths[iDefault]);
+            twLog(SAMPLER_TAG, "Sample path %s doesn't work here: %s taken\n", twWorld_SamplePathName(iWanted),
+                  twWorld_SamplePathName(iDefault));
         SetPath(PathWorks(iWanted) ? iWanted : iDefault);
         return;
     }
@@ -403,10 +409,11 @@ static void EndTrial(void)
     for (int p = 0; p < TW_SAMPLE_NUM_PATHS; p++) {
         char szOne[48];
         if (!s_aiCostSamples[p]) {
-            snprintf(szOne, sizeof(szOne), "%s%s -", p ? ", " : "", s_apstrPaths[p]);
+            snprintf(szOne, sizeof(szOne), "%s%s -", p ? ", " : "", twWorld_SamplePathName(p));
         } else {
             w->afSamplePathCost[p] = (float)(s_adCost[p] / s_aiCostSamples[p]);
-            snprintf(szOne, sizeof(szOne), "%s%s %.0f", p ? ", " : "", s_apstrPaths[p], w->afSamplePathCost[p] * 1e6f);
+            snprintf(szOne, sizeof(szOne), "%s%s %.0f", p ? ", " : "", twWorld_SamplePathName(p),
+                     w->afSamplePathCost[p] * 1e6f);
             if (p != TW_SAMPLE_ON_CARD && (iBest < 0 || w->afSamplePathCost[p] < w->afSamplePathCost[iBest]))
                 iBest = p;
         }
@@ -415,7 +422,8 @@ static void EndTrial(void)
     float fCard = w->afSamplePathCost[TW_SAMPLE_ON_CARD];
     if (fCard > 0 && (iBest < 0 || fCard < CARD_MARGIN * w->afSamplePathCost[iBest]))
         iBest = TW_SAMPLE_ON_CARD;
-    twLog(SAMPLER_TAG, "Sample paths, microseconds a sample: %s; taking %s\n", szFigures, s_apstrPaths[iBest]);
+    twLog(SAMPLER_TAG, "Sample paths, microseconds a sample: %s; taking %s\n", szFigures,
+          twWorld_SamplePathName(iBest));
     s_bTrial = 0;
     SetPath(iBest);
 }
