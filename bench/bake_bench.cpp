@@ -73,6 +73,7 @@ static double Floor(void)
         glScissor(0, 0, iSize, iSize);
         int iDone = 0;
         double dStart = twTimer_Seconds();
+        twWorld_GatherSampleGeometry(w->bUseVbo);
         for (uint32_t i = 0; i < w->uiNumSurfaces && iDone < FLOOR_SAMPLES; i++) {
             TwSurface* S = w->ppSurfaces[i];
             if (S->bNoSampling)
@@ -85,7 +86,7 @@ static double Floor(void)
                     twWorld_PlaceSample(S);
                     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
                     twWorld_LookFromSample(S->fPlane, S->fPlaneV);
-                    twWorld_DrawSampleGeometry(w->bUseVbo);
+                    twWorld_DrawSampleGeometry();
                     glReadPixels(0, 0, iSize, iSize, GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
                 }
         }

@@ -41,7 +41,6 @@
 #define FB_TEX_SIZE 8
 #define LAYER_PAGE_SIZE 12
 #define HINT_SECONDS 26.0f
-#define MESSAGE_SECONDS 6.0f
 #define PROGRESS_FADE_STEP (1.0 / 60.0) // seconds between the fade-in's pictures while a loader reports
 #define SHADOW_MESSAGE_SECONDS 4.0f // the note that this machine can't draw shadows
 #define PENDING_PUBLISH_STEP 4
@@ -560,8 +559,7 @@ static void LoadCopyLight(const char* pstrFrom, const char* pstrTag)
     }
     twLogError(pstrTag, "The light of '%s' is left out: the model runs unlit\n", pstrFrom ? pstrFrom : "this copy");
     twWorld_FreeRad();
-    e->fMessageTime = MESSAGE_SECONDS;
-    e->iMessageKind = 1;
+    twEngine_ShowMessage(TW_MESSAGE_FILE_ERROR, TW_MESSAGE_SECONDS, nullptr);
 }
 
 // A copy's date and place, from its own pack or the one opened; a copy without them keeps
@@ -743,16 +741,14 @@ int twEngine_Load(const char* pstrPath)
     // a file that isn't a copy with a model is refused before the open model is let go
     if (!twCore_HasResource(TW_MODEL_RESOURCE, szPath)) {
         twLogError("twEngine_Load", "!No model in '%s': the open model stays\n", szPath);
-        e->fMessageTime = MESSAGE_SECONDS;
-        e->iMessageKind = 1;
+        twEngine_ShowMessage(TW_MESSAGE_FILE_ERROR, TW_MESSAGE_SECONDS, nullptr);
         return 0;
     }
     int iStatus = 0;
     if (!twWorld_LoadModel(twEngine_ShowProgress, szPath, 1, pCam, e->szModelInfo, &e->iSunAltitudeWanted,
                            &e->iSunAzimuthWanted, e->bUseVbo, &iStatus)) {
         twLogError("twEngine_Load", "!twWorld_LoadModel\n");
-        e->fMessageTime = MESSAGE_SECONDS;
-        e->iMessageKind = iStatus;
+        twEngine_ShowMessage(iStatus, TW_MESSAGE_SECONDS, nullptr);
         return 0;
     }
     e->fMessageTime = 0;
@@ -828,7 +824,7 @@ int twEngine_RunPending(const char* pstrPath, int* piStep, int* piKind, float* p
             return 1;
         }
         *pfMessageTime = 1.0f;
-        *piMessageKind = 5;
+        *piMessageKind = TW_MESSAGE_PUBLISHING;
     }
     (*piStep)++;
     return 1;
@@ -854,12 +850,25 @@ int twEngine_RunLight(int bOnlyVisible)
     twWorld_SetLightProgressCallback(twEngine_LightProgress);
     int bOk = twWorld_LightWorld(pCam, bOnlyVisible);
     twEngine_ShowLightState(0);
+    if (!bOk)
+        twEngine_ShowMessage(TW_MESSAGE_TEXT, TW_MESSAGE_SECONDS, twStrings_Get(TW_STR_LIGHT_STOPPED));
     // a finished light has nothing more to offer on the page: the panel slides away to show it
     if (!bOnlyVisible && twWorld_LightComplete()) {
         pEngine->bInterface = 1;
         pEngine->fInterfSlideDir = -1;
     }
     return bOk;
+}
+
+void twEngine_ShowMessage(int iKind, float fSeconds, const char* pstrText)
+{
+    TwEngine* e = pEngine;
+    if (!e)
+        return;
+    if (iKind == TW_MESSAGE_TEXT)
+        snprintf(e->szMessageText, sizeof(e->szMessageText), "%s", pstrText ? pstrText : "");
+    e->iMessageKind = iKind;
+    e->fMessageTime = fSeconds;
 }
 
 void twEngine_LightProgress(void)
@@ -1100,8 +1109,7 @@ int twEngine_ToggleSunShadows(void)
     e->bSunShadows = !e->bSunShadows;
     if (e->bSunShadows && !twWorld_ShadowsReady() && !twWorld_InitShadows()) {
         e->bSunShadows = 0;
-        e->fMessageTime = SHADOW_MESSAGE_SECONDS;
-        e->iMessageKind = 4;
+        twEngine_ShowMessage(TW_MESSAGE_NO_SHADOWS, SHADOW_MESSAGE_SECONDS, nullptr);
         return 0;
     }
     if (e->bSunShadows) {

@@ -47,7 +47,14 @@ enum TwPendingKind {
     TW_PENDING_NONE = 0, TW_PENDING_OPEN = 1, TW_PENDING_PUBLISH_WIN = 2, TW_PENDING_PUBLISH_MAC = 3,
     TW_PENDING_OPEN_MODEL = 4, // the dialog of building models, then the exporter
 };
-#define TW_MESSAGE_TEXT 6 // iMessageKind: the panel's second line is szMessageText
+// The message panel's kinds (iMessageKind): what its second line says
+#define TW_MESSAGE_FILE_ERROR 1 // "File error"
+#define TW_MESSAGE_OLD_MODEL 2  // the model file is older than the loader reads
+#define TW_MESSAGE_FAILED 3     // the action could not be completed
+#define TW_MESSAGE_NO_SHADOWS 4 // the card can't draw shadows
+#define TW_MESSAGE_PUBLISHING 5 // a copy is being published
+#define TW_MESSAGE_TEXT 6       // szMessageText
+#define TW_MESSAGE_SECONDS 6.0f // how long the panel stays up, unless a kind says otherwise
 
 // The sun's date, time and place, as "Sun.bin" holds it after its tag
 struct TwSunPlace {
@@ -214,6 +221,9 @@ int twEngine_ToggleSunShadows(void); // F3
 int twEngine_Screenshot(void);       // F5: the back buffer as a BMP (publish/screenshot.cpp)
 int twEngine_LargeScreenshot(int iFactor); // Shift+F5: the view alone, iFactor times the window each way
 void twEngine_FlashNote(float fRed, float fGreen, float fBlue); // the shutter flash (render/frame.cpp)
+// The message panel for some seconds: a kind's own line, or with TW_MESSAGE_TEXT the text
+// given (a "\n" in it starts a line of its own)
+void twEngine_ShowMessage(int iKind, float fSeconds, const char* pstrText);
 void twEngine_ShotPaths(const char* pstrSuffix, const char* pstrExtension, char* pstrPath, char* pstrFallback,
                         size_t uiSize); // a new picture's name; the path is empty in a stand-alone copy
 // the selected clip filmed (publish/video.cpp)

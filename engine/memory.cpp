@@ -1,5 +1,6 @@
 #include "engine/memory.h"
 
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -7,6 +8,22 @@
 #include "engine/log.h"
 
 TwMem* pMem = nullptr;
+
+#ifdef AMB_TEST_HOOKS
+static char s_szFailNamed[TW_MEM_NAME_MAX + 1];
+
+void twMem_FailNamed(const char* pstrName)
+{
+    snprintf(s_szFailNamed, sizeof(s_szFailNamed), "%s", pstrName ? pstrName : "");
+}
+
+static int FailsHere(const char* pstrName)
+{
+    return s_szFailNamed[0] && pstrName && !strcmp(pstrName, s_szFailNamed);
+}
+#else
+static int FailsHere(const char*) { return 0; }
+#endif
 
 // Chunk header behind the name: 0, n, u32 size, marker
 #define CHUNK_OVERHEAD 7
@@ -58,6 +75,8 @@ int twMem_Init(uint32_t bTrack)
 
 void* twMem_Malloc(uint32_t uiSize, const char* pstrName)
 {
+    if (FailsHere(pstrName))
+        return nullptr;
     int iNameLen = pstrName ? (int)strnlen(pstrName, TW_MEM_NAME_MAX) : 0;
     int iLeadIn = LeadIn(iNameLen);
     uint8_t* pBase = (uint8_t*)calloc(1, (size_t)uiSize + iLeadIn + iNameLen + CHUNK_OVERHEAD);
@@ -107,7 +126,7 @@ int twMem_Free(void* pBlock)
 
 void* twMem_GetTempBuffer(int iSize, int bClear)
 {
-    if (!pMem || !pMem->pTempBuffer || iSize < 0 || (uint32_t)iSize > pMem->uiTempSize)
+    if (!pMem || !pMem->pTempBuffer || iSize < 0 || (uint32_t)iSize > pMem->uiTempSize || FailsHere("pTempBuffer"))
         return nullptr;
     if (bClear)
         memset(pMem->pTempBuffer, 0, iSize ? (size_t)iSize : pMem->uiTempSize);

@@ -33,3 +33,8 @@ uint32_t twMem_GetUsed(void);
 // Thin forwarders to the plain allocator, for blocks that want no chunk header
 void* twMem_PlainMalloc(uint64_t uiSize);
 void twMem_PlainFree(void* pBlock);
+#ifdef AMB_TEST_HOOKS
+// Test builds: every allocation of this name fails from now on, the temp buffer's as
+// "pTempBuffer"; null ends it
+void twMem_FailNamed(const char* pstrName);
+#endif

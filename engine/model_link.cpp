@@ -20,7 +20,6 @@
 #include "world/world.h"
 
 #define TAG "twLink"
-#define MESSAGE_SECONDS 6.0f
 #define REPORT_TAIL 512 // bytes of the exporter's report read for its last line
 
 // Texts of the page and the messages
@@ -43,10 +42,9 @@ static const char* BaseName(const char* pstrPath)
 // The message panel: what happened, and to what (the caller logs it)
 static void Message(const char* pstrFirst, const char* pstrSecond)
 {
-    TwEngine* e = pEngine;
-    snprintf(e->szMessageText, sizeof(e->szMessageText), "%.200s %.300s", pstrFirst, pstrSecond);
-    e->fMessageTime = MESSAGE_SECONDS;
-    e->iMessageKind = TW_MESSAGE_TEXT;
+    char szText[sizeof(pEngine->szMessageText)];
+    snprintf(szText, sizeof(szText), "%.200s %.300s", pstrFirst, pstrSecond);
+    twEngine_ShowMessage(TW_MESSAGE_TEXT, TW_MESSAGE_SECONDS, szText);
 }
 
 static void TempPath(const char* pstrName, char* pstrOut)

@@ -41,6 +41,7 @@
 #define TW_STR_SECONDS 217
 #define TW_STR_LIGHT_PAUSED 218
 #define TW_STR_LIGHT_FINISHED 219
+#define TW_STR_LIGHT_STOPPED 558     // the message of a job that could not go on
 #define TW_STR_STEREO_RED_CYAN 174
 #define TW_STR_STEREO_SIDE_BY_SIDE 175
 #define TW_STR_STEREO_INTERLACED 177

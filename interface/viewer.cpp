@@ -650,8 +650,7 @@ static void Keys(void)
         if (bShift ? twEngine_LargeScreenshot(bCtrl ? 4 : 2) : twEngine_Screenshot()) {
             twEngine_FlashNote(0, 0, 1);
         } else {
-            e->fMessageTime = SCREENSHOT_FAILED_SECONDS;
-            e->iMessageKind = 3;
+            twEngine_ShowMessage(TW_MESSAGE_FAILED, SCREENSHOT_FAILED_SECONDS, nullptr);
         }
     }
     if (twInput_KeyPressed(TW_KEY_BACK) && !e->bWheelLock)

@@ -179,7 +179,8 @@ const char* twWorld_SamplePathName(int iPath);   // "one by one", "batched", "in
 // goes to pucOut once it is in, which may be some samples later
 void twWorld_TakeSample(const float* pvDir, const float* pvUp, int iItem, uint8_t* pucOut);
 uint32_t twWorld_CollectSamples(void); // every mean drawn so far stored; the count in
-uint32_t twWorld_SamplesIn(void);      // samples whose means are stored, of those taken
+uint32_t twWorld_SamplesIn(void);      // samples whose means are stored, of those taken, up to the first lost
+int twWorld_SamplesLost(void);         // a mean never came back: the job stops
 uint32_t twWorld_SamplesTaken(void);
 void twWorld_ReduceSampleOnGpu(const int* piRect, uint32_t hPbo); // the tiles of a rectangle to their means, on the card
 void twWorld_ShowLightProgress(void);

@@ -7,6 +7,7 @@
 // first three give the same bytes; the fourth stays within 1 of them. Which is fastest is the
 // driver's affair: a job times them on its first samples and keeps the fastest.
 #include <GL/glew.h>
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -40,6 +41,7 @@ static int s_bOpen;
 static Round s_aInFlight[TW_SAMPLE_ROUNDS_IN_FLIGHT]; // read-backs under way, oldest first from s_iOldest
 static int s_iOldest, s_iNumInFlight;
 static uint32_t s_uiTaken, s_uiIn;   // samples drawn, and those whose means have been stored
+static uint32_t s_uiLostFrom = UINT32_MAX;      // the first sample whose mean never came back; UINT32_MAX for none
 static int s_iPath;
 
 // the trial of the ways at a job's start
@@ -157,6 +159,16 @@ void twWorld_ReduceSampleOnGpu(const int* piRect, uint32_t hPbo)
     glBindTexture(GL_TEXTURE_2D, 0);
 }
 
+// A round whose means never came back: nothing from its first sample on counts as in, so
+// what it belongs to stays unlit, and the job stops at its next sample
+static void LoseRound(const Round* pRound, const char* pstrCallee)
+{
+    if (s_uiLostFrom == UINT32_MAX)
+        twLogError(SAMPLER_TAG, "!%s : %d samples lost, the job stops\n", pstrCallee, pRound->iNumTiles);
+    if (s_uiIn < s_uiLostFrom)
+        s_uiLostFrom = s_uiIn;
+}
+
 static void CompleteOldest(void)
 {
     Round* pRound = &s_aInFlight[s_iOldest];
@@ -166,11 +178,7 @@ static void CompleteOldest(void)
         StoreMeans(pRound, pPixels);
         glUnmapBufferARB(GL_PIXEL_PACK_BUFFER_ARB);
     } else {
-        // the means are lost: the luxels read as shut in, and the log says so
-        twLogError(SAMPLER_TAG, "!glMapBufferARB : %d samples\n", pRound->iNumTiles);
-        for (int t = pRound->iFirst; t < pRound->iFirst + pRound->iNumTiles; t++)
-            if (pRound->apucOut[t])
-                *pRound->apucOut[t] = 0;
+        LoseRound(pRound, "glMapBufferARB");
     }
     glBindBufferARB(GL_PIXEL_PACK_BUFFER_ARB, 0);
     s_uiIn += (uint32_t)pRound->iNumTiles;
@@ -195,7 +203,7 @@ static void CloseRound(void)
             glReadPixels(aiRect[0], aiRect[1], aiRect[2], aiRect[3], GL_RGBA, GL_UNSIGNED_BYTE, pucPixels);
             StoreMeans(&s_open, pucPixels);
         } else {
-            twLogError(SAMPLER_TAG, "!twMem_GetTempBuffer\n");
+            LoseRound(&s_open, "twMem_GetTempBuffer");
         }
         s_uiIn += (uint32_t)s_open.iNumTiles;
         return;
@@ -225,7 +233,12 @@ uint32_t twWorld_CollectSamples(void)
 
 uint32_t twWorld_SamplesIn(void)
 {
-    return s_uiIn;
+    return s_uiIn < s_uiLostFrom ? s_uiIn : s_uiLostFrom;
+}
+
+int twWorld_SamplesLost(void)
+{
+    return s_uiLostFrom != UINT32_MAX;
 }
 
 uint32_t twWorld_SamplesTaken(void)
@@ -374,6 +387,7 @@ void twWorld_StartSamplePaths(int iSamplesLeft)
     s_bOpen = 0;
     s_iOldest = s_iNumInFlight = 0;
     s_uiTaken = s_uiIn = 0;
+    s_uiLostFrom = UINT32_MAX;
     s_bTrial = s_iTrialDone = s_iNumCandidates = 0;
     s_dPausedAt = 0;
     memset(s_adCost, 0, sizeof(s_adCost));
@@ -449,7 +463,6 @@ static void TrialStep(void)
 
 void twWorld_TakeSample(const float* pvDir, const float* pvUp, int iItem, uint8_t* pucOut)
 {
-    TwWorld* w = pWorld;
     if (s_bTrial)
         TrialStep();
     int iTile = TileOf(iItem);
@@ -463,7 +476,7 @@ void twWorld_TakeSample(const float* pvDir, const float* pvUp, int iItem, uint8_
     glViewport(x, y, iSize, iSize);
     glScissor(x, y, iSize, iSize);
     twWorld_LookFromSample(pvDir, pvUp);
-    twWorld_DrawSampleGeometry(w->bUseVbo);
+    twWorld_DrawSampleGeometry();
     s_open.apucOut[iTile] = pucOut;
     s_open.iNumTiles++;
     s_uiTaken++;

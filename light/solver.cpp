@@ -41,6 +41,7 @@ static uint32_t s_uiStoreUsed;
 static uint8_t* s_pucSurfaceOut; // the current surface's run
 static Waiting s_aWaiting[MAX_WAITING];
 static int s_iFirstWaiting, s_iNumWaiting;
+static int s_bStopped;           // the job can't go on: what it has finished stays, the rest unlit
 
 // ---------------------------------------------------------------------------------------------
 // The picture of one sample
@@ -426,7 +427,9 @@ static int CountSamples(int iCount)
     w->iSamplesDone += iCount;
     w->iSamplesSinceRedraw += iCount;
     w->fSamplesThisRun += (float)iCount;
-    if (w->pfnLightAbort && w->pfnLightAbort()) {
+    if (twWorld_SamplesLost())
+        s_bStopped = 1;
+    if (s_bStopped || (w->pfnLightAbort && w->pfnLightAbort())) {
         w->bAborted = 1;
         return 0;
     }
@@ -446,9 +449,13 @@ int twWorld_UploadSurfaceLight(TwSurface* pSurface)
 {
     TwWorld* w = pWorld;
     int iLuxels = pSurface->usLuxelsU * pSurface->usLuxelsV;
+    if (!pSurface->pLightmap || !pSurface->pLightmap->pTexture)
+        return 1; // nothing to show it in: the light files still hold it
     uint8_t* pucLuxels = (uint8_t*)twMem_GetTempBuffer(iLuxels, 0);
-    if (!pucLuxels || !pSurface->pLightmap || !pSurface->pLightmap->pTexture)
-        return 1;
+    if (!pucLuxels) {
+        twLogError("twWorld_UploadSurfaceLight", "!twMem_GetTempBuffer : %d luxels\n", iLuxels);
+        return 0;
+    }
     for (int i = 0; i < iLuxels; i++)
         pucLuxels[i] = pSurface->bNoSampling ? 255 : w->pSurfaceLightData[i * 3 + 1];
     glBindTexture(GL_TEXTURE_2D, pSurface->pLightmap->pTexture->hTexture);
@@ -587,21 +594,30 @@ int twWorld_LightComplete(void)
 }
 
 // What shows in the ID picture of the surfaces (or of the smooth meshes alone) from a
-// camera marks its flag
+// camera marks its flag. The picture comes back in strips of rows that fit the temp buffer,
+// so that a window of any size is read whole.
 static void FindVisible(const TwCamera* pCamera, int bMeshes, int32_t* piFlags, int iCount)
 {
     TwWorld* w = pWorld;
     twWorld_DrawLightIds(pCamera, bMeshes);
-    size_t uiPixels = (size_t)w->iWidth * w->iHeight;
-    uint32_t* puiPixels = uiPixels * 4 <= TW_TEMP_BUFFER_SIZE ? (uint32_t*)twMem_GetTempBuffer((int)uiPixels * 4, 0)
-                                                              : nullptr;
     memset(piFlags, 0, (size_t)iCount * 4);
-    if (!puiPixels)
+    size_t uiRow = (size_t)(w->iWidth > 0 ? w->iWidth : 0) * 4;
+    int iStrip = uiRow ? (int)(TW_TEMP_BUFFER_SIZE / uiRow) : 0;
+    if (iStrip > w->iHeight)
+        iStrip = w->iHeight;
+    uint32_t* puiPixels = iStrip > 0 ? (uint32_t*)twMem_GetTempBuffer((int)(uiRow * iStrip), 0) : nullptr;
+    if (!puiPixels) {
+        twLogError(JOB_TAG, "!twMem_GetTempBuffer : the ID picture of %d x %d isn't read\n", w->iWidth, w->iHeight);
         return;
-    glReadPixels(0, 0, w->iWidth, w->iHeight, GL_RGBA, GL_UNSIGNED_BYTE, puiPixels);
-    for (size_t i = 0; i < uiPixels; i++)
-        if (puiPixels[i] && puiPixels[i] - 1 < (uint32_t)iCount)
-            piFlags[puiPixels[i] - 1] = 1;
+    }
+    for (int y = 0; y < w->iHeight; y += iStrip) {
+        int iRows = w->iHeight - y < iStrip ? w->iHeight - y : iStrip;
+        glReadPixels(0, y, w->iWidth, iRows, GL_RGBA, GL_UNSIGNED_BYTE, puiPixels);
+        size_t uiPixels = (size_t)w->iWidth * iRows;
+        for (size_t i = 0; i < uiPixels; i++)
+            if (puiPixels[i] && puiPixels[i] - 1 < (uint32_t)iCount)
+                piFlags[puiPixels[i] - 1] = 1;
+    }
 }
 
 void twWorld_FindVisibleSurfaces(const TwCamera* pCamera)
@@ -636,9 +652,17 @@ int twWorld_LightWorld(const TwCamera* pCamera, int bOnlyVisible)
     }
     int iDone;
     CountAll(bOnlyVisible, &w->iSamplesTotal, &iDone);
+    s_bStopped = 0;
+    if (!twWorld_GatherSampleGeometry(w->bUseVbo)) {
+        twLogError(JOB_TAG, "!twWorld_GatherSampleGeometry : the job stops\n");
+        SetText(w->szLightStatus, twStrings_Get(TW_STR_LIGHT_PAUSED));
+        return 0;
+    }
     s_pucStore = (uint8_t*)twMem_Malloc(STORE_SIZE, "pLightStore");
     if (!s_pucStore) {
         twLogError(JOB_TAG, "!malloc : pLightStore\n");
+        twWorld_FreeSampleGeometry();
+        SetText(w->szLightStatus, twStrings_Get(TW_STR_LIGHT_PAUSED));
         return 0;
     }
     s_uiStoreUsed = 0;
@@ -679,18 +703,18 @@ int twWorld_LightWorld(const TwCamera* pCamera, int bOnlyVisible)
     // what the user sees is what a later load sees
     if (!twWorld_SaveLight()) {
         twLogError(JOB_TAG, "!twWorld_SaveLight\n");
-        return 1;
+        return !s_bStopped;
     }
     if (!twWorld_LoadLightS(1, nullptr)) {
         twLogError(JOB_TAG, "!twWorld_LoadLightS\n");
-        return 1;
+        return !s_bStopped;
     }
     if (!twWorld_LoadLightM(1, nullptr)) {
         twLogError(JOB_TAG, "!twWorld_LoadLightM\n");
-        return 1;
+        return !s_bStopped;
     }
     w->bLightLocal = 1;
     w->bLightExternal = 0;
     twWorld_ResetLightProgress();
-    return 1;
+    return !s_bStopped;
 }

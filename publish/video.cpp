@@ -212,7 +212,6 @@ static void EncodingStep(float fDelta)
 // alone and written
 static void FrameStep(void)
 {
-    TwEngine* e = pEngine;
     int iWidth = twWindow_GetWidth(), iHeight = twWindow_GetHeight();
     pCam->fForward = pCam->fStrafe = pCam->fVertical = pCam->fImpulse = pCam->fDrift = pCam->fSpin = 0;
     twGallery_PoseClip(s_video.pItem, (float)s_video.iFrame / VIDEO_FPS);
@@ -224,8 +223,7 @@ static void FrameStep(void)
     FramePath(s_video.iFrame, szPath, sizeof(szPath));
     if (!twPng_Write(szPath, iWidth, iHeight, s_video.pucPixels)) {
         twLogError(TAG, "!twPng_Write : frame %d\n", s_video.iFrame + 1);
-        e->fMessageTime = 4.0f;
-        e->iMessageKind = 3;
+        twEngine_ShowMessage(TW_MESSAGE_FAILED, 4.0f, nullptr);
         twEngine_StopVideo();
         return;
     }

@@ -7,6 +7,8 @@
 #include <stdint.h>
 
 struct TwCamera;
+struct TwElementGroup;
+struct TwList;
 struct TwMaterial;
 struct TwMesh;
 
@@ -56,11 +58,15 @@ int twWorld_PickedText(int iElement, int iUnits, char aszLines[TW_PICK_LINES][TW
 void twWorld_DrawPickedText(int iElement, int iUnits, int iX, int iY); // the panel below a window point
 // world_draw.cpp: what casts a shadow, depth alone; only the groups marked, or all with null
 void twWorld_DrawDepthOnly(int bUseVbo, const uint8_t* pucGroups);
-// The light job's pictures: the sample view from vSamplePos, and what lies near it drawn
-// from a buffer gathered on the job's first picture and kept until it is freed
+// The next mesh of a render array that shows, from the list node given on; null at the end.
+// The batches hold the same meshes in the same order.
+const TwMesh* twWorld_NextShownMesh(TwList** ppNode, const TwElementGroup* pGroup);
+// light_draw.cpp: the light job's pictures: the sample view from vSamplePos, and what lies
+// near it drawn from a buffer gathered at the job's start and kept until it is freed
 void twWorld_SetSampleProjection(void);
 void twWorld_LookFromSample(const float* pvDir, const float* pvUp);
-void twWorld_DrawSampleGeometry(int bUseVbos);
+int twWorld_GatherSampleGeometry(int bUseVbos); // every shown opaque triangle; 0, logged, out of memory
+void twWorld_DrawSampleGeometry(void);          // nothing before a gathering
 void twWorld_FreeSampleGeometry(void);
-// The light job's ID picture from a camera: surfaces, or smooth meshes alone (ids one up)
+// light_draw.cpp: the light job's ID picture from a camera: surfaces, or smooth meshes alone (ids one up)
 void twWorld_DrawLightIds(const TwCamera* pCamera, int bMeshes);

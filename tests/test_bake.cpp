@@ -322,6 +322,67 @@ TEST_F(Bake, OnlyWhatTheCameraSeesIsLit)
     EXPECT_EQ(twWorld_LightComplete(), 0);
 }
 
+TEST_F(Bake, OnlyWhatTheCameraSeesIsLitOnAWindowLargerThanTheTempBuffer)
+{
+    // 3840 x 2160 in RGBA is 33 MB, twice the temp buffer
+    Prepare(CornerAndTable());
+    TwFbo* pLarge = twOgl_CreateFbo("pLarge", 3840, 2160, 1, 0);
+    ASSERT_NE(pLarge, nullptr);
+    glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, pLarge->hFbo);
+    int iWidth = pWorld->iWidth, iHeight = pWorld->iHeight;
+    pWorld->iWidth = 3840;
+    pWorld->iHeight = 2160;
+    TwCamera cam;
+    twCamera_Init(&cam);
+    twCamera_SetAspectFromWindow(&cam, 3840, 2160);
+    cam.vPos[0] = 6;
+    cam.vPos[1] = 8;
+    cam.vPos[2] = 6;
+    cam.fPitch = -89;
+    twCamera_UpdateMatrices(&cam, 1);
+    twWorld_FindVisibleSurfaces(&cam);
+    pWorld->iWidth = iWidth;
+    pWorld->iHeight = iHeight;
+    glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);
+    twOgl_FreeFbo(pLarge);
+    EXPECT_EQ(pWorld->piSurfacesVisible[Facing(1, 1)->iIndex], 1) << "the floor seen from above";
+    EXPECT_EQ(pWorld->piSurfacesVisible[Facing(0, -1)->iIndex], 0) << "the wall's outer face";
+}
+
+#ifdef AMB_TEST_HOOKS
+// A job that can't have its geometry or loses a picture's mean stops at once with its line,
+// and nothing it did not light reads as lit
+TEST_F(Bake, AJobOutOfMemoryOrLosingMeansStopsWithItsLineAndLeavesTheRestUnlit)
+{
+    static const char* const apstrFailing[2] = {"pSampleVerts", "pTempBuffer"};
+    static const char* const apstrLines[2] = {
+        "!twWorld_GatherSampleGeometry : the job stops\n",
+        " samples lost, the job stops\n"};
+    static const char* const apstrOnce[2] = {"!malloc : pSampleGeometry", " samples lost"};
+    for (int k = 0; k < 2; k++) {
+        Prepare(CornerAndTable());
+        pWorld->iSamplePath = TW_SAMPLE_BATCHED;
+        twMem_FailNamed(apstrFailing[k]);
+        TwCamera cam;
+        twCamera_Init(&cam);
+        int bOk = twWorld_LightWorld(&cam, 0);
+        twMem_FailNamed(nullptr);
+        EXPECT_EQ(bOk, 0) << k;
+        EXPECT_TRUE(twTest_LogHas(apstrLines[k])) << k;
+        int iLines = 0;
+        for (const std::string& line : twTest_LogLines())
+            iLines += line.find(apstrOnce[k]) != std::string::npos;
+        EXPECT_EQ(iLines, 1) << "logged once, not for every sample";
+        int iLit = 0;
+        for (uint32_t i = 0; i < pWorld->uiNumSurfaces; i++)
+            iLit += pWorld->ppSurfaces[i]->bLit && !pWorld->ppSurfaces[i]->bNoSampling;
+        EXPECT_EQ(iLit, 0) << k;
+        EXPECT_EQ(twWorld_LightComplete(), 0) << k;
+        twWorld_Free();
+    }
+}
+#endif
+
 TEST_F(Bake, NothingToSampleShowsZeroOfZero)
 {
     TwExportModel m = Plain();
