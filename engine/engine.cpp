@@ -48,9 +48,12 @@
 
 TwEngine* pEngine = nullptr;
 
+// A failed step's tag for the caller, and its line in the log, the only trace a user's
+// machine keeps of a start that failed
 static int Fail(char* pstrFailTag, const char* pstrTag)
 {
     snprintf(pstrFailTag, TW_FAIL_TAG_SIZE, "%s", pstrTag);
+    twLogError(STARTUP_TAG, "%s : the start stops\n", pstrTag);
     return 0;
 }
 
@@ -542,7 +545,7 @@ int twEngine_ReloadLight(const char* pstrSetAsideIn)
 // The light a copy carries, after its model (pstrFrom the copy opened, null the own pack). A
 // copy without light runs unlit; so does one whose light doesn't load, with a message: a
 // client who can't read the log still gets the building, and the job can start afresh.
-static void LoadCopyLight(const char* pstrFrom, const char* pstrTag)
+void twEngine_LoadCopyLight(const char* pstrFrom, const char* pstrTag)
 {
     TwEngine* e = pEngine;
     e->bLightLoaded = 0;
@@ -598,7 +601,7 @@ int twEngine_InitWorld(void)
             twLogError("twWorld_Init", "!twWorld_LoadModel\n");
             return 0;
         }
-        LoadCopyLight(nullptr, "twWorld_Init");
+        twEngine_LoadCopyLight(nullptr, "twWorld_Init");
         FILE* pSettings = twCore_GetResource(TW_SETTINGS_FILE, nullptr);
         if (pSettings) {
             twEngine_LoadSaveSettings(pSettings, 0);
@@ -754,7 +757,7 @@ int twEngine_Load(const char* pstrPath)
     e->fMessageTime = 0;
     e->iTrackedElement = e->iPickedElement = -1;
     e->iRenderModeWanted = TW_MODE_LAMP;
-    LoadCopyLight(szPath, "twEngine_Load");
+    twEngine_LoadCopyLight(szPath, "twEngine_Load");
     twEngine_ShowLightState(1);
     int iSize = 0;
     FILE* pGalleryFile = twCore_GetResourceExt(TW_GALLERY_FILE, szPath, &iSize);

@@ -234,6 +234,9 @@ int twEngine_IsVideoRunning(void);
 const char* twEngine_GetVideoStatus(void);
 float twEngine_GetVideoProgress(void); // 0 to 1
 int twEngine_Load(const char* pstrPath); // opens a stand-alone copy as the model; null asks the user
+// The light a copy carries, after its model (the copy opened, or null for the own pack);
+// without it, or where it doesn't load, the model runs unlit
+void twEngine_LoadCopyLight(const char* pstrFrom, const char* pstrTag);
 // Temp's light for the model just loaded: 1 loaded, 0 none; -1 it didn't fit and was moved
 // into pstrSetAsideIn (null: left where it is)
 int twEngine_ReloadLight(const char* pstrSetAsideIn);

@@ -315,8 +315,11 @@ static int StartExport(const char* pstrPath, int bReload)
         Message(Str(STR_NOT_OPENED), TW_EXPORTER_NAME);
         return 0;
     }
-    if (!szOutput[0] || !szReport[0])
+    if (!szOutput[0] || !szReport[0]) {
+        twLogError(TAG, "!twCore_GetTempPath : no folder for the export of '%s'\n", pstrPath);
+        Message(Str(STR_NOT_OPENED), BaseName(pstrPath));
         return 0;
+    }
     RemoveExportFiles();
     const char* const apstrArgs[] = {szExporter, "--background", "-q", "-o", szOutput, pstrPath, nullptr};
     l->iPid = twWindow_StartProgram(apstrArgs, szReport);
@@ -405,40 +408,10 @@ static void CopyPlace(TwCamera* c, const TwCamera* k)
     c->fForward = c->fStrafe = c->fVertical = 0;
 }
 
-// The names of the hidden layers, one after another, each ending in a zero
-static int KeepHiddenLayers(char* pstrOut, int iSize)
-{
-    int n = 0, iCount = 0;
-    for (int i = 0; pLayers && i < pLayers->iNumLayers; i++) {
-        const uint8_t* pLayer = twLayers_Find(i);
-        if (!pLayer || twLayers_IsVisible(i))
-            continue;
-        const char* pstrName = (const char*)pLayer + TW_LAYER_NAME_OFFSET;
-        int iLen = (int)strnlen(pstrName, TW_LAYER_SIZE - TW_LAYER_NAME_OFFSET - 1);
-        if (n + iLen + 2 > iSize)
-            break;
-        memcpy(pstrOut + n, pstrName, (size_t)iLen);
-        n += iLen;
-        pstrOut[n++] = 0;
-        iCount++;
-    }
-    pstrOut[n] = 0;
-    return iCount;
-}
-
+// The kept hidden layers hidden again in the model now open
 static void HideLayers(const char* pstrNames)
 {
-    int iHidden = 0;
-    for (const char* pstrName = pstrNames; *pstrName; pstrName += strlen(pstrName) + 1)
-        for (int i = 0; pLayers && i < pLayers->iNumLayers; i++) {
-            uint8_t* pLayer = twLayers_Find(i);
-            if (pLayer && !strncmp((const char*)pLayer + TW_LAYER_NAME_OFFSET, pstrName,
-                                   TW_LAYER_SIZE - TW_LAYER_NAME_OFFSET - 1)) {
-                int32_t iHide = 0;
-                memcpy(pLayer + TW_LAYER_VISIBLE_OFFSET, &iHide, 4);
-                iHidden++;
-            }
-        }
+    int iHidden = twLayers_HideNamed(pstrNames);
     twWorld_UpdateHiddenElements();
     if (iHidden)
         twLog(TAG, "%d layers kept hidden\n", iHidden);
@@ -476,6 +449,30 @@ static void PutModelInPlace(const char* pstrFrom)
         twWindow_DeleteFile(szInfoTo); // an older one would tell of another model
 }
 
+// The model that was open before a load the loader refused, back as it was: from the copy
+// it came from or from Temp, with its light, the walker where he stood and its hidden
+// layers hidden
+static void RestoreOpen(const char* pstrOpen, int iSource, const TwCamera* pKept, const char* pstrHidden)
+{
+    TwEngine* e = pEngine;
+    int bCopy = iSource == TW_MODEL_NAMED_PACK;
+    int iAltitude = e->iSunAltitudeWanted, iAzimuth = e->iSunAzimuthWanted;
+    if (!pstrOpen[0] || !twWorld_LoadModel(nullptr, pstrOpen, bCopy, pCam, e->szModelInfo, &iAltitude, &iAzimuth,
+                                           e->bUseVbo, nullptr)) {
+        twLogError(TAG, "!twWorld_LoadModel : '%s' doesn't come back\n", pstrOpen);
+        return;
+    }
+    if (!bCopy)
+        twWorld_LoadElementInfo(pstrOpen);
+    CopyPlace(pCam, pKept);
+    HideLayers(pstrHidden);
+    if (bCopy)
+        twEngine_LoadCopyLight(pstrOpen, TAG);
+    else
+        twEngine_ReloadLight(nullptr);
+    twLog(TAG, "'%s' is open again\n", BaseName(pstrOpen));
+}
+
 static void Finish(int iExit)
 {
     TwLink* l = pLink;
@@ -510,8 +507,11 @@ static void Finish(int iExit)
     TwCamera kept = *pCam;
     if (bReload)
         twLog(TAG, "Reloading with the walker at %.3f %.3f %.3f\n", pCam->vPos[0], pCam->vPos[1], pCam->vPos[2]);
-    char szHidden[4096];
-    int iHidden = bReload ? KeepHiddenLayers(szHidden, sizeof(szHidden)) : 0;
+    // what is open now, to come back as it was should the loader refuse the new model
+    char szOpen[TW_PATH_SIZE];
+    int iOpenSource = twWorld_GetModelLocation(szOpen);
+    int bWasLoaded = pWorld->bLoaded;
+    char* pstrHidden = twLayers_KeepHidden(nullptr);
     // a reload keeps the user's sun; a new model brings its own, as at start
     int iAltitude = e->iSunAltitudeWanted, iAzimuth = e->iSunAzimuthWanted;
     if (!bReload)
@@ -522,27 +522,23 @@ static void Finish(int iExit)
     if (!bLoaded) {
         // our own exporter's model that the loader refuses: the one that was open comes back
         twLogError(TAG, "!twWorld_LoadModel : '%s'\n", l->szExporting);
-        char szPrevious[TW_PATH_SIZE];
-        TempPath(TW_MODEL_RESOURCE, szPrevious);
-        if (twCore_FileExists(szPrevious) &&
-            twWorld_LoadModel(nullptr, szPrevious, 0, pCam, e->szModelInfo, &iAltitude, &iAzimuth, e->bUseVbo, nullptr))
-            twWorld_LoadElementInfo(szPrevious);
-        CopyPlace(pCam, &kept);
         RemoveExportFiles();
+        if (bWasLoaded)
+            RestoreOpen(szOpen, iOpenSource, &kept, pstrHidden);
+        twMem_Free(pstrHidden);
         Message(Str(STR_NOT_OPENED), BaseName(l->szExporting));
-        twEngine_ReloadLight(nullptr);
         return;
     }
     PutModelInPlace(szOutput);
     twWorld_LoadElementInfo(pWorld->szModelPath);
     if (bReload) {
         CopyPlace(pCam, &kept);
-        if (iHidden)
-            HideLayers(szHidden);
+        HideLayers(pstrHidden);
     } else {
         e->iSunAltitudeWanted = iAltitude;
         e->iSunAzimuthWanted = iAzimuth;
     }
+    twMem_Free(pstrHidden);
     e->fMessageTime = 0;
     e->iTrackedElement = e->iPickedElement = -1;
     // the light of Temp, when it still fits; else it goes aside, kept
@@ -624,8 +620,10 @@ const char* twLink_GetStatus(void)
 int twLink_Init(void)
 {
     pLink = (TwLink*)twMem_Malloc(sizeof(TwLink), "pLink");
-    if (!pLink)
+    if (!pLink) {
+        twLogError("twLink_Init", "!malloc : pLink\n");
         return 0;
+    }
     pLink->iWatch = -1;
     pLink->bLive = 1;
     LoadRecent();

@@ -125,6 +125,58 @@ int twLayers_IsVisible(int iIndex)
     return bVisible != 0;
 }
 
+void twLayers_SetVisible(int iIndex, int bVisible)
+{
+    uint8_t* pRecord = twLayers_Find(iIndex);
+    int32_t iVisible = bVisible != 0;
+    if (pRecord)
+        memcpy(pRecord + TW_LAYER_VISIBLE_OFFSET, &iVisible, 4);
+}
+
+static const char* LayerName(const uint8_t* pRecord)
+{
+    return (const char*)pRecord + TW_LAYER_NAME_OFFSET;
+}
+
+char* twLayers_KeepHidden(int* piCount)
+{
+    int iHidden = 0;
+    for (int i = 0; pLayers && i < pLayers->iNumLayers; i++)
+        iHidden += !twLayers_IsVisible(i);
+    // each name ends inside its record: a record's name space is room enough
+    size_t uiSize = (size_t)iHidden * (TW_LAYER_SIZE - TW_LAYER_NAME_OFFSET) + 1;
+    char* pstrNames = (char*)twMem_Malloc((uint32_t)uiSize, "pKeptLayers");
+    if (!pstrNames) {
+        twLogError("twLayers_KeepHidden", "!malloc : pKeptLayers\n");
+        return nullptr;
+    }
+    size_t n = 0;
+    for (int i = 0; pLayers && i < pLayers->iNumLayers; i++) {
+        if (twLayers_IsVisible(i))
+            continue;
+        const char* pstrName = LayerName(twLayers_Find(i));
+        size_t uiLen = strlen(pstrName);
+        memcpy(pstrNames + n, pstrName, uiLen + 1);
+        n += uiLen + 1;
+    }
+    pstrNames[n] = 0;
+    if (piCount)
+        *piCount = iHidden;
+    return pstrNames;
+}
+
+int twLayers_HideNamed(const char* pstrNames)
+{
+    int iHidden = 0;
+    for (const char* pstrName = pstrNames; pstrName && *pstrName; pstrName += strlen(pstrName) + 1)
+        for (int i = 0; pLayers && i < pLayers->iNumLayers; i++)
+            if (!strcmp(LayerName(twLayers_Find(i)), pstrName)) {
+                twLayers_SetVisible(i, 0);
+                iHidden++;
+            }
+    return iHidden;
+}
+
 int twLayers_Free(void)
 {
     if (!pLayers)

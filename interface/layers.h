@@ -25,6 +25,11 @@ int twLayers_Load(FILE* pFile, int iNumLayers);  // reads the records, all shown
 uint8_t* twLayers_GetLayer(int iIndex);          // the record, or null with a log line
 uint8_t* twLayers_Find(int iIndex);              // the record, or null without one
 int twLayers_IsVisible(int iIndex);              // 0 for a hidden or unknown layer
+void twLayers_SetVisible(int iIndex, int bVisible); // an unknown layer is passed over
+// The names of the hidden layers, each ending in a zero, an empty name after the last: a
+// block to free, kept across a new model of the same layers; null, logged, out of memory
+char* twLayers_KeepHidden(int* piCount);
+int twLayers_HideNamed(const char* pstrNames);   // the layers of those names hidden; how many
 int twLayers_Free(void);
 int twLayers_NextPage(void);
 int twLayers_PrevPage(void);

@@ -313,12 +313,21 @@ static void MakeSamplerTarget(void)
     w->pSamplerFbo = twOgl_CreateFbo("pSamplerFbo", TARGET_SIZE, TARGET_SIZE, 1, 0);
     if (!w->pSamplerFbo || !GLEW_ARB_pixel_buffer_object)
         return;
+    // the ways that don't wait need every buffer: without them the means are read back at once
+    while (glGetError() != GL_NO_ERROR) {
+    }
     glGenBuffersARB(TW_SAMPLE_ROUNDS_IN_FLIGHT, w->ahSamplerPbos);
     for (int i = 0; i < TW_SAMPLE_ROUNDS_IN_FLIGHT; i++) {
         glBindBufferARB(GL_PIXEL_PACK_BUFFER_ARB, w->ahSamplerPbos[i]);
         glBufferDataARB(GL_PIXEL_PACK_BUFFER_ARB, TARGET_SIZE * TARGET_SIZE * 4, nullptr, GL_STREAM_READ_ARB);
     }
     glBindBufferARB(GL_PIXEL_PACK_BUFFER_ARB, 0);
+    if (!w->ahSamplerPbos[0] || glGetError() != GL_NO_ERROR) {
+        twLogError(SAMPLER_TAG, "!glBufferDataARB : no pixel buffers, the means are read back at once\n");
+        glDeleteBuffersARB(TW_SAMPLE_ROUNDS_IN_FLIGHT, w->ahSamplerPbos);
+        memset(w->ahSamplerPbos, 0, sizeof(w->ahSamplerPbos));
+        return;
+    }
     w->hSamplerReduceTex = MakeReduceTexture();
 }
 

@@ -121,15 +121,15 @@ static int AddModel(Pack* p)
 {
     char szModel[TW_PATH_SIZE];
     int iSource = twWorld_GetModelLocation(szModel);
-    if (iSource == 1) {
+    if (iSource == TW_MODEL_OWN_PACK) {
         twLog(TAG, "Saving out model file from std resource\n");
         return AddResource(p, TW_MODEL_RESOURCE, nullptr);
     }
-    if (iSource == 2) {
+    if (iSource == TW_MODEL_NAMED_PACK) {
         twLog(TAG, "Saving out model file from ext resource\n");
         return AddResource(p, TW_MODEL_RESOURCE, szModel);
     }
-    if (iSource == 3) {
+    if (iSource == TW_MODEL_PLAIN_FILE) {
         twLog(TAG, "Saving out model file from local dir\n");
         FILE* pIn = fopen(szModel, "rb");
         if (!pIn) {
@@ -340,7 +340,7 @@ int twEngine_Save(int bMac, const char* pstrPath)
     twLog(TAG, "ModelLoc=%d\n", iSource);
     twLog(TAG, "PathToModel='%s'\n", szModel);
     // over the very file the model is read from: write beside it, and swap at the end
-    if (iSource == 2 && !strncmp(szModel, szWorking, strlen(szWorking))) {
+    if (iSource == TW_MODEL_NAMED_PACK && !strncmp(szModel, szWorking, strlen(szWorking))) {
         char szFolder[TW_PATH_SIZE];
         twCore_GetDirectory(szWorking, szFolder);
         if (!Join(szWorking, sizeof(szWorking), "%s%s", szFolder, bMac ? "Dummy.app" : "Dummy.exe")) {

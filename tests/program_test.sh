@@ -176,7 +176,7 @@ start_viewer "$WORK/nodisplay" "$BUILD/Ambulon.exe" DISPLAY=:87654
 wait_exit nodisplay
 [ "$STATUS" = 0 ] || fail "nodisplay: exit status $STATUS"
 grep -q "  !SDL_Init : " "$LOG" || fail "nodisplay: no SDL_Init line"
-expect_in_order "$LOG" nodisplay "Initializing window" "Shutting down strings" "Shutting down window" \
+expect_in_order "$LOG" nodisplay "Initializing window" "!InitWindow : the start stops" "Shutting down strings" "Shutting down window" \
     "Shutting down memory manager" "Shutting down core"
 grep -q "Initializing input" "$LOG" && fail "nodisplay: start-up went on after the window"
 
@@ -188,7 +188,8 @@ start_viewer "$WORK/nostrings" "$WORK/nodata/Ambulon.exe"
 wait_exit nostrings
 [ "$STATUS" = 0 ] || fail "nostrings: exit status $STATUS"
 grep -qF "  !fopen : '$WORK/nodata/Data/Strings/Strings.bin'" "$LOG" || fail "nostrings: no fopen line"
-expect_in_order "$LOG" nostrings "Initializing strings" "!twStrings_ImportBin" "${SHUTDOWN_LINES[@]}"
+expect_in_order "$LOG" nostrings "Initializing strings" "!twStrings_ImportBin" "!InitStrings : the start stops" \
+    "${SHUTDOWN_LINES[@]}"
 grep -q "Leaking" "$LOG" && fail "nostrings: memory leaked"
 
 # --- 4. No fonts at all ---------------------------------------------------------------

@@ -378,6 +378,11 @@ TEST_F(Bake, AJobOutOfMemoryOrLosingMeansStopsWithItsLineAndLeavesTheRestUnlit)
             iLit += pWorld->ppSurfaces[i]->bLit && !pWorld->ppSurfaces[i]->bNoSampling;
         EXPECT_EQ(iLit, 0) << k;
         EXPECT_EQ(twWorld_LightComplete(), 0) << k;
+        if (k == 1) {
+            twMem_FailNamed("pTempBuffer");
+            EXPECT_EQ(twWorld_UploadSurfaceLight(Facing(1, 1)), 0) << "a lightmap not shown is a failure";
+            twMem_FailNamed(nullptr);
+        }
         twWorld_Free();
     }
 }

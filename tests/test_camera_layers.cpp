@@ -253,3 +253,36 @@ TEST_F(Layers, ShortOrAbsurdTablesFail)
     EXPECT_EQ(twLayers_Load(nullptr, -4), 0);
     EXPECT_EQ(twLayers_Load(nullptr, 1 << 30), 0);
 }
+
+// Hidden layers kept by name across a new model of the same layers, however many and however
+// long their names: 60 names of 250 characters are far beyond any fixed buffer's 4 KB
+TEST_F(Layers, EveryHiddenLayerIsKeptByNameAndHiddenAgain)
+{
+    const int iCount = 80;
+    std::vector<uint8_t> bytes(iCount * TW_LAYER_SIZE, 0);
+    for (int i = 0; i < iCount; i++) {
+        std::string name = std::to_string(i) + " " + std::string(250, 'a' + i % 26);
+        memcpy(&bytes[i * TW_LAYER_SIZE + TW_LAYER_NAME_OFFSET], name.data(), name.size());
+    }
+    twHarness_WriteFile(dir + "layers", bytes);
+    FILE* pFile = fopen((dir + "layers").c_str(), "rb");
+    ASSERT_EQ(twLayers_Load(pFile, iCount), 1);
+    for (int i = 0; i < 60; i++)
+        twLayers_SetVisible(i * 4 / 3, 0);
+    int iKept = 0;
+    char* pstrKept = twLayers_KeepHidden(&iKept);
+    ASSERT_NE(pstrKept, nullptr);
+    EXPECT_EQ(iKept, 60);
+    // the same table again, all shown, as a reload brings it
+    fseek(pFile, 0, SEEK_SET);
+    ASSERT_EQ(twLayers_Load(pFile, iCount), 1);
+    fclose(pFile);
+    EXPECT_EQ(twLayers_HideNamed(pstrKept), 60);
+    twMem_Free(pstrKept);
+    int iHidden = 0;
+    for (int i = 0; i < iCount; i++)
+        iHidden += !twLayers_IsVisible(i);
+    EXPECT_EQ(iHidden, 60);
+    EXPECT_EQ(twLayers_IsVisible(1), 0);
+    EXPECT_EQ(twLayers_IsVisible(3), 1);
+}

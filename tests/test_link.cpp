@@ -11,6 +11,7 @@
 #include <string>
 
 #include "engine/engine.h"
+#include "engine/memory.h"
 #include "engine/model_link.h"
 #include "engine/timer.h"
 #include "interface/layers.h"
@@ -161,6 +162,57 @@ TEST_F(Link, BadFilesLeaveTheOpenModel)
     EXPECT_FALSE(twCore_FileExists((dir + "Temp/" TW_LINK_OUTPUT).c_str()));
     EXPECT_FALSE(twCore_FileExists((dir + "Temp/" TW_LINK_OUTPUT ".tmp").c_str()));
 }
+
+// A model the loader refuses after an export brings back what was open, as it was: a copy
+// from its own file with the walker where he stood and its hidden layer hidden
+TEST_F(Link, AModelTheLoaderRefusesBringsBackTheCopyThatWasOpen)
+{
+    TwExportModel house = twSample_SmallHouse();
+    house.layers = {"Ground", "Roof"};
+    house.elements.back().iLayer = 1;
+    std::string copy = twTest_MakeCopy("Open.exe", house);
+    ASSERT_EQ(twLink_Open(copy.c_str(), 0), 1);
+    ASSERT_EQ(pWorld->iModelSource, TW_MODEL_NAMED_PACK);
+    twLayers_SetVisible(1, 0);
+    twWorld_UpdateHiddenElements();
+    const float afPlace[3] = {0.5f, 1.6f, 0.25f};
+    memcpy(pCam->vPos, afPlace, sizeof(afPlace));
+    // an exporter whose model is damaged
+    std::string fake = dir + "fake/";
+    mkdir(fake.c_str(), 0755);
+    twHarness_WriteText(fake + "ambexport", "#!/bin/sh\nprintf 'AMB damaged' > \"$4\"\n");
+    chmod((fake + "ambexport").c_str(), 0755);
+    twHarness_WriteText(dir + "refused.obj", Obj(0));
+    char szProgramDir[TW_PATH_SIZE];
+    snprintf(szProgramDir, sizeof(szProgramDir), "%s", pCore->szProgramDir);
+    snprintf(pCore->szProgramDir, TW_PATH_SIZE, "%s", fake.c_str());
+    ASSERT_EQ(twLink_Open((dir + "refused.obj").c_str(), 0), 1);
+    Settle();
+    snprintf(pCore->szProgramDir, TW_PATH_SIZE, "%s", szProgramDir);
+    EXPECT_TRUE(twTest_LogHas("!twWorld_LoadModel : '" + dir + "refused.obj'\n"));
+    ASSERT_EQ(pWorld->bLoaded, 1);
+    EXPECT_EQ(pWorld->iModelSource, TW_MODEL_NAMED_PACK);
+    EXPECT_STREQ(pWorld->szModelPath, copy.c_str());
+    EXPECT_EQ(pWorld->iNumElements, (int)house.elements.size());
+    EXPECT_EQ(twLayers_IsVisible(1), 0);
+    EXPECT_EQ(pWorld->bAnyHiddenElements, 1);
+    for (int i = 0; i < 3; i++)
+        EXPECT_FLOAT_EQ(pCam->vPos[i], afPlace[i]);
+    EXPECT_NE(strstr(pEngine->szMessageText, "refused.obj"), nullptr) << pEngine->szMessageText;
+}
+
+#ifdef AMB_TEST_HOOKS
+TEST_F(Link, ALinkWithoutMemorySaysSo)
+{
+    TwLink* pKept = pLink;
+    pLink = nullptr;
+    twMem_FailNamed("pLink");
+    EXPECT_EQ(twLink_Init(), 0);
+    twMem_FailNamed(nullptr);
+    pLink = pKept;
+    EXPECT_TRUE(twTest_LogHas("!malloc : pLink\n"));
+}
+#endif
 
 // A light that still fits stays through a reload; one that no longer fits goes into its own
 // folder under Temp, whole, with a message

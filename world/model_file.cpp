@@ -102,7 +102,7 @@ static FILE* OpenSource(const char* pszPath, int bPack, int64_t* piSize, int* pi
 {
     int iSize = 0;
     if (!pszPath) {
-        *piSource = 1;
+        *piSource = TW_MODEL_OWN_PACK;
         FILE* pFile = twCore_GetResource("Export.bin", &iSize);
         if (!pFile)
             twLogError(TAG, "!twCore_GetResource\n");
@@ -110,14 +110,14 @@ static FILE* OpenSource(const char* pszPath, int bPack, int64_t* piSize, int* pi
         return pFile;
     }
     if (bPack) {
-        *piSource = 2;
+        *piSource = TW_MODEL_NAMED_PACK;
         FILE* pFile = twCore_GetResourceExt("Export.bin", pszPath, &iSize);
         if (!pFile)
             twLogError(TAG, "!twCore_GetResourceExt\n");
         *piSize = iSize;
         return pFile;
     }
-    *piSource = 3;
+    *piSource = TW_MODEL_PLAIN_FILE;
     FILE* pFile = fopen(pszPath, "rb");
     if (!pFile) {
         twLogError(TAG, "!fopen : '%s'\n", pszPath);

@@ -23,6 +23,10 @@ struct TwSurfaceArray;
 struct TwLightmap;
 
 #define TW_MODEL_VERSION_MIN 226
+// Where the model came from (iModelSource)
+#define TW_MODEL_OWN_PACK 1   // a copy's own
+#define TW_MODEL_NAMED_PACK 2 // a copy opened
+#define TW_MODEL_PLAIN_FILE 3 // Temp's, or another file
 #define TW_ELEMENT_RECORD_SIZE 400
 #define TW_MATERIAL_RECORD_SIZE 608
 #define TW_TEXTURE_RECORD_SIZE 172
@@ -294,7 +298,7 @@ struct TwWorld {
     char szCollisionInfo[128];
     uint8_t aucHeader1[256], aucHeader2[256]; // the file header's blocks and words, kept
     uint32_t auiHeaderWords[2];
-    int32_t iModelSource;           // 1 own pack, 2 a named pack, 3 a plain file
+    int32_t iModelSource;           // TW_MODEL_OWN_PACK, TW_MODEL_NAMED_PACK or TW_MODEL_PLAIN_FILE
     char szModelPath[TW_PATH_SIZE];
     int32_t iNumTris;
     int32_t iNumPhysTris;           // triangles that take part in collision
