@@ -9,7 +9,6 @@
 #include "engine/memory.h"
 #include "engine/strings.h"
 #include "engine/vector.h"
-#include "interface/layers.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "render/render.h"
@@ -173,7 +172,7 @@ void twMeasure_Snap(const TwCamera* pCam, int iX, int iY)
                 continue;
             for (int e = 0; e < pGroup->iNumElements; e++) {
                 const TwElement* pElement = pGroup->ppElements[e];
-                if (!twLayers_IsVisible(pElement->iLayer))
+                if (!twWorld_ElementShown(pElement))
                     continue;
                 for (int k = 0; k < pElement->iNumMeshes; k++) {
                     const TwMesh* pMesh = &pElement->pMeshes[k];

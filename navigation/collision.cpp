@@ -4,7 +4,6 @@
 
 #include "engine/list.h"
 #include "engine/vector.h"
-#include "interface/layers.h"
 #include "navigation/camera.h"
 #include "world/world.h"
 
@@ -200,7 +199,7 @@ static int CollideVisibleElements(const Walker* w)
     int iIndices = 0;
     for (int e = 0; e < pW->iNumElements; e++) {
         const TwElement* pElement = &pW->pElements[e];
-        if (!twWorld_CollidesByType(pElement->iType) || !twLayers_IsVisible(pElement->iLayer) ||
+        if (!twWorld_CollidesByType(pElement->iType) || !twWorld_ElementShown(pElement) ||
             !twBox_Overlap(pElement->vCentre, pElement->vHalfSize, w->pPos, w->afBox))
             continue;
         for (int m = 0; m < pElement->iNumMeshes; m++) {
@@ -265,7 +264,7 @@ static int LineCrosses(const float* a, const float* b, const float* c, int iAxis
 static int Solid(const TwElement* pElement)
 {
     int t = pElement->iType;
-    return twLayers_IsVisible(pElement->iLayer) && t != 4 && t != 5 && !(t >= 37 && t <= 42);
+    return twWorld_ElementShown(pElement) && t != 4 && t != 5 && !(t >= 37 && t <= 42);
 }
 
 int twWorld_FloorBelow(float x, float z, float fFeetY, float* pfFloorY)

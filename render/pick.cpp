@@ -84,7 +84,7 @@ int twWorld_PickElement(const TwCamera* pCam, int iX, int iY)
     glEnableClientState(GL_VERTEX_ARRAY);
     for (int e = 0; e < w->iNumElements; e++) {
         const TwElement* pElement = &w->pElements[e];
-        if (!twLayers_IsVisible(pElement->iLayer) || !RayMeetsBox(afNear, afDir, pElement->vMin, pElement->vMax))
+        if (!twWorld_ElementShown(pElement) || !RayMeetsBox(afNear, afDir, pElement->vMin, pElement->vMax))
             continue;
         // the id in the frame buffer's bytes, as the sweep writes its own
         uint32_t uiId = (uint32_t)e + 1;

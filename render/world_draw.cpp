@@ -7,7 +7,6 @@
 #include "engine/memory.h"
 #include "engine/vector.h"
 #include "light/light.h"
-#include "interface/layers.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "render/render.h"
@@ -45,7 +44,7 @@ const TwMesh* twWorld_NextShownMesh(TwList** ppNode, const TwElementGroup* pGrou
 {
     for (TwList* p = *ppNode; p; p = p->pNext) {
         const TwMesh* pMesh = (const TwMesh*)p->pData;
-        if (pMesh && (!pGroup->bHasHiddenElements || twLayers_IsVisible(pMesh->pElement->iLayer))) {
+        if (pMesh && (!pGroup->bHasHiddenElements || twWorld_ElementShown(pMesh->pElement))) {
             *ppNode = p->pNext;
             return pMesh;
         }
@@ -203,7 +202,7 @@ static void FinishDraw(int bDrawEdges)
                 continue;
             for (int e = 0; e < pGroup->iNumElements; e++) {
                 const TwElement* pElement = pGroup->ppElements[e];
-                if (pGroup->bHasHiddenElements && !twLayers_IsVisible(pElement->iLayer))
+                if (pGroup->bHasHiddenElements && !twWorld_ElementShown(pElement))
                     continue;
                 for (int m = 0; m < pElement->iNumMeshes; m++)
                     twWorld_DrawMeshEdges(&pElement->pMeshes[m]);
@@ -453,7 +452,7 @@ static void DrawLightmaps(const TwSurfaceArray* pArray, const TwElementGroup* pG
         int iFirst = 0;
         for (TwList* s = pLightmap->pSurfaceList->pNext; s; s = s->pNext) {
             const TwSurface* pSurface = (const TwSurface*)s->pData;
-            if (pSurface && twLayers_IsVisible(pSurface->pMesh->pElement->iLayer)) {
+            if (pSurface && twWorld_ElementShown(pSurface->pMesh->pElement)) {
                 glDrawElements(GL_TRIANGLES, pSurface->usNumIndices, GL_UNSIGNED_SHORT, pusIndices + iFirst);
                 w->iNumIndicesDrawn += pSurface->usNumIndices;
             }
@@ -469,7 +468,7 @@ static void DrawSmoothMeshes(const TwRenderArray* pArray, const TwElementGroup* 
     for (TwList* p = pArray->pMeshListSmooth ? pArray->pMeshListSmooth->pNext : nullptr; p; p = p->pNext) {
         const TwMesh* pMesh = (const TwMesh*)p->pData;
         if (!pMesh || !pMesh->pucVertexLight ||
-            (pGroup->bHasHiddenElements && !twLayers_IsVisible(pMesh->pElement->iLayer)))
+            (pGroup->bHasHiddenElements && !twWorld_ElementShown(pMesh->pElement)))
             continue;
         int bBuffers = bUseVbo && pMesh->hVboVerts;
         const uint8_t* pucVerts = bBuffers ? nullptr : (const uint8_t*)pMesh->pVerts;

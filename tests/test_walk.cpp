@@ -277,8 +277,8 @@ TEST_F(Walk, AFloorIsFoundUnderASpotButNeverInAWall)
     TwExportModel hidden = Floor({twSample_Box(-0.1f, 0, -10, 0.1f, 2.5f, 10, 1, 0, 1)});
     twWorld_Free();
     Load(hidden);
-    int32_t bHidden = 0;
-    memcpy(twLayers_GetLayer(1) + TW_LAYER_VISIBLE_OFFSET, &bHidden, 4);
+    twLayers_SetVisible(1, 0);
+    twWorld_UpdateHiddenElements();
     EXPECT_EQ(twWorld_FloorBelow(0, 2, 0, &fFloor), 1);
 }
 

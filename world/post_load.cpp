@@ -65,6 +65,13 @@ int twWorld_PostLoadProcess(TwCamera* pCam, int bVbo)
         twLogError(TAG, "!malloc : pWorld->piMeshesVisible\n");
         return 0;
     }
+    // a new model shows whole: its layers come in shown
+    w->pucElementShown = (uint8_t*)twMem_Malloc((uint32_t)w->iNumElements + 1, "pWorld->pucElementShown");
+    if (!w->pucElementShown) {
+        twLogError(TAG, "!malloc : pWorld->pucElementShown\n");
+        return 0;
+    }
+    memset(w->pucElementShown, 1, (size_t)w->iNumElements);
     StepDone(2, &dClock);
 
     twLog(TAG, "Counting materials accessed by meshes\n");

@@ -226,6 +226,7 @@ int twWorld_Free(void)
     FreeBlock(pWorld->ppMeshes);
     FreeBlock(pWorld->ppMeshesVisible);
     FreeBlock(pWorld->piMeshesVisible);
+    FreeBlock(pWorld->pucElementShown);
     // counters, boxes, header words and stamps all return to zero together
     size_t uiStart = offsetof(TwWorld, bLoaded);
     memset((uint8_t*)pWorld + uiStart, 0, sizeof(TwWorld) - uiStart);
@@ -259,15 +260,26 @@ void twWorld_UpdateHiddenElements(void)
     if (!pWorld || !pWorld->bLoaded)
         return;
     pWorld->bAnyHiddenElements = 0;
+    for (int e = 0; pWorld->pucElementShown && e < pWorld->iNumElements; e++)
+        pWorld->pucElementShown[e] = (uint8_t)twLayers_IsVisible(pWorld->pElements[e].iLayer);
     for (int g = 0; g < pWorld->iNumElementGroups; g++) {
         TwElementGroup* pGroup = &pWorld->pElementGroups[g];
         pGroup->bHasHiddenElements = 0;
         for (int e = 0; e < pGroup->iNumElements && !pGroup->bHasHiddenElements; e++)
-            if (!twLayers_IsVisible(pGroup->ppElements[e]->iLayer))
+            if (!twWorld_ElementShown(pGroup->ppElements[e]))
                 pGroup->bHasHiddenElements = 1;
         if (pGroup->bHasHiddenElements)
             pWorld->bAnyHiddenElements = 1;
     }
+}
+
+int twWorld_ElementShown(const TwElement* pElement)
+{
+    const TwWorld* w = pWorld;
+    ptrdiff_t i = pElement - w->pElements;
+    if (!w->pucElementShown || i < 0 || i >= w->iNumElements)
+        return 0;
+    return w->pucElementShown[i];
 }
 
 int twWorld_GetModelLocation(char* pstrPathOut)

@@ -295,6 +295,9 @@ struct TwWorld {
     // the model: everything from bLoaded on is cleared when the model is freed
     int32_t bLoaded;                // a model is completely loaded
     int32_t bAnyHiddenElements;
+    // iNumElements: 1 where an element shows, to the frame, the shadow, the sweep, the pick,
+    // the measure tool and the walker alike; renewed with the layers
+    uint8_t* pucElementShown;
     char szCollisionInfo[128];
     uint8_t aucHeader1[256], aucHeader2[256]; // the file header's blocks and words, kept
     uint32_t auiHeaderWords[2];
@@ -400,7 +403,8 @@ void twWorld_FreeElementInfo(void);
 const TwElementInfo* twWorld_GetElementInfo(int iElement); // null without one
 // post_load.cpp
 int twWorld_PostLoadProcess(TwCamera* pCam, int bVbo);
-void twWorld_UpdateHiddenElements(void); // renews the groups' hidden flags from the layers
+void twWorld_UpdateHiddenElements(void); // renews what shows, and the groups' hidden flags, from the layers
+int twWorld_ElementShown(const TwElement* pElement); // the one answer to whether an element shows
 // physics.cpp
 int twWorld_CreatePhysBsp(void);
 TwBspVolume* twWorld_CreateNewVolume(void);
