@@ -54,6 +54,97 @@ static inline void twVec_Sub(const float* a, const float* b, float* pOut)
     pOut[2] = a[2] - b[2];
 }
 
+static inline void twVec_Copy(float* pOut, const float* v)
+{
+    pOut[0] = v[0];
+    pOut[1] = v[1];
+    pOut[2] = v[2];
+}
+
+// The point of a triangle closest to P: the foot of P on its plane (unit normal, P standing
+// fAbove over it), or the nearest point of an edge or a corner when the foot falls outside
+static inline void twTri_ClosestPoint(const float* P, const float* a, const float* b, const float* c,
+                                      const float* pvNormal, float fAbove, float* pvOut)
+{
+    float ab[3], ac[3], ap[3];
+    twVec_Sub(b, a, ab);
+    twVec_Sub(c, a, ac);
+    twVec_Sub(P, a, ap);
+    float d1 = twVec_Dot(ab, ap), d2 = twVec_Dot(ac, ap);
+    // the regions of the corners, the edges and the face
+    if (d1 <= 0 && d2 <= 0) {
+        twVec_Copy(pvOut, a);
+        return;
+    }
+    float bp[3], cp[3];
+    twVec_Sub(P, b, bp);
+    twVec_Sub(P, c, cp);
+    float d3 = twVec_Dot(ab, bp), d4 = twVec_Dot(ac, bp);
+    if (d3 >= 0 && d4 <= d3) {
+        twVec_Copy(pvOut, b);
+        return;
+    }
+    float vc = d1 * d4 - d3 * d2;
+    if (vc <= 0 && d1 >= 0 && d3 <= 0) {
+        float v = d1 / (d1 - d3);
+        for (int i = 0; i < 3; i++)
+            pvOut[i] = a[i] + ab[i] * v;
+        return;
+    }
+    float d5 = twVec_Dot(ab, cp), d6 = twVec_Dot(ac, cp);
+    if (d6 >= 0 && d5 <= d6) {
+        twVec_Copy(pvOut, c);
+        return;
+    }
+    float vb = d5 * d2 - d1 * d6;
+    if (vb <= 0 && d2 >= 0 && d6 <= 0) {
+        float w = d2 / (d2 - d6);
+        for (int i = 0; i < 3; i++)
+            pvOut[i] = a[i] + ac[i] * w;
+        return;
+    }
+    float va = d3 * d6 - d5 * d4;
+    if (va <= 0 && d4 - d3 >= 0 && d5 - d6 >= 0) {
+        float w = (d4 - d3) / ((d4 - d3) + (d5 - d6));
+        for (int i = 0; i < 3; i++)
+            pvOut[i] = b[i] + (c[i] - b[i]) * w;
+        return;
+    }
+    for (int i = 0; i < 3; i++)
+        pvOut[i] = P[i] - pvNormal[i] * fAbove;
+}
+
+
+// a times b, both 4x4 in OpenGL's column order; pOut may be a or b
+static inline void twMat_Multiply(const float* a, const float* b, float* pOut)
+{
+    float r[16];
+    for (int c = 0; c < 4; c++)
+        for (int row = 0; row < 4; row++)
+            r[c * 4 + row] = a[row] * b[c * 4] + a[4 + row] * b[c * 4 + 1] + a[8 + row] * b[c * 4 + 2] +
+                             a[12 + row] * b[c * 4 + 3];
+    for (int i = 0; i < 16; i++)
+        pOut[i] = r[i];
+}
+
+// The six planes of the view a projection times view matrix sees: near, left, right, top,
+// bottom, far, each a unit normal pointing inwards and its offset
+static inline void twMat_FrustumPlanes(const float* m, float (*pafPlanes)[4])
+{
+    // row i: elements i, i + 4, i + 8, i + 12
+    static const int aiRow[6] = {2, 0, 0, 1, 1, 2};
+    static const float afSign[6] = {1, 1, -1, -1, 1, -1};
+    for (int p = 0; p < 6; p++) {
+        float* v = pafPlanes[p];
+        for (int k = 0; k < 4; k++)
+            v[k] = m[3 + k * 4] + afSign[p] * m[aiRow[p] + k * 4];
+        float f = sqrtf(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
+        if (f > 0)
+            for (int k = 0; k < 4; k++)
+                v[k] /= f;
+    }
+}
+
 static inline float twVec_DistanceSq(const float* a, const float* b)
 {
     float d[3];
@@ -82,6 +173,28 @@ static inline int twBox_Overlap(const float* pvCentreA, const float* pvHalfA, co
         if (!(fabsf(pvCentreA[i] - pvCentreB[i]) <= pvHalfA[i] + pvHalfB[i]))
             return 0;
     return 1;
+}
+
+// A box in centre form wholly outside one of the planes (normals pointing in, each with its
+// offset): the corner furthest along that plane's normal stands no more than fMargin inside
+// it. The furthest corner alone answers for all eight. A NaN box is outside.
+static inline int twBox_OutsidePlanes(const float (*pafPlanes)[4], int iNumPlanes, const float* pvCentre,
+                                      const float* pvHalfSize, float fMargin)
+{
+    float afLow[3], afHigh[3];
+    for (int i = 0; i < 3; i++) {
+        float a = pvCentre[i] + pvHalfSize[i], b = pvCentre[i] + -pvHalfSize[i];
+        afLow[i] = a < b ? a : b;
+        afHigh[i] = a < b ? b : a;
+    }
+    for (int p = 0; p < iNumPlanes; p++) {
+        const float* n = pafPlanes[p];
+        const float afFurthest[3] = {n[0] > 0 ? afHigh[0] : afLow[0], n[1] > 0 ? afHigh[1] : afLow[1],
+                                     n[2] > 0 ? afHigh[2] : afLow[2]};
+        if (!(twVec_Dot(n, afFurthest) + n[3] + fMargin > 0))
+            return 1;
+    }
+    return 0;
 }
 
 // Grows a box in corner form to take in another

@@ -111,7 +111,6 @@ int twWorld_GetSurfaceBox(TwSurface* pSurface);
 // Six inward planes around a surface's rectangle: its own plane lifted 2 cm, four sides
 // fSideRange beyond the rectangle, and a lid fTopRange above it
 void twWorld_SurfacePlanes(const TwSurface* pSurface, float fSideRange, float fTopRange, float afPlanes[6][4]);
-int twWorld_BoxBehindAPlane(const float afPlanes[6][4], const float* pvCentre, const float* pvHalfSize);
 // lightmaps.cpp
 // every surface array's surfaces into its lightmaps, through a work buffer of a lightmap's
 // vertices and indices

@@ -163,61 +163,14 @@ static int LineHitsTriangle(const float* P, const float* D, const float* a, cons
 }
 
 // The point of a triangle closest to P, for triangles within fLimit of P's side of their
-// plane: the foot of P on the plane, or the nearest point of an edge when the foot falls
-// outside. 0 when the triangle is too far in front.
+// plane; 0 when the triangle is too far in front
 static int ClosestOnTriangle(const float* P, const float* a, const float* b, const float* c, const float* pvNormal,
                              float fD, float fLimit, float* pvOut)
 {
     float s = twVec_Dot(pvNormal, P) + fD;
     if (s > fLimit)
         return 0;
-    float ab[3], ac[3], ap[3];
-    twVec_Sub(b, a, ab);
-    twVec_Sub(c, a, ac);
-    twVec_Sub(P, a, ap);
-    float d1 = twVec_Dot(ab, ap), d2 = twVec_Dot(ac, ap);
-    const float* apCorner[3] = {a, b, c};
-    // the regions of the corners, the edges and the face
-    if (d1 <= 0 && d2 <= 0) {
-        memcpy(pvOut, apCorner[0], 12);
-        return 1;
-    }
-    float bp[3], cp[3];
-    twVec_Sub(P, b, bp);
-    twVec_Sub(P, c, cp);
-    float d3 = twVec_Dot(ab, bp), d4 = twVec_Dot(ac, bp);
-    if (d3 >= 0 && d4 <= d3) {
-        memcpy(pvOut, apCorner[1], 12);
-        return 1;
-    }
-    float vc = d1 * d4 - d3 * d2;
-    if (vc <= 0 && d1 >= 0 && d3 <= 0) {
-        float v = d1 / (d1 - d3);
-        for (int i = 0; i < 3; i++)
-            pvOut[i] = a[i] + ab[i] * v;
-        return 1;
-    }
-    float d5 = twVec_Dot(ab, cp), d6 = twVec_Dot(ac, cp);
-    if (d6 >= 0 && d5 <= d6) {
-        memcpy(pvOut, apCorner[2], 12);
-        return 1;
-    }
-    float vb = d5 * d2 - d1 * d6;
-    if (vb <= 0 && d2 >= 0 && d6 <= 0) {
-        float w = d2 / (d2 - d6);
-        for (int i = 0; i < 3; i++)
-            pvOut[i] = a[i] + ac[i] * w;
-        return 1;
-    }
-    float va = d3 * d6 - d5 * d4;
-    if (va <= 0 && d4 - d3 >= 0 && d5 - d6 >= 0) {
-        float w = (d4 - d3) / ((d4 - d3) + (d5 - d6));
-        for (int i = 0; i < 3; i++)
-            pvOut[i] = b[i] + (c[i] - b[i]) * w;
-        return 1;
-    }
-    for (int i = 0; i < 3; i++)
-        pvOut[i] = P[i] - pvNormal[i] * s;
+    twTri_ClosestPoint(P, a, b, c, pvNormal, s, pvOut);
     return 1;
 }
 
@@ -298,7 +251,7 @@ static void CollectSurfacesInRange(const TwSurface* S)
             const TwSurfaceArray* pArray = (*pp)->pRenderArrays[r].pSurfaceArray2;
             for (int s = 0; pArray && s < pArray->iNumSurfaces; s++) {
                 TwSurface* T = &pArray->pSurfaces2[s];
-                if (twWorld_BoxBehindAPlane(afPlanes, T->fBoxCentre, T->fBoxHalf) ||
+                if (twBox_OutsidePlanes(afPlanes, 6, T->fBoxCentre, T->fBoxHalf, 0) ||
                     fabsf(twVec_Dot(S->fPlane, T->fPlane)) > CROSSING_ANGLE)
                     continue;
                 int bInFront = 0;
@@ -322,7 +275,7 @@ static void GroupsInRange(const float* pvCentre, float fHalf, const float (*pafP
     int n = 0;
     for (int t = 0; t < iNumItems; t++) {
         TwElementGroup* pGroup = (TwElementGroup*)w->ppElementGroupItemsFromTree[t]->pData;
-        if (!pafPlanes || !twWorld_BoxBehindAPlane(pafPlanes, pGroup->vCentre, pGroup->vHalfSize))
+        if (!pafPlanes || !twBox_OutsidePlanes(pafPlanes, 6, pGroup->vCentre, pGroup->vHalfSize, 0))
             w->ppElementGroupsInRange[n++] = pGroup;
     }
     w->ppElementGroupsInRange[n] = nullptr;

@@ -433,23 +433,6 @@ void twWorld_SurfacePlanes(const TwSurface* pSurface, float fSideRange, float fT
 
 // Only the corner furthest along a plane's normal needs asking whether it lies in front:
 // rounded products and sums grow with their terms, so no other corner's sum can be larger
-int twWorld_BoxBehindAPlane(const float afPlanes[6][4], const float* pvCentre, const float* pvHalfSize)
-{
-    float afLow[3], afHigh[3];
-    for (int i = 0; i < 3; i++) {
-        float a = pvCentre[i] + pvHalfSize[i], b = pvCentre[i] + -pvHalfSize[i];
-        afLow[i] = a < b ? a : b;
-        afHigh[i] = a < b ? b : a;
-    }
-    for (int p = 0; p < 6; p++) {
-        const float* n = afPlanes[p];
-        const float afFurthest[3] = {n[0] > 0 ? afHigh[0] : afLow[0], n[1] > 0 ? afHigh[1] : afLow[1],
-                                     n[2] > 0 ? afHigh[2] : afLow[2]};
-        if (!(twVec_Dot(n, afFurthest) + n[3] > 0))
-            return 1;
-    }
-    return 0;
-}
 
 int twWorld_SurfaceIsClear(TwSurface* pSurface)
 {
@@ -469,7 +452,7 @@ int twWorld_SurfaceIsClear(TwSurface* pSurface)
             const TwElement* pElement = pGroup->ppElements[e];
             float fRadius = twVec_Length(pElement->vHalfSize);
             if (twVec_Dot(afPlanes[0], pElement->vCentre) + afPlanes[0][3] + fRadius >= 0 &&
-                !twWorld_BoxBehindAPlane(afPlanes, pElement->vCentre, pElement->vHalfSize))
+                !twBox_OutsidePlanes(afPlanes, 6, pElement->vCentre, pElement->vHalfSize, 0))
                 return 0;
         }
     }

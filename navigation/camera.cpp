@@ -27,15 +27,6 @@ static void Identity(float* m)
     m[0] = m[5] = m[10] = m[15] = 1;
 }
 
-static void Multiply(const float* a, const float* b, float* pOut)
-{
-    float r[16];
-    for (int c = 0; c < 4; c++)
-        for (int row = 0; row < 4; row++)
-            r[c * 4 + row] = a[row] * b[c * 4] + a[4 + row] * b[c * 4 + 1] + a[8 + row] * b[c * 4 + 2] +
-                             a[12 + row] * b[c * 4 + 3];
-    memcpy(pOut, r, sizeof(r));
-}
 
 // A rotation about one axis (0 X, 1 Y, 2 Z), as glRotate makes it
 static void Rotation(int iAxis, float fDegrees, float* m)
@@ -56,14 +47,14 @@ static void ViewMatrix(float fPitch, float fYaw, float fRoll, const float* pvPos
     float r[16], m[16], t[16];
     Rotation(2, -fRoll, r);
     Rotation(0, -fPitch, m);
-    Multiply(r, m, r);
+    twMat_Multiply(r, m, r);
     Rotation(1, -fYaw, m);
-    Multiply(r, m, r);
+    twMat_Multiply(r, m, r);
     Identity(t);
     t[12] = -pvPos[0];
     t[13] = -pvPos[1];
     t[14] = -pvPos[2];
-    Multiply(r, t, pOut);
+    twMat_Multiply(r, t, pOut);
 }
 
 // The determinant of the 3 x 3 matrix left when a row and a column are struck out
@@ -99,23 +90,6 @@ static int Invert(const float* m, float* pOut)
     return 1;
 }
 
-static void FrustumPlanes(TwCamera* c)
-{
-    const float* m = c->mViewProj;
-    // row i: elements i, i + 4, i + 8, i + 12; planes near, left, right, top, bottom, far
-    static const int aiRow[6] = {2, 0, 0, 1, 1, 2};
-    static const float afSign[6] = {1, 1, -1, -1, 1, -1};
-    for (int p = 0; p < 6; p++) {
-        float* v = c->vFrustum[p];
-        for (int k = 0; k < 4; k++)
-            v[k] = m[3 + k * 4] + afSign[p] * m[aiRow[p] + k * 4];
-        float f = twVec_Length(v);
-        if (f > 0)
-            for (int k = 0; k < 4; k++)
-                v[k] /= f;
-    }
-}
-
 // The orthographic projection's diagonal, with the scale factors that aren't 0 or 1
 static void OrthoProjection(TwCamera* c, float fX, float fY, float fZ)
 {
@@ -130,10 +104,10 @@ static void OrthoProjection(TwCamera* c, float fX, float fY, float fZ)
 
 static void FinishMatrices(TwCamera* c, int bFrustum)
 {
-    Multiply(c->mProjection, c->mView, c->mViewProj);
+    twMat_Multiply(c->mProjection, c->mView, c->mViewProj);
     Invert(c->mViewProj, c->mViewProjInverse);
     if (bFrustum)
-        FrustumPlanes(c);
+        twMat_FrustumPlanes(c->mViewProj, c->vFrustum);
 }
 
 int twCamera_Init(TwCamera* c)
@@ -277,19 +251,7 @@ void twCamera_UpdateSunMatrices(TwCamera* c)
 int twCamera_BoxInFrustum(const TwCamera* c, const float* pCentre, const float* pHalfSize)
 {
     // near, left, right and top only: beyond the far plane or below the view a box passes
-    for (int p = 0; p < 4; p++) {
-        const float* v = c->vFrustum[p];
-        int bAnyInside = 0;
-        for (int k = 0; k < TW_BOX_CORNERS && !bAnyInside; k++) {
-            float afCorner[3];
-            twBox_Corner(pCentre, pHalfSize, k, afCorner);
-            if (twVec_Dot(v, afCorner) + v[3] > 0)
-                bAnyInside = 1;
-        }
-        if (!bAnyInside)
-            return 0;
-    }
-    return 1;
+    return !twBox_OutsidePlanes(c->vFrustum, 4, pCentre, pHalfSize, 0);
 }
 
 void twCamera_TopZoom(TwCamera* c, int iWheel)

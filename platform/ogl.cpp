@@ -531,7 +531,8 @@ void twOgl_DrawCrossHair(void)
     glEnd();
 }
 
-void twOgl_LookAlong(const float* pvEye, const float* pvDir, const float* pvUp)
+// The rotation of an eye looking along a direction, the up vector upright in its view
+static void LookRotation(const float* pvDir, const float* pvUp, float* pfMatrix)
 {
     float afBack[3] = {-pvDir[0], -pvDir[1], -pvDir[2]};
     twVec_Normalize(afBack);
@@ -540,10 +541,24 @@ void twOgl_LookAlong(const float* pvEye, const float* pvDir, const float* pvUp)
     twVec_Normalize(afSide);
     twVec_Cross(afBack, afSide, afUp);
     twVec_Normalize(afUp);
-    float afMatrix[16] = {afSide[0], afUp[0], afBack[0], 0, afSide[1], afUp[1], afBack[1], 0,
-                          afSide[2], afUp[2], afBack[2], 0, 0,         0,      0,         1};
+    const float afMatrix[16] = {afSide[0], afUp[0], afBack[0], 0, afSide[1], afUp[1], afBack[1], 0,
+                                afSide[2], afUp[2], afBack[2], 0, 0,         0,      0,         1};
+    memcpy(pfMatrix, afMatrix, sizeof(afMatrix));
+}
+
+void twOgl_LookAlong(const float* pvEye, const float* pvDir, const float* pvUp)
+{
+    float afMatrix[16];
+    LookRotation(pvDir, pvUp, afMatrix);
     glMultMatrixf(afMatrix);
     glTranslatef(-pvEye[0], -pvEye[1], -pvEye[2]);
+}
+
+void twOgl_LookAlongMatrix(const float* pvEye, const float* pvDir, const float* pvUp, float* pfOut)
+{
+    float afTranslate[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, -pvEye[0], -pvEye[1], -pvEye[2], 1};
+    LookRotation(pvDir, pvUp, pfOut);
+    twMat_Multiply(pfOut, afTranslate, pfOut);
 }
 
 void twOgl_UpVector(const float* pvNormal, float* pvOut)

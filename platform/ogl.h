@@ -107,6 +107,8 @@ void twOgl_DrawBackground(int iW, int iH);  // vertical gradient behind everythi
 void twOgl_DrawAxes(void);
 void twOgl_DrawCrossHair(void);
 void twOgl_LookAlong(const float* pvEye, const float* pvDir, const float* pvUp);
+// The same view as a matrix of its own, for the planes of what it sees
+void twOgl_LookAlongMatrix(const float* pvEye, const float* pvDir, const float* pvUp, float* pfOut);
 void twOgl_UpVector(const float* pvNormal, float* pvOut); // an up for a view along the normal
 
 // --- textures and frame buffers (texture.cpp)

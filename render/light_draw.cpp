@@ -35,9 +35,10 @@ struct SampleGeometry {
 };
 static SampleGeometry s_geo;
 
-// The sample view's four sides and near plane in the world, pointing inwards, each as a
-// normal and its distance: a group wholly outside one of them cannot reach a pixel
-static float s_afFrustum[5][4];
+// The sample view's projection, and its near plane and four sides in the world: a group
+// wholly outside one of them cannot reach a pixel
+static float s_afProjection[16];
+static float s_afFrustum[6][4];
 
 static int DrawsInSample(const TwRenderArray* pArray)
 {
@@ -137,41 +138,13 @@ int twWorld_GatherSampleGeometry(int bUseVbos)
     return 1;
 }
 
-static void SetFrustum(const float* pvEye, const float* pvDir, const float* pvUp)
-{
-    float afFront[3] = {pvDir[0], pvDir[1], pvDir[2]}, afSide[3], afUp[3];
-    twVec_Normalize(afFront);
-    twVec_Cross(afFront, pvUp, afSide);
-    twVec_Normalize(afSide);
-    twVec_Cross(afSide, afFront, afUp);
-    twVec_Normalize(afUp);
-    const float* apAcross[4] = {afSide, afSide, afUp, afUp};
-    for (int p = 0; p < 5; p++) {
-        float* n = s_afFrustum[p];
-        for (int i = 0; i < 3; i++)
-            n[i] = p == 4 ? afFront[i] : SAMPLE_FOV_TAN * afFront[i] + (p & 1 ? 1 : -1) * apAcross[p][i];
-        n[3] = -twVec_Dot(n, pvEye) - (p == 4 ? TW_SAMPLE_NEAR : 0);
-    }
-}
-
-// With a margin, so that rounding in the driver's clipping can never make it differ
-static int BoxOutsideFrustum(const float* pvCentre, const float* pvHalf)
-{
-    for (int p = 0; p < 5; p++) {
-        const float* n = s_afFrustum[p];
-        float fReach = fabsf(n[0]) * pvHalf[0] + fabsf(n[1]) * pvHalf[1] + fabsf(n[2]) * pvHalf[2];
-        if (twVec_Dot(n, pvCentre) + n[3] + fReach < -CULL_MARGIN)
-            return 1;
-    }
-    return 0;
-}
-
 // The sample view's projection: the same for every sample of a job
 void twWorld_SetSampleProjection(void)
 {
     float fFar = 2 * pWorld->fLightRange, fNear = TW_SAMPLE_NEAR, f = 1.0f / SAMPLE_FOV_TAN;
     const float afProjection[16] = {f, 0, 0, 0, 0, f, 0, 0, 0, 0, (fFar + fNear) / (fNear - fFar), -1,
                                     0, 0, 2 * fFar * fNear / (fNear - fFar), 0};
+    memcpy(s_afProjection, afProjection, sizeof(afProjection));
     glMatrixMode(GL_PROJECTION);
     glLoadMatrixf(afProjection);
     glMatrixMode(GL_MODELVIEW);
@@ -180,7 +153,10 @@ void twWorld_SetSampleProjection(void)
 void twWorld_LookFromSample(const float* pvDir, const float* pvUp)
 {
     TwWorld* w = pWorld;
-    SetFrustum(w->vSamplePos, pvDir, pvUp);
+    float afViewProj[16];
+    twOgl_LookAlongMatrix(w->vSamplePos, pvDir, pvUp, afViewProj);
+    twMat_Multiply(s_afProjection, afViewProj, afViewProj);
+    twMat_FrustumPlanes(afViewProj, s_afFrustum);
     glLoadIdentity();
     twOgl_LookAlong(w->vSamplePos, pvDir, pvUp);
     glProgramEnvParameter4fARB(GL_VERTEX_PROGRAM_ARB, 3, w->vSamplePos[0], w->vSamplePos[1], w->vSamplePos[2],
@@ -200,8 +176,9 @@ void twWorld_DrawSampleGeometry(void)
     for (TwElementGroup** pp = w->ppElementGroupsInRange; *pp; pp++) {
         const TwElementGroup* pGroup = *pp;
         int g = (int)(pGroup - w->pElementGroups);
+        // near, left, right, top and bottom: the far plane lies beyond the range
         if (!s_geo.puiGroupCount[g] || !twBox_Overlap(pGroup->vCentre, pGroup->vHalfSize, w->vSamplePos, afRange) ||
-            BoxOutsideFrustum(pGroup->vCentre, pGroup->vHalfSize))
+            twBox_OutsidePlanes(s_afFrustum, 5, pGroup->vCentre, pGroup->vHalfSize, CULL_MARGIN))
             continue;
         // the tree hands the groups out in its own order: sorted in as they come, since the
         // runs lie in the buffer by group number
