@@ -40,6 +40,12 @@ int twCore_ParseCommandLine(char* pstrOut)
     return 1;
 }
 
+const char* twCore_BaseName(const char* pstrPath)
+{
+    const char* pstrSlash = strrchr(pstrPath, '/');
+    return pstrSlash ? pstrSlash + 1 : pstrPath;
+}
+
 int twCore_GetDirectory(const char* pstrPath, char* pstrOut)
 {
     int iLen = (int)strlen(pstrPath);

@@ -39,6 +39,7 @@ extern TwCore* pCore;
 int twCore_Init(const char* pstrAppName, const char* pstrExePath); // allocates pCore, finds the program
 int twCore_ParseCommandLine(char* pstrOut);                        // the program's own file
 int twCore_GetDirectory(const char* pstrPath, char* pstrOut);      // folder of a path, ending in "/"
+const char* twCore_BaseName(const char* pstrPath);                 // the name after the last "/"
 int twCore_GetExtension(const char* pstrPath, char* pstrOut);      // ".ext" among the last four characters
 int twCore_ExtractName(const char* pstrPath, char* pstrNameOut, int bKeepExt); // file name of a path
 const char* twCore_GetProgramDir(void);

@@ -14,6 +14,7 @@
 #include "engine/memory.h"
 #include "engine/strings.h"
 #include "engine/timer.h"
+#include "engine/writer.h"
 #include "interface/layers.h"
 #include "navigation/camera.h"
 #include "platform/window.h"
@@ -32,12 +33,6 @@ enum {
 TwLink* pLink = nullptr;
 
 static const char* Str(int iId) { return twStrings_Get(iId); }
-
-static const char* BaseName(const char* pstrPath)
-{
-    const char* pstrSlash = strrchr(pstrPath, '/');
-    return pstrSlash ? pstrSlash + 1 : pstrPath;
-}
 
 // The message panel: what happened, and to what (the caller logs it)
 static void Message(const char* pstrFirst, const char* pstrSecond)
@@ -65,9 +60,9 @@ static void MakeLabel(int iIndex, TwRecentModel* pModel, const char* pstrReason)
     twCore_GetDirectory(pModel->szPath, szDir);
     if (pstrReason)
         snprintf(pModel->szLabel, sizeof(pModel->szLabel), "%d  %.24s  (%.24s)", iIndex + 1,
-                 BaseName(pModel->szPath), pstrReason);
+                 twCore_BaseName(pModel->szPath), pstrReason);
     else
-        snprintf(pModel->szLabel, sizeof(pModel->szLabel), "%d  %.24s  %.30s", iIndex + 1, BaseName(pModel->szPath),
+        snprintf(pModel->szLabel, sizeof(pModel->szLabel), "%d  %.24s  %.30s", iIndex + 1, twCore_BaseName(pModel->szPath),
                  szDir);
 }
 
@@ -162,26 +157,26 @@ static void LoadRecent(void)
     fclose(pFile);
 }
 
-// Written beside and renamed: a failed write leaves the list that was there
+// A failed write leaves the list that was there
 static void SaveRecent(void)
 {
-    char szPath[TW_PATH_SIZE], szPart[TW_PATH_SIZE + 8];
+    char szPath[TW_PATH_SIZE], szLine[TW_PATH_SIZE + 2];
     TempPath(TW_RECENT_FILE, szPath);
     if (!szPath[0])
         return;
-    snprintf(szPart, sizeof(szPart), "%s.part", szPath);
-    FILE* pFile = fopen(szPart, "wb");
-    if (!pFile) {
-        twLogError(TAG, "!fopen : '%s'\n", szPart);
+    TwWriter writer;
+    if (!twWriter_Open(&writer, szPath)) {
+        twLogError(TAG, "!fopen : '%s.part'\n", szPath);
         return;
     }
-    int bOk = fprintf(pFile, "%s\nlive\t%d\n", TW_RECENT_MAGIC, pLink->bLive ? 1 : 0) > 0;
-    for (int i = 0; i < pLink->iNumRecent; i++)
-        bOk = bOk && fprintf(pFile, "%s\n", pLink->aRecent[i].szPath) > 0;
-    if (fclose(pFile) != 0 || !bOk || !twWindow_RenameFile(szPart, szPath)) {
-        twLogError(TAG, "!Couldn't write %s\n", TW_RECENT_FILE);
-        twWindow_DeleteFile(szPart);
+    int iLen = snprintf(szLine, sizeof(szLine), "%s\nlive\t%d\n", TW_RECENT_MAGIC, pLink->bLive ? 1 : 0);
+    twWriter_Write(&writer, szLine, iLen);
+    for (int i = 0; i < pLink->iNumRecent; i++) {
+        iLen = snprintf(szLine, sizeof(szLine), "%s\n", pLink->aRecent[i].szPath);
+        twWriter_Write(&writer, szLine, iLen);
     }
+    if (!twWriter_Close(&writer))
+        twLogError(TAG, "!Couldn't write %s\n", TW_RECENT_FILE);
 }
 
 static void AddRecent(const char* pstrPath)
@@ -244,7 +239,7 @@ static void Watch(void)
         snprintf(pLink->szLinkStatus, sizeof(pLink->szLinkStatus), "%s", Str(STR_LINK_OFF));
     else if (pLink->iWatch >= 0)
         snprintf(pLink->szLinkStatus, sizeof(pLink->szLinkStatus), "%s %.80s", Str(STR_WATCHING),
-                 BaseName(pLink->szSource));
+                 twCore_BaseName(pLink->szSource));
     else
         pLink->szLinkStatus[0] = 0;
 }
@@ -270,11 +265,11 @@ static void RemoveExportFiles(void)
     if (!szPath[0])
         return;
     twWindow_DeleteFile(szPath);
-    snprintf(szMore, sizeof(szMore), "%s.tmp", szPath);
+    snprintf(szMore, sizeof(szMore), "%s.part", szPath);
     twWindow_DeleteFile(szMore);
     twWorld_ElementInfoPath(szPath, szMore);
     twWindow_DeleteFile(szMore);
-    strcat(szMore, ".tmp");
+    strcat(szMore, ".part");
     twWindow_DeleteFile(szMore);
 }
 
@@ -317,7 +312,7 @@ static int StartExport(const char* pstrPath, int bReload)
     }
     if (!szOutput[0] || !szReport[0]) {
         twLogError(TAG, "!twCore_GetTempPath : no folder for the export of '%s'\n", pstrPath);
-        Message(Str(STR_NOT_OPENED), BaseName(pstrPath));
+        Message(Str(STR_NOT_OPENED), twCore_BaseName(pstrPath));
         return 0;
     }
     RemoveExportFiles();
@@ -351,7 +346,7 @@ void twLink_Cancel(void)
         return;
     StopExport();
     twLog(TAG, "The export of '%s' was cancelled\n", pLink->szExporting);
-    Message(Str(STR_CANCELLED), BaseName(pLink->szExporting));
+    Message(Str(STR_CANCELLED), twCore_BaseName(pLink->szExporting));
 }
 
 int twLink_Open(const char* pstrGiven, int bReload)
@@ -367,7 +362,7 @@ int twLink_Open(const char* pstrGiven, int bReload)
     if (pstrWhy) {
         twLogError(TAG, "!'%s' %s: the open model stays\n", pstrPath, pstrWhy);
         char szLine[TW_PATH_SIZE];
-        snprintf(szLine, sizeof(szLine), "%.200s %s", BaseName(pstrPath), pstrWhy);
+        snprintf(szLine, sizeof(szLine), "%.200s %s", twCore_BaseName(pstrPath), pstrWhy);
         Message(Str(STR_NOT_OPENED), szLine);
         return 0;
     }
@@ -422,7 +417,7 @@ static void SetAsideFolder(const char* pstrSource, char* pstrOut)
 {
     char szBase[TW_PATH_SIZE], szStem[128], szStamp[32];
     TempPath(TW_LINK_SET_ASIDE, szBase);
-    snprintf(szStem, sizeof(szStem), "%.100s", BaseName(pstrSource));
+    snprintf(szStem, sizeof(szStem), "%.100s", twCore_BaseName(pstrSource));
     char* pDot = strrchr(szStem, '.');
     if (pDot && pDot != szStem)
         *pDot = 0;
@@ -470,7 +465,7 @@ static void RestoreOpen(const char* pstrOpen, int iSource, const TwCamera* pKept
         twEngine_LoadCopyLight(pstrOpen, TAG);
     else
         twEngine_ReloadLight(nullptr);
-    twLog(TAG, "'%s' is open again\n", BaseName(pstrOpen));
+    twLog(TAG, "'%s' is open again\n", twCore_BaseName(pstrOpen));
 }
 
 static void Finish(int iExit)
@@ -494,11 +489,11 @@ static void Finish(int iExit)
         char szWhy[TW_PATH_SIZE];
         const char* pstrPathIn = strstr(pstrWhy, l->szExporting);
         if (pstrPathIn)
-            snprintf(szWhy, sizeof(szWhy), "%.60s\n%.*s%.60s%.40s", BaseName(l->szExporting),
+            snprintf(szWhy, sizeof(szWhy), "%.60s\n%.*s%.60s%.40s", twCore_BaseName(l->szExporting),
                      (int)(pstrPathIn - pstrWhy) < 80 ? (int)(pstrPathIn - pstrWhy) : 80, pstrWhy,
-                     BaseName(l->szExporting), pstrPathIn + strlen(l->szExporting));
+                     twCore_BaseName(l->szExporting), pstrPathIn + strlen(l->szExporting));
         else
-            snprintf(szWhy, sizeof(szWhy), "%.60s\n%.100s", BaseName(l->szExporting), pstrWhy);
+            snprintf(szWhy, sizeof(szWhy), "%.60s\n%.100s", twCore_BaseName(l->szExporting), pstrWhy);
         Message(Str(STR_NOT_OPENED), szWhy);
         RemoveExportFiles();
         return;
@@ -526,7 +521,7 @@ static void Finish(int iExit)
         if (bWasLoaded)
             RestoreOpen(szOpen, iOpenSource, &kept, pstrHidden);
         twMem_Free(pstrHidden);
-        Message(Str(STR_NOT_OPENED), BaseName(l->szExporting));
+        Message(Str(STR_NOT_OPENED), twCore_BaseName(l->szExporting));
         return;
     }
     PutModelInPlace(szOutput);
@@ -557,7 +552,7 @@ static void Finish(int iExit)
     twEngine_ApplySettings();
     if (!bReload)
         e->fTimeInLevel = 0;
-    twLog(TAG, "'%s' loaded in %.2f s after an export of %.2f s\n", BaseName(l->szSource),
+    twLog(TAG, "'%s' loaded in %.2f s after an export of %.2f s\n", twCore_BaseName(l->szSource),
           twTimer_Seconds() - dLoad, dLoad - l->dStarted);
     if (bReload) {
         l->dLastReload = twTimer_Seconds();
@@ -608,7 +603,7 @@ const char* twLink_GetStatus(void)
         snprintf(szDone, sizeof(szDone), "%s", Str(STR_READING));
     else
         snprintf(szDone, sizeof(szDone), "%.0f %%", l->fFraction * 100.0f);
-    snprintf(l->szStatus, sizeof(l->szStatus), "%s %.60s  %s  (%s)", Str(STR_EXPORTING), BaseName(l->szExporting),
+    snprintf(l->szStatus, sizeof(l->szStatus), "%s %.60s  %s  (%s)", Str(STR_EXPORTING), twCore_BaseName(l->szExporting),
              szDone, Str(STR_ESC_CANCELS));
     return l->szStatus;
 }

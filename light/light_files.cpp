@@ -708,7 +708,7 @@ int twWorld_SetLightAside(const char* pstrFolder)
             continue;
         if (!twCore_FileExists(szFrom))
             continue;
-        snprintf(szTo, sizeof(szTo), "%s%s", pstrFolder, strrchr(szFrom, '/') + 1);
+        snprintf(szTo, sizeof(szTo), "%s%s", pstrFolder, twCore_BaseName(szFrom));
         if (twWindow_RenameFile(szFrom, szTo))
             iMoved++;
         else

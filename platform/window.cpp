@@ -313,7 +313,7 @@ int twWindow_FileChanged(int iWatch, const char* pstrPath)
 {
     if (iWatch < 0)
         return 0;
-    const char* pstrName = strrchr(pstrPath, '/') ? strrchr(pstrPath, '/') + 1 : pstrPath;
+    const char* pstrName = twCore_BaseName(pstrPath);
     alignas(struct inotify_event) char acBuf[4096];
     int bChanged = 0;
     for (;;) {

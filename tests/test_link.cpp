@@ -160,7 +160,7 @@ TEST_F(Link, BadFilesLeaveTheOpenModel)
     EXPECT_EQ(twLink_IsExporting(), 0);
     EXPECT_EQ(pWorld->iNumElements, iElements);
     EXPECT_FALSE(twCore_FileExists((dir + "Temp/" TW_LINK_OUTPUT).c_str()));
-    EXPECT_FALSE(twCore_FileExists((dir + "Temp/" TW_LINK_OUTPUT ".tmp").c_str()));
+    EXPECT_FALSE(twCore_FileExists((dir + "Temp/" TW_LINK_OUTPUT ".part").c_str()));
 }
 
 // A model the loader refuses after an export brings back what was open, as it was: a copy

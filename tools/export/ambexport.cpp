@@ -156,7 +156,7 @@ int main(int argc, char** argv)
             return Fail("%s", "no home folder for the viewer's model");
         output = temp + "Export.bin";
     } else if (output.empty()) {
-        std::string base = strrchr(pstrInput, '/') ? strrchr(pstrInput, '/') + 1 : pstrInput;
+        std::string base = twCore_BaseName(pstrInput);
         output = base.substr(0, base.rfind('.')) + ".bin";
     }
     struct stat st;

@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "engine/writer.h"
 #include "world/world.h"
 
 #define ELEMENT_RECORD_SIZE 400
@@ -193,16 +194,11 @@ std::vector<uint8_t> twExport_Write(const TwExportModel& model)
 
 int twExport_WriteBytes(const std::vector<uint8_t>& bytes, const std::string& path)
 {
-    std::string tmp = path + ".tmp";
-    FILE* pFile = fopen(tmp.c_str(), "wb");
-    if (!pFile)
+    TwWriter writer;
+    if (!twWriter_Open(&writer, path.c_str()))
         return 0;
-    bool bOk = fwrite(bytes.data(), 1, bytes.size(), pFile) == bytes.size();
-    if (fclose(pFile) != 0 || !bOk || rename(tmp.c_str(), path.c_str()) != 0) {
-        remove(tmp.c_str());
-        return 0;
-    }
-    return 1;
+    twWriter_Write(&writer, bytes.data(), (int64_t)bytes.size());
+    return twWriter_Close(&writer);
 }
 
 int twExport_WriteFile(const TwExportModel& model, const std::string& path)

@@ -14,6 +14,9 @@
 #include <string>
 #include <vector>
 
+#include "engine/core.h"
+#include "engine/writer.h"
+
 #define PACK_NAME_SIZE 512
 
 struct Entry {
@@ -37,12 +40,6 @@ static bool ReadWhole(const char* pstrPath, std::vector<uint8_t>* pData)
     return bOk;
 }
 
-static const char* BaseName(const char* pstrPath)
-{
-    const char* p = strrchr(pstrPath, '/');
-    return p ? p + 1 : pstrPath;
-}
-
 int main(int argc, char** argv)
 {
     if (argc < 3) {
@@ -59,7 +56,7 @@ int main(int argc, char** argv)
     for (int i = 3; i < argc; i++) {
         Entry e;
         memset(&e, 0, sizeof(e));
-        const char* pstrName = BaseName(argv[i]);
+        const char* pstrName = twCore_BaseName(argv[i]);
         if (strlen(pstrName) >= PACK_NAME_SIZE) {
             fprintf(stderr, "make_pack: name too long '%s'\n", pstrName);
             return 1;
@@ -88,10 +85,11 @@ int main(int argc, char** argv)
     out.insert(out.end(), pCount, pCount + 4);
     out.insert(out.end(), {'T', 'W', 'R', 'S'});
 
-    std::string tmp = std::string(argv[1]) + ".tmp";
-    FILE* pOut = fopen(tmp.c_str(), "wb");
-    if (!pOut || fwrite(out.data(), 1, out.size(), pOut) != out.size() || fclose(pOut) != 0 ||
-        chmod(tmp.c_str(), 0755) != 0 || rename(tmp.c_str(), argv[1]) != 0) {
+    // a program: it may run once it has its name
+    TwWriter writer;
+    if (!twWriter_Open(&writer, argv[1]) || !twWriter_Write(&writer, out.data(), (int64_t)out.size()) ||
+        !twWriter_Finish(&writer) || chmod(writer.szTempPath, 0755) != 0 || !twWriter_Commit(&writer)) {
+        twWriter_Abandon(&writer);
         fprintf(stderr, "make_pack: can't write '%s'\n", argv[1]);
         return 1;
     }

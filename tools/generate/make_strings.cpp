@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "engine/writer.h"
+
 struct Record {
     int32_t iId;
     std::string text;
@@ -103,10 +105,9 @@ int main(int argc, char** argv)
         PutI32(&out, (int32_t)r.text.size());
         out.insert(out.end(), r.text.begin(), r.text.end());
     }
-    std::string tmp = std::string(argv[2]) + ".tmp";
-    FILE* pOut = fopen(tmp.c_str(), "wb");
-    if (!pOut || fwrite(out.data(), 1, out.size(), pOut) != out.size() || fclose(pOut) != 0 ||
-        rename(tmp.c_str(), argv[2]) != 0) {
+    TwWriter writer;
+    if (!twWriter_Open(&writer, argv[2]) || !twWriter_Write(&writer, out.data(), (int64_t)out.size()) ||
+        !twWriter_Close(&writer)) {
         fprintf(stderr, "make_strings: can't write '%s'\n", argv[2]);
         return 1;
     }
