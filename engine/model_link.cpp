@@ -273,11 +273,13 @@ static void RemoveExportFiles(void)
     twWindow_DeleteFile(szMore);
 }
 
-// The exporter's last line that isn't a progress report, and the last fraction it told
-static void ReadReport(char* pstrLine, int iLineSize, float* pfFraction)
+// Why the exporter failed, from its "error" line (its other lines are for a person and may
+// be warnings), and the last fraction it told
+static void ReadReport(char* pstrWhy, int iWhySize, float* pfFraction)
 {
     char szPath[TW_PATH_SIZE], acTail[REPORT_TAIL + 1];
-    pstrLine[0] = 0;
+    if (pstrWhy)
+        pstrWhy[0] = 0;
     TempPath(TW_LINK_REPORT, szPath);
     FILE* pFile = szPath[0] ? fopen(szPath, "rb") : nullptr;
     if (!pFile)
@@ -289,12 +291,10 @@ static void ReadReport(char* pstrLine, int iLineSize, float* pfFraction)
     acTail[uiGot] = 0;
     for (char* pLine = strtok(acTail, "\n"); pLine; pLine = strtok(nullptr, "\n")) {
         float f;
-        if (sscanf(pLine, "progress %f", &f) == 1) {
-            if (pfFraction)
-                *pfFraction = f;
-        } else {
-            snprintf(pstrLine, iLineSize, "%s", pLine);
-        }
+        if (sscanf(pLine, "progress %f", &f) == 1 && pfFraction)
+            *pfFraction = f;
+        else if (!strncmp(pLine, "error ", 6) && pstrWhy)
+            snprintf(pstrWhy, iWhySize, "%s", pLine + 6);
     }
 }
 
@@ -473,27 +473,17 @@ static void Finish(int iExit)
     TwLink* l = pLink;
     TwEngine* e = pEngine;
     l->iPid = 0;
-    char szOutput[TW_PATH_SIZE], szLine[200];
+    char szOutput[TW_PATH_SIZE], szLine[160];
     TempPath(TW_LINK_OUTPUT, szOutput);
     ReadReport(szLine, sizeof(szLine), nullptr);
     if (iExit != 0 || !twCore_FileExists(szOutput)) {
-        twLogError(TAG, "!The exporter ended with %d on '%s': %s\n", iExit, l->szExporting,
-                   szLine[0] ? szLine : "no model");
-        // "ambexport: '<path>': why" says why in its last part; the name is on the panel already
-        const char* pstrWhy = szLine[0] ? szLine : "no model";
-        if (!strncmp(pstrWhy, "ambexport: ", 11))
-            pstrWhy += 11;
-        if (pstrWhy[0] == '\'' && strstr(pstrWhy, "': "))
-            pstrWhy = strstr(pstrWhy, "': ") + 3;
-        // on a line of its own, with the file's folders left out where it names the file
+        // one that crashed says nothing: its end is all there is to tell
+        if (!szLine[0])
+            snprintf(szLine, sizeof(szLine), "%s", iExit < 0 ? "the exporter broke off" : "no model");
+        twLogError(TAG, "!The exporter ended with %d on '%s': %s\n", iExit, l->szExporting, szLine);
+        // the reason on a line of its own, under the file's name
         char szWhy[TW_PATH_SIZE];
-        const char* pstrPathIn = strstr(pstrWhy, l->szExporting);
-        if (pstrPathIn)
-            snprintf(szWhy, sizeof(szWhy), "%.60s\n%.*s%.60s%.40s", twCore_BaseName(l->szExporting),
-                     (int)(pstrPathIn - pstrWhy) < 80 ? (int)(pstrPathIn - pstrWhy) : 80, pstrWhy,
-                     twCore_BaseName(l->szExporting), pstrPathIn + strlen(l->szExporting));
-        else
-            snprintf(szWhy, sizeof(szWhy), "%.60s\n%.100s", twCore_BaseName(l->szExporting), pstrWhy);
+        snprintf(szWhy, sizeof(szWhy), "%.60s\n%.150s", twCore_BaseName(l->szExporting), szLine);
         Message(Str(STR_NOT_OPENED), szWhy);
         RemoveExportFiles();
         return;
@@ -574,8 +564,7 @@ void twLink_Update(void)
     }
     if (l->iPid) {
         int iExit = 0;
-        char szLine[8];
-        ReadReport(szLine, sizeof(szLine), &l->fFraction);
+        ReadReport(nullptr, 0, &l->fFraction);
         if (twWindow_PollProgram(l->iPid, &iExit))
             Finish(iExit);
         return;

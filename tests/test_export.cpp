@@ -329,7 +329,12 @@ TEST_F(Export, BadInputFailsAndKeepsTheOldOutput)
     EXPECT_NE(Run("'" + dir + "missing.ifc' -o '" + dir + "kept.bin'"), 0);
     EXPECT_NE(twHarness_ReadFile(dir + "export.out").find("can't read"), std::string::npos);
     twHarness_WriteText(dir + "broken.ifc", "this is no IFC file");
-    EXPECT_NE(Run("'" + dir + "broken.ifc' -o '" + dir + "kept.bin'"), 0);
+    EXPECT_NE(Run("--progress '" + dir + "broken.ifc' -o '" + dir + "kept.bin'"), 0);
+    // for the viewer: the reason on one line of its own
+    std::string out = "\n" + twHarness_ReadFile(dir + "export.out");
+    size_t uiError = out.find("\nerror ");
+    EXPECT_NE(uiError, std::string::npos) << out;
+    EXPECT_EQ(out.find("\nerror ", uiError + 1), std::string::npos) << out;
     twHarness_WriteText(dir + "empty.obj", "# nothing\n");
     EXPECT_NE(Run("'" + dir + "empty.obj' -o '" + dir + "kept.bin'"), 0);
     EXPECT_EQ(twHarness_ReadFile(dir + "kept.bin"), "the model from before");

@@ -12,6 +12,7 @@
 
 #include "engine/engine.h"
 #include "engine/memory.h"
+#include "engine/strings.h"
 #include "engine/model_link.h"
 #include "engine/timer.h"
 #include "interface/layers.h"
@@ -78,6 +79,21 @@ struct Link : ::testing::Test {
             twLink_Update();
         }
         return pLink->dLastReload != dBefore;
+    }
+    // Opens a file through a stand-in exporter that runs the script given (its output is "$4"),
+    // and waits for its end
+    static void OpenThroughFake(const std::string& source, const std::string& script)
+    {
+        std::string fake = dir + "fake/";
+        mkdir(fake.c_str(), 0755);
+        twHarness_WriteText(fake + "ambexport", "#!/bin/sh\n" + script);
+        chmod((fake + "ambexport").c_str(), 0755);
+        char szProgramDir[TW_PATH_SIZE];
+        snprintf(szProgramDir, sizeof(szProgramDir), "%s", pCore->szProgramDir);
+        snprintf(pCore->szProgramDir, TW_PATH_SIZE, "%s", fake.c_str());
+        ASSERT_EQ(twLink_Open(source.c_str(), 0), 1);
+        Settle();
+        snprintf(pCore->szProgramDir, TW_PATH_SIZE, "%s", szProgramDir);
     }
     static int LayerIndex(const char* pstrName)
     {
@@ -178,17 +194,8 @@ TEST_F(Link, AModelTheLoaderRefusesBringsBackTheCopyThatWasOpen)
     const float afPlace[3] = {0.5f, 1.6f, 0.25f};
     memcpy(pCam->vPos, afPlace, sizeof(afPlace));
     // an exporter whose model is damaged
-    std::string fake = dir + "fake/";
-    mkdir(fake.c_str(), 0755);
-    twHarness_WriteText(fake + "ambexport", "#!/bin/sh\nprintf 'AMB damaged' > \"$4\"\n");
-    chmod((fake + "ambexport").c_str(), 0755);
     twHarness_WriteText(dir + "refused.obj", Obj(0));
-    char szProgramDir[TW_PATH_SIZE];
-    snprintf(szProgramDir, sizeof(szProgramDir), "%s", pCore->szProgramDir);
-    snprintf(pCore->szProgramDir, TW_PATH_SIZE, "%s", fake.c_str());
-    ASSERT_EQ(twLink_Open((dir + "refused.obj").c_str(), 0), 1);
-    Settle();
-    snprintf(pCore->szProgramDir, TW_PATH_SIZE, "%s", szProgramDir);
+    OpenThroughFake(dir + "refused.obj", "printf 'AMB damaged' > \"$4\"\n");
     EXPECT_TRUE(twTest_LogHas("!twWorld_LoadModel : '" + dir + "refused.obj'\n"));
     ASSERT_EQ(pWorld->bLoaded, 1);
     EXPECT_EQ(pWorld->iModelSource, TW_MODEL_NAMED_PACK);
@@ -199,6 +206,12 @@ TEST_F(Link, AModelTheLoaderRefusesBringsBackTheCopyThatWasOpen)
     for (int i = 0; i < 3; i++)
         EXPECT_FLOAT_EQ(pCam->vPos[i], afPlace[i]);
     EXPECT_NE(strstr(pEngine->szMessageText, "refused.obj"), nullptr) << pEngine->szMessageText;
+
+    // the reason is the exporter's error line, never a warning it printed after it
+    OpenThroughFake(dir + "refused.obj", "echo 'progress 0.5'\necho 'error the file is cut short'\n"
+                                         "echo 'warning: a texture is missing' >&2\nexit 1\n");
+    EXPECT_STREQ(pEngine->szMessageText, (std::string(twStrings_Get(547)) + " refused.obj\nthe file is cut short").c_str());
+    EXPECT_STREQ(pWorld->szModelPath, copy.c_str());
 }
 
 #ifdef AMB_TEST_HOOKS

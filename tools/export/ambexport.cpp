@@ -32,7 +32,8 @@ static const char* s_pstrHelp =
     "      --max-texture N      largest texture side in pixels, a power of two (1024)\n"
     "      --sun-altitude DEG   the sun's height above the horizon (40)\n"
     "      --sun-azimuth DEG    the sun's direction, the CAD host's azimuth (135)\n"
-    "      --progress           print \"progress F\" lines as it goes (F from 0 to 1, -1 reading)\n"
+    "      --progress           print \"progress F\" lines as it goes (F from 0 to 1, -1 reading),\n"
+    "                           and on failure one \"error <reason>\" line\n"
     "      --background         --progress, at a priority a little below the viewer's\n"
     "  -q, --quiet              print nothing but errors\n"
     "  -h, --help               this text\n"
@@ -65,11 +66,21 @@ static void PrintProgress(float fFraction)
     fflush(stdout);
 }
 
-static int Fail(const char* pstrFormat, const char* pstrArg)
+static int s_bReporting; // the progress lines go to a program: it reads the reason from an "error" line
+
+// The reason a run fails: for a person on stderr, naming the file when there is one, and
+// for a program reading the progress as one "error <reason>" line, which nothing else
+// printed can be taken for
+static int Fail(const char* pstrFile, const char* pstrWhy)
 {
-    fprintf(stderr, "ambexport: ");
-    fprintf(stderr, pstrFormat, pstrArg);
-    fprintf(stderr, "\n");
+    if (s_bReporting) {
+        printf("error %s\n", pstrWhy);
+        fflush(stdout);
+    }
+    if (pstrFile)
+        fprintf(stderr, "ambexport: '%s': %s\n", pstrFile, pstrWhy);
+    else
+        fprintf(stderr, "ambexport: %s\n", pstrWhy);
     return 1;
 }
 
@@ -127,7 +138,10 @@ int main(int argc, char** argv)
         case kMaxTexture: options.iMaxTexture = atoi(optarg); break;
         case kSunAltitude: options.fSunAltitude = (float)atof(optarg); break;
         case kSunAzimuth: options.fSunAzimuth = (float)atof(optarg); break;
-        case kProgress: options.pfnProgress = PrintProgress; break;
+        case kProgress:
+            options.pfnProgress = PrintProgress;
+            s_bReporting = 1;
+            break;
         case kBackground:
             // beside a viewer that draws: a little below it, so that its frames keep their
             // pace and the export still ends soon (measured on two cores: nice 3 leaves the
@@ -135,6 +149,7 @@ int main(int argc, char** argv)
             // the frames, 10 doubles the wait)
             setpriority(PRIO_PROCESS, 0, 3);
             options.pfnProgress = PrintProgress;
+            s_bReporting = 1;
             break;
         case 'q': bQuiet = 1; break;
         case 'h': fputs(s_pstrHelp, stdout); return 0;
@@ -146,14 +161,14 @@ int main(int argc, char** argv)
         return 2;
     }
     if (options.fScale <= 0 || options.iMaxTexture < 1 || (options.iMaxTexture & (options.iMaxTexture - 1)))
-        return Fail("%s", "--scale must be above 0 and --max-texture a power of two");
+        return Fail(nullptr, "--scale must be above 0 and --max-texture a power of two");
     const char* pstrInput = argv[optind];
     if (argc - optind == 2)
         output = argv[optind + 1];
     if (bOpen) {
         std::string temp = ViewerTempFolder();
         if (temp.empty())
-            return Fail("%s", "no home folder for the viewer's model");
+            return Fail(nullptr, "no home folder for the viewer's model");
         output = temp + "Export.bin";
     } else if (output.empty()) {
         std::string base = twCore_BaseName(pstrInput);
@@ -163,18 +178,16 @@ int main(int argc, char** argv)
     bool bKeep = bOpen && bIfNone && stat(output.c_str(), &st) == 0;
     if (!bKeep) {
         if (stat(pstrInput, &st) != 0 || !S_ISREG(st.st_mode))
-            return Fail("can't read '%s'", pstrInput);
+            return Fail(pstrInput, "can't read the file");
         TwExportModel model;
         TwExportStats stats;
         std::string error;
-        if (!twExportScene_Convert(pstrInput, options, &model, &stats, &error)) {
-            fprintf(stderr, "ambexport: '%s': %s\n", pstrInput, error.c_str());
-            return 1;
-        }
+        if (!twExportScene_Convert(pstrInput, options, &model, &stats, &error))
+            return Fail(pstrInput, error.c_str());
         // written beside and renamed: a failed export never destroys the model that was there
         std::vector<uint8_t> bytes = twExport_Write(model);
         if (!twExport_WriteBytes(bytes, output))
-            return Fail("can't write '%s'", output.c_str());
+            return Fail(output.c_str(), "can't write the model");
         char szSource[PATH_MAX];
         if (!realpath(pstrInput, szSource))
             snprintf(szSource, sizeof(szSource), "%s", pstrInput);
@@ -200,7 +213,7 @@ int main(int argc, char** argv)
         if (viewer.empty())
             viewer = OwnFolder() + "Ambulon.exe";
         execl(viewer.c_str(), viewer.c_str(), (char*)nullptr);
-        return Fail("can't start the viewer '%s'", viewer.c_str());
+        return Fail(viewer.c_str(), "can't start the viewer");
     }
     return 0;
 }
