@@ -15,18 +15,6 @@
 #define TAG "twWorld_LoadModel"
 #define STATUS_OLD_VERSION 2
 #define ELEMENT_MIN_BYTES (TW_ELEMENT_RECORD_SIZE + 3 + 4) // record, "MSH", mesh count
-#define TEXTURE_NAME_SIZE 128
-
-// The element record's fields, at their offsets in the file's 400 bytes
-#define ELM_WORD0 0
-#define ELM_NUM_VERTS 12
-#define ELM_NUM_INDICES 16
-#define ELM_BOXES 20
-#define ELM_EXPORTER1 68
-#define ELM_TYPE 352
-#define ELM_EXPORTER2 356
-#define ELM_LAYER 364
-#define ELM_EXPORTER3 368
 
 // Everything one load needs to pass around
 struct Load {
@@ -187,7 +175,7 @@ static int ReadTextures(Load* pLoad)
         Progress(pLoad);
         uint8_t aucRecord[TW_TEXTURE_RECORD_SIZE];
         twReader_Read(r, aucRecord, sizeof(aucRecord));
-        aucRecord[TEXTURE_NAME_SIZE - 1] = 0;
+        aucRecord[TW_TEX_NAME_SIZE - 1] = 0;
         const char* pstrName = (const char*)aucRecord;
         int32_t iWidth, iHeight, bUseAlpha;
         memcpy(&iWidth, aucRecord + 128, 4);
@@ -273,15 +261,15 @@ static int ReadMesh(Load* pLoad, TwMesh* pMesh, int iRunningIndex)
 
 static void CopyElementRecord(const uint8_t* pRecord, TwElement* pElement)
 {
-    memcpy(&pElement->uiWord0, pRecord + ELM_WORD0, 4);
-    memcpy(&pElement->iNumVerts, pRecord + ELM_NUM_VERTS, 4);
-    memcpy(&pElement->iNumIndices, pRecord + ELM_NUM_INDICES, 4);
-    memcpy(pElement->vMin, pRecord + ELM_BOXES, 48); // vMin, vMax, vCentre, vHalfSize
-    memcpy(pElement->aucExporter1, pRecord + ELM_EXPORTER1, sizeof(pElement->aucExporter1));
-    memcpy(&pElement->iType, pRecord + ELM_TYPE, 4);
-    memcpy(pElement->aucExporter2, pRecord + ELM_EXPORTER2, sizeof(pElement->aucExporter2));
-    memcpy(&pElement->iLayer, pRecord + ELM_LAYER, 4);
-    memcpy(pElement->aucExporter3, pRecord + ELM_EXPORTER3, sizeof(pElement->aucExporter3));
+    memcpy(&pElement->uiWord0, pRecord + TW_ELM_WORD0, 4);
+    memcpy(&pElement->iNumVerts, pRecord + TW_ELM_NUM_VERTS, 4);
+    memcpy(&pElement->iNumIndices, pRecord + TW_ELM_NUM_INDICES, 4);
+    memcpy(pElement->vMin, pRecord + TW_ELM_BOXES, 48); // vMin, vMax, vCentre, vHalfSize
+    memcpy(pElement->aucExporter1, pRecord + TW_ELM_EXPORTER1, sizeof(pElement->aucExporter1));
+    memcpy(&pElement->iType, pRecord + TW_ELM_TYPE, 4);
+    memcpy(pElement->aucExporter2, pRecord + TW_ELM_EXPORTER2, sizeof(pElement->aucExporter2));
+    memcpy(&pElement->iLayer, pRecord + TW_ELM_LAYER, 4);
+    memcpy(pElement->aucExporter3, pRecord + TW_ELM_EXPORTER3, sizeof(pElement->aucExporter3));
 }
 
 static int ReadElements(Load* pLoad)

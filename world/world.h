@@ -30,6 +30,21 @@ struct TwLightmap;
 #define TW_ELEMENT_RECORD_SIZE 400
 #define TW_MATERIAL_RECORD_SIZE 608
 #define TW_TEXTURE_RECORD_SIZE 172
+// The element record's fields, at their offsets in the file's 400 bytes
+#define TW_ELM_WORD0 0
+#define TW_ELM_NUM_VERTS 12
+#define TW_ELM_NUM_INDICES 16
+#define TW_ELM_BOXES 20      // vMin, vMax, vCentre, vHalfSize
+#define TW_ELM_EXPORTER1 68  // the exporter's bytes, the element's name first
+#define TW_ELM_TYPE 352
+#define TW_ELM_EXPORTER2 356
+#define TW_ELM_LAYER 364
+#define TW_ELM_EXPORTER3 368
+// The texture record's: its name, its size and whether its alpha is used; the image follows
+#define TW_TEX_NAME_SIZE 128
+#define TW_TEX_WIDTH 128
+#define TW_TEX_HEIGHT 132
+#define TW_TEX_USE_ALPHA 156
 #define TW_MESH_FIXED_SIZE 60
 #define TW_GROUP_MAX_RADIUS 6.0f   // metres: largest half diagonal of an element group
 #define TW_GROUP_MESH_CAP 6000     // a group with more meshes takes no further element

@@ -1,15 +1,13 @@
 #include "tools/export/model_writer.h"
 
+#include <stddef.h>
 #include <stdio.h>
 #include <string.h>
 
 #include "engine/writer.h"
+#include "interface/layers.h"
 #include "world/world.h"
 
-#define ELEMENT_RECORD_SIZE 400
-#define MATERIAL_RECORD_SIZE 608
-#define TEXTURE_RECORD_SIZE 172
-#define LAYER_RECORD_SIZE 268
 
 static void Put(std::vector<uint8_t>* pOut, const void* p, size_t n)
 {
@@ -109,18 +107,18 @@ static void PutElement(std::vector<uint8_t>* pOut, const TwExportElement& elemen
         for (const TwExportMesh& mesh : element.meshes)
             MeshBox(mesh, vMin, vMax);
     }
-    std::vector<uint8_t> record(ELEMENT_RECORD_SIZE, 0);
-    memcpy(&record[20], vMin, 12);
-    memcpy(&record[32], vMax, 12);
+    std::vector<uint8_t> record(TW_ELEMENT_RECORD_SIZE, 0);
+    memcpy(&record[TW_ELM_BOXES], vMin, 12);
+    memcpy(&record[TW_ELM_BOXES + 12], vMax, 12);
     for (int i = 0; i < 3; i++) {
         float fCentre = (vMin[i] + vMax[i]) * 0.5f, fHalf = (vMax[i] - vMin[i]) * 0.5f;
-        memcpy(&record[44 + i * 4], &fCentre, 4);
-        memcpy(&record[56 + i * 4], &fHalf, 4);
+        memcpy(&record[TW_ELM_BOXES + 24 + i * 4], &fCentre, 4);
+        memcpy(&record[TW_ELM_BOXES + 36 + i * 4], &fHalf, 4);
     }
     // the name rides in the bytes the viewer keeps without reading
-    memcpy(&record[68], element.name.data(), element.name.size() < 63 ? element.name.size() : 63);
-    memcpy(&record[352], &element.iType, 4);
-    memcpy(&record[364], &element.iLayer, 4);
+    memcpy(&record[TW_ELM_EXPORTER1], element.name.data(), element.name.size() < 63 ? element.name.size() : 63);
+    memcpy(&record[TW_ELM_TYPE], &element.iType, 4);
+    memcpy(&record[TW_ELM_LAYER], &element.iLayer, 4);
     Put(pOut, record.data(), record.size());
     PutTag(pOut, "MSH");
     PutI32(pOut, element.iMeshCountField >= 0 ? element.iMeshCountField : (int32_t)element.meshes.size());
@@ -148,11 +146,12 @@ std::vector<uint8_t> twExport_Write(const TwExportModel& model)
     PutTag(&out, "TEX");
     PutI32(&out, (int32_t)model.textures.size());
     for (const TwExportTexture& t : model.textures) {
-        std::vector<uint8_t> record(TEXTURE_RECORD_SIZE, 0);
-        memcpy(record.data(), t.name.data(), t.name.size() < 127 ? t.name.size() : 127);
-        memcpy(&record[128], &t.iWidth, 4);
-        memcpy(&record[132], &t.iHeight, 4);
-        memcpy(&record[156], &t.bUseAlpha, 4);
+        std::vector<uint8_t> record(TW_TEXTURE_RECORD_SIZE, 0);
+        size_t uiName = t.name.size() < TW_TEX_NAME_SIZE - 1 ? t.name.size() : TW_TEX_NAME_SIZE - 1;
+        memcpy(record.data(), t.name.data(), uiName);
+        memcpy(&record[TW_TEX_WIDTH], &t.iWidth, 4);
+        memcpy(&record[TW_TEX_HEIGHT], &t.iHeight, 4);
+        memcpy(&record[TW_TEX_USE_ALPHA], &t.bUseAlpha, 4);
         Put(&out, record.data(), record.size());
         Put(&out, t.image.data(), t.image.size());
     }
@@ -170,23 +169,25 @@ std::vector<uint8_t> twExport_Write(const TwExportModel& model)
     PutTag(&out, "MAT");
     PutI32(&out, (int32_t)model.materials.size());
     for (const TwExportMaterial& m : model.materials) {
-        std::vector<uint8_t> record(MATERIAL_RECORD_SIZE, 0);
-        memcpy(&record[4], m.name.data(), m.name.size() < 511 ? m.name.size() : 511);
-        memcpy(&record[516], m.vDiffuse, 12);
+        std::vector<uint8_t> record(TW_MATERIAL_RECORD_SIZE, 0);
+        size_t uiName = m.name.size() < sizeof(TwMaterial::szName) - 1 ? m.name.size() : sizeof(TwMaterial::szName) - 1;
+        memcpy(&record[offsetof(TwMaterial, szName)], m.name.data(), uiName);
+        memcpy(&record[offsetof(TwMaterial, vDiffuse)], m.vDiffuse, 12);
         // ambient like the diffuse colour; no specular, emission or shine
         float afAmbient[4] = {m.vDiffuse[0], m.vDiffuse[1], m.vDiffuse[2], 1.0f};
-        memcpy(&record[528], afAmbient, 16);
-        memcpy(&record[580], &m.fTransparency, 4);
-        memcpy(&record[592], &m.iTexture, 4);
-        memcpy(&record[600], &m.bIsTransparent, 4);
+        memcpy(&record[offsetof(TwMaterial, vAmbient)], afAmbient, 16);
+        memcpy(&record[offsetof(TwMaterial, fTransparency)], &m.fTransparency, 4);
+        memcpy(&record[offsetof(TwMaterial, iTexture)], &m.iTexture, 4);
+        memcpy(&record[offsetof(TwMaterial, bIsTransparent)], &m.bIsTransparent, 4);
         Put(&out, record.data(), record.size());
     }
 
     PutTag(&out, "LAY");
     PutI32(&out, (int32_t)model.layers.size());
     for (const std::string& name : model.layers) {
-        std::vector<uint8_t> record(LAYER_RECORD_SIZE, 0);
-        memcpy(&record[10], name.data(), name.size() < LAYER_RECORD_SIZE - 11 ? name.size() : LAYER_RECORD_SIZE - 11);
+        std::vector<uint8_t> record(TW_LAYER_SIZE, 0);
+        size_t uiName = TW_LAYER_SIZE - TW_LAYER_NAME_OFFSET - 1;
+        memcpy(&record[TW_LAYER_NAME_OFFSET], name.data(), name.size() < uiName ? name.size() : uiName);
         Put(&out, record.data(), record.size());
     }
     return out;
