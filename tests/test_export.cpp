@@ -15,6 +15,7 @@
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "tests/support.h"
+#include "tools/export/export.h"
 #include "tools/export/model_writer.h"
 #include "tools/harness/samples.h"
 #include "world/world.h"
@@ -341,4 +342,43 @@ TEST_F(Export, BadInputFailsAndKeepsTheOldOutput)
     EXPECT_EQ(Run("--help"), 0);
     EXPECT_NE(twHarness_ReadFile(dir + "export.out").find("Element types written"), std::string::npos);
     EXPECT_EQ(Run(""), 2);
+}
+
+// The finisher takes a scene from any reader: a box of one material becomes an element with
+// its flat faces, and the start view stands outside it; a scene naming a material it lacks
+// is refused
+TEST(Finisher, AnyReadersSceneBecomesAModelWithAStartView)
+{
+    TwExportScene scene;
+    scene.projectName = "Handmade";
+    scene.layers = {"Ground floor"};
+    scene.materials.resize(1);
+    TwExportSceneElement box;
+    box.name = "Block";
+    box.iType = TW_EXPORT_WALL;
+    TwExportSoup& soup = box.soups[0];
+    for (int i = 0; i < 8; i++)
+        soup.positions.insert(soup.positions.end(), {i & 1 ? 4.0f : 0.0f, i & 2 ? 3.0f : 0.0f, i & 4 ? 2.0f : 0.0f});
+    static const uint32_t auiFaces[12][3] = {{0, 2, 3}, {0, 3, 1}, {4, 5, 7}, {4, 7, 6}, {0, 1, 5}, {0, 5, 4},
+                                             {2, 6, 7}, {2, 7, 3}, {0, 4, 6}, {0, 6, 2}, {1, 3, 7}, {1, 7, 5}};
+    for (const auto& f : auiFaces)
+        soup.corners.insert(soup.corners.end(), f, f + 3);
+    scene.elements.push_back(box);
+    TwExportOptions options;
+    TwExportModel model;
+    TwExportStats stats;
+    std::string error;
+    ASSERT_EQ(twExport_Finish(scene, options, &model, &stats, &error), 1) << error;
+    ASSERT_EQ(model.elements.size(), 1u);
+    EXPECT_EQ(stats.iTriangles, 12);
+    EXPECT_EQ(stats.iSurfaces, 6);
+    EXPECT_EQ(model.projectName, "Handmade");
+    // the eye (the CAD host's Z-up axes) stands off the box, at eye height
+    EXPECT_TRUE(model.vCameraPos[0] < 0 || model.vCameraPos[1] < -2);
+    EXPECT_NEAR(model.vCameraPos[2], 1.7f, 0.01f);
+
+    scene.elements[0].soups[3] = soup;
+    TwExportModel refused;
+    EXPECT_EQ(twExport_Finish(scene, options, &refused, &stats, &error), 0);
+    EXPECT_EQ(error, "an element names a material the scene doesn't have");
 }

@@ -1,10 +1,12 @@
-// The exporter: models that assimp reads (IFC, OBJ, glTF, FBX, DAE, 3DS and more) turned
-// into the viewer's model file. export_scene.cpp walks the scene into elements, materials,
-// textures and layers; export_geometry.cpp makes the meshes (flat meshes with their
-// coplanar surfaces, smooth meshes, feature edges); export_texture.cpp makes the textures.
+// The exporter: building models turned into the viewer's model file. A reader fills the
+// neutral scene (export_assimp.cpp: what assimp reads, OBJ, glTF, FBX, DAE, 3DS, IFC and
+// more); one finisher (export_finish.cpp) makes its meshes and start view;
+// export_geometry.cpp makes the meshes (flat meshes with their coplanar surfaces, smooth
+// meshes, feature edges); export_texture.cpp makes the textures.
 #pragma once
 #include <stdint.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -46,10 +48,6 @@ struct TwExportStats {
     int iDoors = 0, iMaterials = 0, iTextures = 0, iLayers = 0, iSkipped = 0;
 };
 
-// Reads the source and builds the model; 0 with a message in *pError.
-int twExportScene_Convert(const char* pstrInput, const TwExportOptions& options, TwExportModel* pModel,
-                          TwExportStats* pStats, std::string* pError);
-
 // Triangles of one material of one element, in metres with Y up: positions (x, y, z each),
 // texture coordinates (u, v each, or none) and corners (three a triangle). Appends the
 // meshes it makes, none over the 16-bit limits.
@@ -58,6 +56,35 @@ struct TwExportSoup {
     std::vector<float> uvs;
     std::vector<uint32_t> corners;
 };
+
+// What a reader hands the finisher: each element's triangles by material, and the
+// materials, textures and layers they name
+struct TwExportSceneElement {
+    std::string name;
+    std::string sourceClass, storey, globalId; // for the side file
+    int iType = TW_EXPORT_OTHER;
+    int iLayer = 0;
+    std::map<int, TwExportSoup> soups;        // by material
+};
+
+struct TwExportScene {
+    std::string projectName;
+    std::vector<TwExportSceneElement> elements;
+    std::vector<TwExportMaterial> materials;
+    std::vector<TwExportTexture> textures;
+    std::vector<std::string> layers;
+};
+
+// Reads the source and builds the model; 0 with a message in *pError.
+int twExportScene_Convert(const char* pstrInput, const TwExportOptions& options, TwExportModel* pModel,
+                          TwExportStats* pStats, std::string* pError);
+// export_assimp.cpp: the scene of what assimp reads; 0 with a message
+int twExportAssimp_Read(const char* pstrInput, const TwExportOptions& options, TwExportScene* pScene,
+                        TwExportStats* pStats, std::string* pError);
+// export_finish.cpp: the model of a scene, its meshes made and its start view placed; 0 with
+// a message when nothing in it can be shown
+int twExport_Finish(const TwExportScene& scene, const TwExportOptions& options, TwExportModel* pModel,
+                    TwExportStats* pStats, std::string* pError);
 void twExportGeometry_BuildMeshes(const TwExportSoup& soup, int iMaterial, int bTextured,
                                   const TwExportOptions& options, std::vector<TwExportMesh>* pMeshes,
                                   TwExportStats* pStats);

@@ -1,5 +1,5 @@
-// The scene that assimp reads, walked into the model's elements, materials, textures and
-// layers. IFC files name their nodes "Ifc<Class>_<name>_<guid>": the class gives the
+// The reader of what assimp reads: its scene walked into the neutral scene's elements,
+// materials, textures and layers. IFC files name their nodes "Ifc<Class>_<name>_<guid>": the class gives the
 // element type, storeys become layers, and mapped items belong to the element above them.
 // Other formats give an element for each node with meshes, typed by keywords of its
 // name, and a layer for each group under the root.
@@ -17,37 +17,16 @@
 
 #include "tools/export/export.h"
 
-#define EYE_HEIGHT 1.7f        // metres above the model's lowest point
-#define VIEW_DISTANCE 1.6f     // times the building's horizontal radius, from its centre
-// The start view must hold the whole building on a wide screen with the viewer's 80 degree
-// field: a 16:9 window shows about 50 degrees upright and 40 each side; less a margin
-#define FIT_VERTICAL 0.75f     // radians
-#define FIT_HORIZONTAL 0.62f   // radians each side
-#define FIT_STEPS 12
-#define FIT_STEP_BACK 1.2f
-
-struct Collected {
-    std::string name;
-    std::string sourceClass, storey, globalId; // for the side file
-    int iType;
-    int iLayer;
-    std::map<int, TwExportSoup> soups; // by output material
-};
-
 struct Walk {
     const aiScene* pScene;
     const TwExportOptions* pOptions;
     std::string dir;                   // the source's folder, for texture files
     aiMatrix4x4 fix;                   // scale and axis change after the file's own transforms
-    std::vector<Collected> elements;
-    std::vector<std::string> layers;
+    TwExportScene* pOut;
     std::map<std::string, int> layerIds;
-    std::vector<TwExportMaterial> materials;
     std::map<std::string, int> materialIds;
     std::map<unsigned, int> sourceMaterials; // assimp material -> output material
-    std::vector<TwExportTexture> textures;
     std::map<std::string, int> textureIds;
-    std::string projectName;
     TwExportStats* pStats;
 };
 
@@ -171,9 +150,9 @@ static int Layer(Walk* w, const std::string& name)
     auto it = w->layerIds.find(latin);
     if (it != w->layerIds.end())
         return it->second;
-    w->layers.push_back(latin);
-    w->layerIds[latin] = (int)w->layers.size() - 1;
-    return (int)w->layers.size() - 1;
+    w->pOut->layers.push_back(latin);
+    w->layerIds[latin] = (int)w->pOut->layers.size() - 1;
+    return (int)w->pOut->layers.size() - 1;
 }
 
 // The entry of a folder whose name equals the given one but for case, or empty
@@ -269,9 +248,9 @@ static int Texture(Walk* w, const aiString& path)
     }
     int iId = -1;
     if (bOk) {
-        texture.name = "texture" + std::to_string(w->textures.size()) + ".tga";
-        w->textures.push_back(texture);
-        iId = (int)w->textures.size() - 1;
+        texture.name = "texture" + std::to_string(w->pOut->textures.size()) + ".tga";
+        w->pOut->textures.push_back(texture);
+        iId = (int)w->pOut->textures.size() - 1;
     } else {
         fprintf(stderr, "ambexport: %s (the material stays untextured)\n", error.empty() ? key.c_str() : error.c_str());
     }
@@ -316,8 +295,8 @@ static int Material(Walk* w, unsigned uiSource)
     if (it != w->materialIds.end()) {
         iId = it->second;
     } else {
-        w->materials.push_back(m);
-        iId = (int)w->materials.size() - 1;
+        w->pOut->materials.push_back(m);
+        iId = (int)w->pOut->materials.size() - 1;
         w->materialIds[szKey] = iId;
     }
     w->sourceMaterials[uiSource] = iId;
@@ -325,7 +304,7 @@ static int Material(Walk* w, unsigned uiSource)
 }
 
 // The triangles of a node's meshes into an element, in the model's space
-static void AddMeshes(Walk* w, const aiNode* pNode, const aiMatrix4x4& world, Collected* pElement)
+static void AddMeshes(Walk* w, const aiNode* pNode, const aiMatrix4x4& world, TwExportSceneElement* pElement)
 {
     aiMatrix4x4 m = w->fix * world;
     for (unsigned i = 0; i < pNode->mNumMeshes; i++) {
@@ -358,7 +337,7 @@ static void AddMeshes(Walk* w, const aiNode* pNode, const aiMatrix4x4& world, Co
 }
 
 // The nodes below an IFC element that belong to it: mapped items and other parts
-static void AddIfcParts(Walk* w, const aiNode* pNode, const aiMatrix4x4& world, Collected* pElement)
+static void AddIfcParts(Walk* w, const aiNode* pNode, const aiMatrix4x4& world, TwExportSceneElement* pElement)
 {
     AddMeshes(w, pNode, world, pElement);
     for (unsigned i = 0; i < pNode->mNumChildren; i++) {
@@ -380,8 +359,8 @@ static void WalkIfc(Walk* w, const aiNode* pNode, const aiMatrix4x4& parent, int
         iLayer = Layer(w, name);
         inStorey = ToLatin1(name);
     }
-    if (cls == "IfcBuilding" && w->projectName.empty())
-        w->projectName = ToLatin1(name);
+    if (cls == "IfcBuilding" && w->pOut->projectName.empty())
+        w->pOut->projectName = ToLatin1(name);
     int iType = IfcType(cls, Lower(name));
     if (iType == TW_EXPORT_LEFT_OUT) {
         w->pStats->iSkipped++;
@@ -390,7 +369,7 @@ static void WalkIfc(Walk* w, const aiNode* pNode, const aiMatrix4x4& parent, int
     bool bProduct = cls.compare(0, 3, "Ifc") == 0 && cls != "IfcMappedItem" && cls != "IfcProject" &&
                     cls != "IfcBuilding" && cls != "IfcBuildingStorey";
     if (pNode->mNumMeshes || bProduct) {
-        Collected element;
+        TwExportSceneElement element;
         element.name = ToLatin1(name);
         element.sourceClass = cls;
         element.storey = inStorey;
@@ -402,7 +381,7 @@ static void WalkIfc(Walk* w, const aiNode* pNode, const aiMatrix4x4& parent, int
         else
             AddMeshes(w, pNode, world, &element);
         if (!element.soups.empty())
-            w->elements.push_back(element);
+            w->pOut->elements.push_back(element);
     }
     for (unsigned i = 0; i < pNode->mNumChildren; i++) {
         const aiNode* pChild = pNode->mChildren[i];
@@ -421,13 +400,13 @@ static void WalkOther(Walk* w, const aiNode* pNode, const aiMatrix4x4& parent, i
     aiMatrix4x4 world = parent * pNode->mTransformation;
     std::string name = pNode->mName.C_Str();
     if (pNode->mNumMeshes) {
-        Collected element;
+        TwExportSceneElement element;
         element.name = ToLatin1(name);
         element.iType = NameType(Lower(name));
-        element.iLayer = iLayer >= 0 ? iLayer : Layer(w, w->projectName);
+        element.iLayer = iLayer >= 0 ? iLayer : Layer(w, w->pOut->projectName);
         AddMeshes(w, pNode, world, &element);
         if (!element.soups.empty())
-            w->elements.push_back(element);
+            w->pOut->elements.push_back(element);
     }
     for (unsigned i = 0; i < pNode->mNumChildren; i++) {
         const aiNode* pChild = pNode->mChildren[i];
@@ -437,123 +416,30 @@ static void WalkOther(Walk* w, const aiNode* pNode, const aiMatrix4x4& parent, i
     }
 }
 
-// A view from outside the building at eye height, looking at it, in the CAD host's Z-up
-// axes: the viewer turns (x, y, z) into (x, z, -y).
-static void GrowByElements(const TwExportModel& model, bool bBuildingOnly, float* afMin, float* afMax)
-{
-    for (const TwExportElement& e : model.elements) {
-        bool bBuilding = e.iType == 1 || e.iType == 2 || e.iType == 3 || e.iType == 6;
-        if (bBuildingOnly && !bBuilding)
-            continue;
-        for (const TwExportMesh& mesh : e.meshes)
-            for (const TwExportVertex& v : mesh.verts)
-                for (int i = 0; i < 3; i++) {
-                    afMin[i] = v.vPos[i] < afMin[i] ? v.vPos[i] : afMin[i];
-                    afMax[i] = v.vPos[i] > afMax[i] ? v.vPos[i] : afMax[i];
-                }
-    }
-}
-
-// The highest surface under a point, or fDefault where nothing is under it
-static float GroundAt(const TwExportModel& model, float x, float z, float fDefault)
-{
-    float fBest = -1e30f;
-    for (const TwExportElement& e : model.elements)
-        for (const TwExportMesh& mesh : e.meshes)
-            for (size_t i = 0; i + 2 < mesh.indices.size(); i += 3) {
-                const float* a = mesh.verts[mesh.indices[i]].vPos;
-                const float* b = mesh.verts[mesh.indices[i + 1]].vPos;
-                const float* c = mesh.verts[mesh.indices[i + 2]].vPos;
-                float fDet = (b[2] - c[2]) * (a[0] - c[0]) + (c[0] - b[0]) * (a[2] - c[2]);
-                if (fabsf(fDet) < 1e-9f)
-                    continue;
-                float l0 = ((b[2] - c[2]) * (x - c[0]) + (c[0] - b[0]) * (z - c[2])) / fDet;
-                float l1 = ((c[2] - a[2]) * (x - c[0]) + (a[0] - c[0]) * (z - c[2])) / fDet;
-                float l2 = 1 - l0 - l1;
-                if (l0 < 0 || l1 < 0 || l2 < 0)
-                    continue;
-                float y = l0 * a[1] + l1 * b[1] + l2 * c[1];
-                if (y > fBest)
-                    fBest = y;
-            }
-    return fBest > -1e29f ? fBest : fDefault;
-}
-
-// The building's box seen from an eye: the spread of its corners' elevations (radians)
-// and their largest side angle from the direction to the box's middle
-static void BoxAngles(const float* afMin, const float* afMax, float ex, float ey, float ez, float* pfLow,
-                      float* pfHigh, float* pfSide)
-{
-    float cx = (afMin[0] + afMax[0]) * 0.5f, cz = (afMin[2] + afMax[2]) * 0.5f;
-    float fToMiddle = atan2f(cz - ez, cx - ex);
-    *pfLow = 10, *pfHigh = -10, *pfSide = 0;
-    for (int i = 0; i < 8; i++) {
-        float x = (i & 1) ? afMax[0] : afMin[0], y = (i & 2) ? afMax[1] : afMin[1], z = (i & 4) ? afMax[2] : afMin[2];
-        float fAcross = sqrtf((x - ex) * (x - ex) + (z - ez) * (z - ez));
-        float fUp = atan2f(y - ey, fAcross);
-        *pfLow = fUp < *pfLow ? fUp : *pfLow;
-        *pfHigh = fUp > *pfHigh ? fUp : *pfHigh;
-        float fSide = fabsf(remainderf(atan2f(z - ez, x - ex) - fToMiddle, 2 * (float)M_PI));
-        *pfSide = fSide > *pfSide ? fSide : *pfSide;
-    }
-}
-
-static void PlaceCamera(TwExportModel* pModel)
-{
-    float afMin[3] = {1e30f, 1e30f, 1e30f}, afMax[3] = {-1e30f, -1e30f, -1e30f};
-    GrowByElements(*pModel, true, afMin, afMax);
-    if (afMin[0] > afMax[0]) // no building elements: the whole model
-        GrowByElements(*pModel, false, afMin, afMax);
-    float cx = (afMin[0] + afMax[0]) * 0.5f, cz = (afMin[2] + afMax[2]) * 0.5f;
-    float hx = (afMax[0] - afMin[0]) * 0.5f, hz = (afMax[2] - afMin[2]) * 0.5f;
-    float fDistance = sqrtf(hx * hx + hz * hz) * VIEW_DISTANCE + 2.0f;
-    // from the front left, between the model's +Z and -X sides, at eye height over the
-    // ground there (or the building's foot where there is none); stepping back until the
-    // whole building fits the view, whatever the terrain does between
-    float ex = 0, ey = 0, ez = 0, fLow = 0, fHigh = 0;
-    for (int iStep = 0; iStep < FIT_STEPS; iStep++, fDistance *= FIT_STEP_BACK) {
-        ex = cx - fDistance * 0.6f;
-        ez = cz + fDistance * 0.8f;
-        ey = GroundAt(*pModel, ex, ez, afMin[1]) + EYE_HEIGHT;
-        float fSide;
-        BoxAngles(afMin, afMax, ex, ey, ez, &fLow, &fHigh, &fSide);
-        if (fHigh - fLow <= FIT_VERTICAL && fSide <= FIT_HORIZONTAL)
-            break;
-    }
-    // the view's middle between the lowest and the highest corner
-    float fAcross = sqrtf((cx - ex) * (cx - ex) + (cz - ez) * (cz - ez));
-    float ty = ey + tanf((fLow + fHigh) * 0.5f) * fAcross;
-    pModel->vCameraPos[0] = ex;
-    pModel->vCameraPos[1] = -ez;
-    pModel->vCameraPos[2] = ey;
-    pModel->vCameraTarget[0] = cx;
-    pModel->vCameraTarget[1] = -cz;
-    pModel->vCameraTarget[2] = ty;
-}
-
 static void Progress(const TwExportOptions& options, float fFraction)
 {
     if (options.pfnProgress)
         options.pfnProgress(fFraction);
 }
 
-int twExportScene_Convert(const char* pstrInput, const TwExportOptions& options, TwExportModel* pModel,
-                          TwExportStats* pStats, std::string* pError)
+int twExportAssimp_Read(const char* pstrInput, const TwExportOptions& options, TwExportScene* pScene,
+                        TwExportStats* pStats, std::string* pError)
 {
     Assimp::Importer importer;
     importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE, aiPrimitiveType_POINT | aiPrimitiveType_LINE);
     importer.SetPropertyBool(AI_CONFIG_FBX_CONVERT_TO_M, true);
     Progress(options, -1.0f);
-    const aiScene* pScene = importer.ReadFile(pstrInput, aiProcess_Triangulate | aiProcess_JoinIdenticalVertices |
+    const aiScene* pSource = importer.ReadFile(pstrInput, aiProcess_Triangulate | aiProcess_JoinIdenticalVertices |
                                                             aiProcess_SortByPType | aiProcess_ValidateDataStructure);
-    if (!pScene || !pScene->mRootNode) {
+    if (!pSource || !pSource->mRootNode) {
         *pError = importer.GetErrorString();
         if (pError->empty())
             *pError = "nothing could be read";
         return 0;
     }
     Walk w;
-    w.pScene = pScene;
+    w.pScene = pSource;
+    w.pOut = pScene;
     w.pOptions = &options;
     w.pStats = pStats;
     std::string input = pstrInput;
@@ -568,49 +454,13 @@ int twExportScene_Convert(const char* pstrInput, const TwExportOptions& options,
     std::string base = input.substr(uiSlash == std::string::npos ? 0 : uiSlash + 1);
     bool bIfc = base.size() > 4 && Lower(base.substr(base.size() - 4)) == ".ifc";
     if (bIfc) {
-        WalkIfc(&w, pScene->mRootNode, aiMatrix4x4(), -1, std::string());
+        WalkIfc(&w, pSource->mRootNode, aiMatrix4x4(), -1, std::string());
     } else {
-        w.projectName = ToLatin1(base.substr(0, base.rfind('.')));
-        WalkOther(&w, pScene->mRootNode, aiMatrix4x4(), -1);
+        pScene->projectName = ToLatin1(base.substr(0, base.rfind('.')));
+        WalkOther(&w, pSource->mRootNode, aiMatrix4x4(), -1);
     }
-    if (w.projectName.empty())
-        w.projectName = ToLatin1(base.substr(0, base.rfind('.')));
+    if (pScene->projectName.empty())
+        pScene->projectName = ToLatin1(base.substr(0, base.rfind('.')));
     Progress(options, 0.5f);
-
-    for (size_t i = 0; i < w.elements.size(); i++) {
-        const Collected& c = w.elements[i];
-        if (i % 64 == 0)
-            Progress(options, 0.5f + 0.45f * (float)i / (float)w.elements.size());
-        TwExportElement element;
-        element.iType = c.iType;
-        element.iLayer = c.iLayer;
-        element.name = c.name;
-        element.sourceClass = c.sourceClass;
-        element.storey = c.storey;
-        element.globalId = c.globalId;
-        for (const auto& soup : c.soups)
-            twExportGeometry_BuildMeshes(soup.second, soup.first, w.materials[soup.first].iTexture >= 0, options,
-                                         &element.meshes, pStats);
-        if (element.meshes.empty())
-            continue;
-        if (element.iType == TW_EXPORT_DOOR)
-            pStats->iDoors++;
-        pModel->elements.push_back(element);
-    }
-    if (pModel->elements.empty()) {
-        *pError = "the model has no triangles to show";
-        return 0;
-    }
-    pModel->projectName = w.projectName;
-    pModel->materials = w.materials;
-    pModel->textures = w.textures;
-    pModel->layers = w.layers;
-    pModel->fSunAltitude = options.fSunAltitude;
-    pModel->fSunAzimuth = options.fSunAzimuth;
-    PlaceCamera(pModel);
-    pStats->iElements = (int)pModel->elements.size();
-    pStats->iMaterials = (int)pModel->materials.size();
-    pStats->iTextures = (int)pModel->textures.size();
-    pStats->iLayers = (int)pModel->layers.size();
     return 1;
 }
