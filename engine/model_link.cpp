@@ -267,10 +267,12 @@ static void RemoveExportFiles(void)
     twWindow_DeleteFile(szPath);
     snprintf(szMore, sizeof(szMore), "%s.part", szPath);
     twWindow_DeleteFile(szMore);
-    twWorld_ElementInfoPath(szPath, szMore);
-    twWindow_DeleteFile(szMore);
-    strcat(szMore, ".part");
-    twWindow_DeleteFile(szMore);
+    for (int i = 0; i < TW_NUM_SIDE_FILES; i++) {
+        twWorld_SideFilePath(szPath, i, szMore);
+        twWindow_DeleteFile(szMore);
+        strcat(szMore, ".part");
+        twWindow_DeleteFile(szMore);
+    }
 }
 
 // Why the exporter failed, from its "error" line (its other lines are for a person and may
@@ -428,20 +430,22 @@ static void SetAsideFolder(const char* pstrSource, char* pstrOut)
     snprintf(pstrOut, TW_PATH_SIZE, "%.300s/%s %s/", szBase, szStem, szStamp);
 }
 
-// Moves the model of the export into Temp's place, with its side file, once it has loaded
+// Moves the model of the export into Temp's place, with its side files, once it has loaded
 static void PutModelInPlace(const char* pstrFrom)
 {
-    char szTo[TW_PATH_SIZE], szInfoFrom[TW_PATH_SIZE], szInfoTo[TW_PATH_SIZE];
+    char szTo[TW_PATH_SIZE], szSideFrom[TW_PATH_SIZE], szSideTo[TW_PATH_SIZE];
     TempPath(TW_MODEL_RESOURCE, szTo);
-    twWorld_ElementInfoPath(pstrFrom, szInfoFrom);
-    twWorld_ElementInfoPath(szTo, szInfoTo);
     if (!twWindow_RenameFile(pstrFrom, szTo)) {
         twLogError(TAG, "!rename : '%s'\n", szTo);
         return;
     }
     snprintf(pWorld->szModelPath, sizeof(pWorld->szModelPath), "%s", szTo);
-    if (!twCore_FileExists(szInfoFrom) || !twWindow_RenameFile(szInfoFrom, szInfoTo))
-        twWindow_DeleteFile(szInfoTo); // an older one would tell of another model
+    for (int i = 0; i < TW_NUM_SIDE_FILES; i++) {
+        twWorld_SideFilePath(pstrFrom, i, szSideFrom);
+        twWorld_SideFilePath(szTo, i, szSideTo);
+        if (!twCore_FileExists(szSideFrom) || !twWindow_RenameFile(szSideFrom, szSideTo))
+            twWindow_DeleteFile(szSideTo); // an older one would tell of another model
+    }
 }
 
 // The model that was open before a load the loader refused, back as it was: from the copy

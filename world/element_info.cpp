@@ -13,13 +13,15 @@
 
 #define TAG "twWorld_LoadElementInfo"
 
-void twWorld_ElementInfoPath(const char* pstrModelPath, char* pstrOut)
+void twWorld_SideFilePath(const char* pstrModelPath, int iSide, char* pstrOut)
 {
+    static const char* const apstrExtensions[TW_NUM_SIDE_FILES] = {".elements"};
     const char* pstrSlash = strrchr(pstrModelPath, '/');
     const char* pstrDot = strrchr(pstrModelPath, '.');
     int iStem = pstrDot && (!pstrSlash || pstrDot > pstrSlash) ? (int)(pstrDot - pstrModelPath)
                                                                 : (int)strlen(pstrModelPath);
-    snprintf(pstrOut, TW_PATH_SIZE, "%.*s%s", iStem, pstrModelPath, TW_ELEMENT_INFO_EXT);
+    snprintf(pstrOut, TW_PATH_SIZE, "%.*s%s", iStem, pstrModelPath,
+             iSide >= 0 && iSide < TW_NUM_SIDE_FILES ? apstrExtensions[iSide] : ".side");
 }
 
 void twWorld_FreeElementInfo(void)
@@ -114,7 +116,7 @@ int twWorld_LoadElementInfo(const char* pstrModelPath)
         return 0;
     twWorld_FreeElementInfo();
     char szPath[TW_PATH_SIZE];
-    twWorld_ElementInfoPath(pstrModelPath, szPath);
+    twWorld_SideFilePath(pstrModelPath, TW_SIDE_ELEMENTS, szPath);
     struct stat stModel, stInfo;
     if (stat(pstrModelPath, &stModel) != 0 || stat(szPath, &stInfo) != 0)
         return 0;

@@ -249,7 +249,10 @@ typedef int (*TwLightAbortFn)(void);
 
 // The side file: "Ambulon elements 1", "model\t<bytes>\t<elements>", "source\t<path>", then a
 // line for each element in the model's order: name, class, storey, GlobalId, tab-separated
-#define TW_ELEMENT_INFO_EXT ".elements"
+// The files that go with a model, beside it under its name with another extension: the
+// exporter writes them, the link moves them with the model, their readers find them there
+#define TW_SIDE_ELEMENTS 0 // ".elements": each element's name, IFC class, storey and GlobalId
+#define TW_NUM_SIDE_FILES 1
 #define TW_ELEMENT_INFO_MAGIC "Ambulon elements 1"
 #define TW_ELEMENT_INFO_MAX_SIZE (16 << 20)
 #define TW_ELEMENT_INFO_FIELDS 4
@@ -409,7 +412,7 @@ void twWorld_FreeDrawArrays(uint32_t hVboVerts, uint32_t hVboIndices, void* pVer
 int twWorld_LoadModel(TwProgressFn pfnProgress, const char* pszPath, int bPack, TwCamera* pCam, char* pszProjectName,
                       int* piSunAltitude, int* piSunAzimuth, int bVbo, int* piStatus);
 // element_info.cpp
-void twWorld_ElementInfoPath(const char* pstrModelPath, char* pstrOut); // "x.bin" -> "x.elements"
+void twWorld_SideFilePath(const char* pstrModelPath, int iSide, char* pstrOut); // "x.bin" -> "x.elements"
 int twWorld_LoadElementInfo(const char* pstrModelPath); // 1 when the model has its side file
 // A side file's bytes for the model that is loaded, which is iModelSize bytes long; 1 or 0
 // with a line, nothing kept

@@ -192,7 +192,7 @@ int main(int argc, char** argv)
         if (!realpath(pstrInput, szSource))
             snprintf(szSource, sizeof(szSource), "%s", pstrInput);
         char szInfo[TW_PATH_SIZE];
-        twWorld_ElementInfoPath(output.c_str(), szInfo);
+        twWorld_SideFilePath(output.c_str(), TW_SIDE_ELEMENTS, szInfo);
         if (!twExport_WriteInfoFile(model, bytes.size(), szSource, szInfo))
             fprintf(stderr, "ambexport: can't write '%s' (the viewer shows no IFC names)\n", szInfo);
         if (options.pfnProgress)

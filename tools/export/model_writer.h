@@ -76,7 +76,7 @@ std::vector<uint8_t> twExport_Write(const TwExportModel& model);
 // Written to a temporary file and renamed, so a failure never leaves half a model; 1 or 0
 int twExport_WriteFile(const TwExportModel& model, const std::string& path);
 int twExport_WriteBytes(const std::vector<uint8_t>& bytes, const std::string& path); // the same for any bytes
-// The side file beside a model (its name: twWorld_ElementInfoPath): each element's name,
+// The side file beside a model (its name: twWorld_SideFilePath): each element's name,
 // class, storey and GlobalId, tied to the model by its size and element count, with the
 // source it came from; 1 or 0
 std::vector<uint8_t> twExport_WriteInfo(const TwExportModel& model, uint64_t uiModelSize, const std::string& source);
