@@ -1013,7 +1013,7 @@ int twEngine_Update(void)
         e->iLayerUpdate++;
     }
     if (e->bUpdateGalleryImage) {
-        twGallery_UpdatePreview(e->pGalleryTexture);
+        twEngine_UpdateGallery(e->pGalleryTexture);
         e->bUpdateGalleryImage = 0;
     }
     e->fTimeRunning += fDelta;

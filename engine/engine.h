@@ -220,6 +220,10 @@ int twEngine_UpdateSun(void); // turns the sun's camera to the applied angles
 int twEngine_ToggleSunShadows(void); // F3
 int twEngine_Screenshot(void);       // F5: the back buffer as a BMP (publish/screenshot.cpp)
 int twEngine_LargeScreenshot(int iFactor); // Shift+F5: the view alone, iFactor times the window each way
+// The preview texture renewed: the selected item's view drawn at twice the size and
+// reduced, or the stock picture when nothing is selected
+int twEngine_UpdateGallery(TwTexture* pTexture);
+
 void twEngine_FlashNote(float fRed, float fGreen, float fBlue); // the shutter flash (render/frame.cpp)
 // The message panel for some seconds: a kind's own line, or with TW_MESSAGE_TEXT the text
 // given (a "\n" in it starts a line of its own)

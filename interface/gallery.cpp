@@ -10,12 +10,9 @@
 #include "engine/memory.h"
 #include "engine/reader.h"
 #include "engine/strings.h"
-#include "engine/timer.h"
 #include "engine/writer.h"
 #include "navigation/camera.h"
-#include "platform/image.h"
 #include "platform/ogl.h"
-#include "platform/window.h"
 
 #define TAG "twGallery"
 #define STR_EMPTY_COPY 312    // the label of an empty gallery in a copy, which can't keep views
@@ -503,83 +500,6 @@ int twGallery_ApplyToCamera(TwCamera* c)
     c->fOrthoHalfWidth = k->fOrthoHalfWidth;
     c->bTopView = (int32_t)k->bTop;
     return 1;
-}
-
-// The stock picture of an empty gallery, back on the preview texture
-static int StockPreview(TwTexture* pTexture, int iWidth, int iHeight)
-{
-    const char* pstrTag = "UpdateGallery";
-    FILE* pFile = twCore_GetResource("Gallery.tga", nullptr);
-    if (!pFile) {
-        twLogError(pstrTag, "!twCore_GetResource : Gallery\n");
-        return 0;
-    }
-    int iFileWidth = 0, iFileHeight = 0, iChannels = 0;
-    uint8_t* pucBuffer = (uint8_t*)twMem_GetTempBuffer(iWidth * iHeight * 4, 0);
-    int bOk = pucBuffer && twTga_ReadHeader(pFile, &iFileWidth, &iFileHeight, &iChannels);
-    // only a picture of the preview's own size and kind can take its place
-    if (bOk && (iFileWidth != iWidth || iFileHeight != iHeight || iChannels != 4)) {
-        twLogError(pstrTag, "!Gallery.tga is %d x %d x %d, not %d x %d x 4\n", iFileWidth, iFileHeight, iChannels,
-                   iWidth, iHeight);
-        bOk = 0;
-    } else if (!pucBuffer) {
-        twLogError(pstrTag, "!twMem_GetTempBuffer\n");
-    }
-    if (bOk)
-        bOk = twTga_ReadData(pFile, iWidth * iHeight * 4, pucBuffer);
-    fclose(pFile);
-    if (!bOk)
-        return 0;
-    glBindTexture(GL_TEXTURE_2D, pTexture->hTexture);
-    glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, iWidth, iHeight, GL_RGBA, GL_UNSIGNED_BYTE, pucBuffer);
-    return 1;
-}
-
-int twGallery_UpdatePreview(TwTexture* pTexture)
-{
-    const char* pstrTag = "UpdateGallery";
-    if (!pTexture)
-        return 0;
-    int iWidth = pTexture->iWidth, iHeight = pTexture->iHeight;
-    TwCamera cam;
-    memcpy(&cam, pCam, sizeof(cam));
-    if (!twGallery_ApplyToCamera(&cam))
-        return StockPreview(pTexture, iWidth, iHeight);
-    // drawn at twice the size and reduced, or at its own size where the window is smaller
-    int iScale = twWindow_GetWidth() >= 2 * iWidth && twWindow_GetHeight() >= 2 * iHeight ? 2 : 1;
-    if (twWindow_GetWidth() < iWidth || twWindow_GetHeight() < iHeight) {
-        twLogError(pstrTag, "!The window is smaller than the preview\n");
-        return 0;
-    }
-    int iDrawW = iWidth * iScale, iDrawH = iHeight * iScale;
-    uint8_t* pucBuffer = (uint8_t*)twMem_GetTempBuffer(iWidth * iHeight * 4 + iDrawW * iDrawH * 4, 0);
-    if (!pucBuffer) {
-        twLogError(pstrTag, "!twMem_GetTempBuffer\n");
-        return 0;
-    }
-    // the copy stands still where the item put it: no step, no collision
-    cam.fForward = cam.fStrafe = cam.fVertical = cam.fImpulse = cam.fDrift = cam.fSpin = 0;
-    cam.fAspect = (float)iWidth / (float)iHeight;
-    cam.fInvAspect = 1.0f / cam.fAspect;
-    twCamera_Update(&cam, 0);
-    GLint aiViewport[4];
-    glGetIntegerv(GL_VIEWPORT, aiViewport);
-    twEngine_DrawViewAlone(&cam, iDrawW, iDrawH);
-    uint8_t* pucFull = pucBuffer + iWidth * iHeight * 4;
-    glPixelStorei(GL_PACK_ALIGNMENT, 1);
-    glReadPixels(0, 0, iDrawW, iDrawH, GL_RGBA, GL_UNSIGNED_BYTE, iScale == 2 ? pucFull : pucBuffer);
-    int bOk = iScale == 1 || twCore_ScaleImage(4, iDrawW, iDrawH, pucFull, iWidth, iHeight, pucBuffer, 1);
-    if (bOk) {
-        // the picture is opaque, whatever alpha the model's materials wrote: the panel blends it
-        for (int i = 3; i < iWidth * iHeight * 4; i += 4)
-            pucBuffer[i] = 255;
-        glBindTexture(GL_TEXTURE_2D, pTexture->hTexture);
-        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, iWidth, iHeight, GL_RGBA, GL_UNSIGNED_BYTE, pucBuffer);
-    }
-    glViewport(aiViewport[0], aiViewport[1], aiViewport[2], aiViewport[3]);
-    // the time the picture took must not reach the next frame as a jump
-    twTimer_Update();
-    return bOk;
 }
 
 // ---------------------------------------------------------------------------------------------

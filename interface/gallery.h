@@ -121,9 +121,6 @@ int twGallery_WarpToPosition(TwGalleryItem* pItem, TwCamera* pCam, int32_t* piSu
 int twGallery_WarpToSelected(TwCamera* pCam, int32_t* piSun1, int32_t* piSun2);
 int twGallery_WarpToFirstAngle(TwCamera* pCam, int32_t* piSun1, int32_t* piSun2);
 int twGallery_ApplyToCamera(TwCamera* pCam); // the selected item's view, for the preview
-// The preview texture renewed: the selected item's view drawn at twice the size and
-// reduced, or the stock picture when nothing is selected
-int twGallery_UpdatePreview(TwTexture* pTexture);
 int twGallery_SelectNext(void);
 int twGallery_SelectPrevious(void);
 int twGallery_MoveEarlier(void);

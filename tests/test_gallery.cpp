@@ -313,7 +313,7 @@ TEST_F(Gallery, PreviewShowsTheSelectedView)
     Read(&stock);
     memcpy(&cam, pCam, sizeof(cam));
     AddAngle(pCam->vPos[0], 0, 0);
-    ASSERT_EQ(twGallery_UpdatePreview(pEngine->pGalleryTexture), 1);
+    ASSERT_EQ(twEngine_UpdateGallery(pEngine->pGalleryTexture), 1);
     Read(&preview);
     EXPECT_NE(preview, stock);
     // opaque, as the panel blends it: a model's alpha must not darken the picture
@@ -323,7 +323,7 @@ TEST_F(Gallery, PreviewShowsTheSelectedView)
     EXPECT_EQ(iOpaque, 256 * 128);
     // emptied, the gallery shows the stock picture again
     twGallery_Delete();
-    ASSERT_EQ(twGallery_UpdatePreview(pEngine->pGalleryTexture), 1);
+    ASSERT_EQ(twEngine_UpdateGallery(pEngine->pGalleryTexture), 1);
     Read(&again);
     EXPECT_EQ(again, stock);
     twOgl_ReleaseTexture(&pEngine->pGalleryTexture);
