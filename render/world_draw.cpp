@@ -125,6 +125,54 @@ static int TextureHasAlpha(const TwTexture* pTexture)
     }
 }
 
+// Binds a program by its key unless it is bound already
+static void BindVertexProgram(int iKey)
+{
+    if (iKey != pWorld->iCurrentVp) {
+        glBindProgramARB(GL_VERTEX_PROGRAM_ARB, pWorld->ahVertexPrograms[iKey]);
+        pWorld->iCurrentVp = iKey;
+    }
+}
+
+static void BindFragmentProgram(int iKey)
+{
+    if (iKey != pWorld->iCurrentFp) {
+        glBindProgramARB(GL_FRAGMENT_PROGRAM_ARB, twWorld_FragmentProgram(iKey));
+        pWorld->iCurrentFp = iKey;
+    }
+}
+
+// The render arrays one pass draws, group by group: of the groups given (every group with
+// neither a camera nor a mask), of opaque materials in pass 0, of transparent ones in pass 1,
+// of any in pass -1. Start from a zeroed walk; null at the end.
+struct ArrayWalk {
+    int iPass;
+    const TwCamera* pCam;     // groups the sweep saw lately or near this eye
+    const uint8_t* pucGroups; // or groups marked here
+    int g, r;
+};
+
+static int DrawsGroup(const TwElementGroup* pGroup, const TwCamera* pCam);
+
+static const TwRenderArray* NextArray(ArrayWalk* pWalk, const TwElementGroup** ppGroup)
+{
+    TwWorld* w = pWorld;
+    for (; pWalk->g < w->iNumElementGroups; pWalk->g++, pWalk->r = 0) {
+        const TwElementGroup* pGroup = &w->pElementGroups[pWalk->g];
+        if ((pWalk->pucGroups && !pWalk->pucGroups[pWalk->g]) || (pWalk->pCam && !DrawsGroup(pGroup, pWalk->pCam)))
+            continue;
+        while (pWalk->r < pGroup->iNumRenderArrays) {
+            const TwRenderArray* pArray = &pGroup->pRenderArrays[pWalk->r++];
+            int bTransparent = w->pMaterials[pArray->iMaterial].bIsTransparent != 0;
+            if (pWalk->iPass >= 0 && bTransparent != (pWalk->iPass == 1))
+                continue;
+            *ppGroup = pGroup;
+            return pArray;
+        }
+    }
+    return nullptr;
+}
+
 // Everything that stands in the sun's way, depth alone: the sun sees every group; glass
 // (untextured and transparent) lets the light through, and a cut-out texture casts its holes
 void twWorld_DrawDepthOnly(int bUseVbo, const uint8_t* pucGroups)
@@ -136,31 +184,27 @@ void twWorld_DrawDepthOnly(int bUseVbo, const uint8_t* pucGroups)
     glClientActiveTexture(GL_TEXTURE0);
     glEnableClientState(GL_VERTEX_ARRAY);
     int bBuffersBound = 0;
-    for (int g = 0; g < w->iNumElementGroups; g++) {
-        const TwElementGroup* pGroup = &w->pElementGroups[g];
-        if (pucGroups && !pucGroups[g])
+    ArrayWalk walk = {-1, nullptr, pucGroups, 0, 0};
+    const TwElementGroup* pGroup;
+    while (const TwRenderArray* pArray = NextArray(&walk, &pGroup)) {
+        const TwMaterial* pMaterial = &w->pMaterials[pArray->iMaterial];
+        const TwTexture* pTexture = pMaterial->iTexture >= 0 && pMaterial->iTexture < w->iNumTextures
+                                        ? w->ppTextures[pMaterial->iTexture]
+                                        : nullptr;
+        if (!pTexture && pMaterial->bIsTransparent)
             continue;
-        for (int r = 0; r < pGroup->iNumRenderArrays; r++) {
-            const TwRenderArray* pArray = &pGroup->pRenderArrays[r];
-            const TwMaterial* pMaterial = &w->pMaterials[pArray->iMaterial];
-            const TwTexture* pTexture = pMaterial->iTexture >= 0 && pMaterial->iTexture < w->iNumTextures
-                                            ? w->ppTextures[pMaterial->iTexture]
-                                            : nullptr;
-            if (!pTexture && pMaterial->bIsTransparent)
-                continue;
-            int bCutOut = pTexture && TextureHasAlpha(pTexture);
-            if (bCutOut) {
-                glEnable(GL_ALPHA_TEST);
-                glEnable(GL_TEXTURE_2D);
-                glBindTexture(GL_TEXTURE_2D, pTexture->hTexture);
-                glEnableClientState(GL_TEXTURE_COORD_ARRAY);
-            }
-            DrawRenderArray(pArray, pGroup, bUseVbo, bCutOut, 0, &bBuffersBound);
-            if (bCutOut) {
-                glDisable(GL_ALPHA_TEST);
-                glDisable(GL_TEXTURE_2D);
-                glDisableClientState(GL_TEXTURE_COORD_ARRAY);
-            }
+        int bCutOut = pTexture && TextureHasAlpha(pTexture);
+        if (bCutOut) {
+            glEnable(GL_ALPHA_TEST);
+            glEnable(GL_TEXTURE_2D);
+            glBindTexture(GL_TEXTURE_2D, pTexture->hTexture);
+            glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+        }
+        DrawRenderArray(pArray, pGroup, bUseVbo, bCutOut, 0, &bBuffersBound);
+        if (bCutOut) {
+            glDisable(GL_ALPHA_TEST);
+            glDisable(GL_TEXTURE_2D);
+            glDisableClientState(GL_TEXTURE_COORD_ARRAY);
         }
     }
     if (bBuffersBound) {
@@ -286,35 +330,22 @@ void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam
                 break;
             glEnable(GL_BLEND);
         }
-        for (int g = 0; g < w->iNumElementGroups; g++) {
-            const TwElementGroup* pGroup = &w->pElementGroups[g];
-            if (!DrawsGroup(pGroup, pCam))
-                continue;
+        ArrayWalk walk = {iPass, pCam, nullptr, 0, 0};
+        const TwElementGroup* pGroup;
+        while (const TwRenderArray* pArray = NextArray(&walk, &pGroup)) {
+            const TwMaterial* pMaterial = &w->pMaterials[pArray->iMaterial];
             int bNear = bShadow && bSoftShadows && NearForSoftShadow(pGroup, pCam);
-            for (int r = 0; r < pGroup->iNumRenderArrays; r++) {
-                const TwRenderArray* pArray = &pGroup->pRenderArrays[r];
-                const TwMaterial* pMaterial = &w->pMaterials[pArray->iMaterial];
-                if ((pMaterial->bIsTransparent != 0) != (iPass == 1))
-                    continue;
-                if (bMaterials)
-                    twWorld_SetMaterial(pMaterial, &iTextured, fLightLevel, bTextures);
-                if (bPrograms) {
-                    int iVp = (iTextured ? TW_VP_TEXTURE : 0) | (bShadow ? TW_VP_SHADOW : 0);
-                    int iFp = (iTextured ? TW_FP_TEXTURE : 0) | (bShadow ? TW_FP_SHADOW : 0) |
-                              (bNear ? TW_FP_FILTERED : 0) | (fShadow > 0 ? TW_FP_SUN_ADDS : 0) |
-                              (iSceneOption ? TW_FP_WHITE_SUN : 0) | (iPass ? TW_FP_ALPHA : 0) |
-                              (iMode == TW_MODE_LAMP_GREY ? TW_FP_GREY : 0) | (iMode == TW_MODE_WHITE ? TW_FP_WHITE : 0);
-                    if (iVp != w->iCurrentVp) {
-                        glBindProgramARB(GL_VERTEX_PROGRAM_ARB, w->ahVertexPrograms[iVp]);
-                        w->iCurrentVp = iVp;
-                    }
-                    if (iFp != w->iCurrentFp) {
-                        glBindProgramARB(GL_FRAGMENT_PROGRAM_ARB, twWorld_FragmentProgram(iFp));
-                        w->iCurrentFp = iFp;
-                    }
-                }
-                DrawRenderArray(pArray, pGroup, bUseVbo, iTextured, bLit, &bBuffersBound);
+            if (bMaterials)
+                twWorld_SetMaterial(pMaterial, &iTextured, fLightLevel, bTextures);
+            if (bPrograms) {
+                BindVertexProgram((iTextured ? TW_VP_TEXTURE : 0) | (bShadow ? TW_VP_SHADOW : 0));
+                BindFragmentProgram((iTextured ? TW_FP_TEXTURE : 0) | (bShadow ? TW_FP_SHADOW : 0) |
+                                    (bNear ? TW_FP_FILTERED : 0) | (fShadow > 0 ? TW_FP_SUN_ADDS : 0) |
+                                    (iSceneOption ? TW_FP_WHITE_SUN : 0) | (iPass ? TW_FP_ALPHA : 0) |
+                                    (iMode == TW_MODE_LAMP_GREY ? TW_FP_GREY : 0) |
+                                    (iMode == TW_MODE_WHITE ? TW_FP_WHITE : 0));
             }
+            DrawRenderArray(pArray, pGroup, bUseVbo, iTextured, bLit, &bBuffersBound);
         }
     }
     EndPasses(iTextured);
@@ -399,23 +430,6 @@ void twWorld_DrawMeshEdges(const TwMesh* pMesh)
                         pMesh->pusEdgeIndices);
     glPopMatrix();
     pWorld->iNumDrawCalls++;
-}
-
-// Binds a fragment program by its key unless it is bound already
-static void BindVertexProgram(int iKey)
-{
-    if (iKey != pWorld->iCurrentVp) {
-        glBindProgramARB(GL_VERTEX_PROGRAM_ARB, pWorld->ahVertexPrograms[iKey]);
-        pWorld->iCurrentVp = iKey;
-    }
-}
-
-static void BindFragmentProgram(int iKey)
-{
-    if (iKey != pWorld->iCurrentFp) {
-        glBindProgramARB(GL_FRAGMENT_PROGRAM_ARB, twWorld_FragmentProgram(iKey));
-        pWorld->iCurrentFp = iKey;
-    }
 }
 
 // A render array's lightmaps: the lightmap on unit 0, the material on unit 1, from the
@@ -516,41 +530,34 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
         if (iPass == 1)
             glEnable(GL_BLEND);
         int iAlpha = iPass ? TW_FP_ALPHA : 0;
-        for (int g = 0; g < w->iNumElementGroups; g++) {
-            const TwElementGroup* pGroup = &w->pElementGroups[g];
-            if (!DrawsGroup(pGroup, pCam))
-                continue;
+        ArrayWalk walk = {iPass, pCam, nullptr, 0, 0};
+        const TwElementGroup* pGroup;
+        while (const TwRenderArray* pArray = NextArray(&walk, &pGroup)) {
             int iSun = !bShadow ? 0
                                 : TW_FP_SHADOW | (bSoftShadows && NearForSoftShadow(pGroup, pCam) ? TW_FP_FILTERED : 0) |
                                       (fShadow > 0 ? TW_FP_SUN_ADDS : 0) | (iSceneOption ? TW_FP_WHITE_SUN : 0);
-            for (int r = 0; r < pGroup->iNumRenderArrays; r++) {
-                const TwRenderArray* pArray = &pGroup->pRenderArrays[r];
-                const TwMaterial* pMaterial = &w->pMaterials[pArray->iMaterial];
-                if ((pMaterial->bIsTransparent != 0) != (iPass == 1))
-                    continue;
-                twWorld_SetMaterial(pMaterial, &iTextured, fLightLevel, 1);
-                int iTexture = iTextured ? TW_FP_TEXTURE : 0;
-                int iVpTexture = iTextured ? TW_VP_TEXTURE : 0;
-                if (pArray->pSurfaceArray2) {
-                    if (bShadow)
-                        BindVertexProgram(TW_VP_MAP_COORDS | TW_VP_SHADOW | iVpTexture);
-                    BindFragmentProgram(TW_FP_LIGHT_MAP | iTexture | iAlpha | iSun);
-                    glClientActiveTexture(GL_TEXTURE0);
-                    glEnableClientState(GL_TEXTURE_COORD_ARRAY);
-                    glClientActiveTexture(GL_TEXTURE1);
-                    DrawLightmaps(pArray->pSurfaceArray2, pGroup, iTextured, bUseVbo);
-                    glClientActiveTexture(GL_TEXTURE0);
-                    glDisableClientState(GL_TEXTURE_COORD_ARRAY);
-                    glClientActiveTexture(GL_TEXTURE1);
-                }
-                if (pArray->pMeshListSmooth) {
-                    if (bShadow)
-                        BindVertexProgram(TW_VP_VERTEX_COLOR | TW_VP_SHADOW | iVpTexture);
-                    BindFragmentProgram(TW_FP_VERTEX_LIGHT | iTexture | iAlpha | iSun);
-                    glEnableClientState(GL_COLOR_ARRAY);
-                    DrawSmoothMeshes(pArray, pGroup, iTextured, bUseVbo);
-                    glDisableClientState(GL_COLOR_ARRAY);
-                }
+            twWorld_SetMaterial(&w->pMaterials[pArray->iMaterial], &iTextured, fLightLevel, 1);
+            int iTexture = iTextured ? TW_FP_TEXTURE : 0;
+            int iVpTexture = iTextured ? TW_VP_TEXTURE : 0;
+            if (pArray->pSurfaceArray2) {
+                if (bShadow)
+                    BindVertexProgram(TW_VP_MAP_COORDS | TW_VP_SHADOW | iVpTexture);
+                BindFragmentProgram(TW_FP_LIGHT_MAP | iTexture | iAlpha | iSun);
+                glClientActiveTexture(GL_TEXTURE0);
+                glEnableClientState(GL_TEXTURE_COORD_ARRAY);
+                glClientActiveTexture(GL_TEXTURE1);
+                DrawLightmaps(pArray->pSurfaceArray2, pGroup, iTextured, bUseVbo);
+                glClientActiveTexture(GL_TEXTURE0);
+                glDisableClientState(GL_TEXTURE_COORD_ARRAY);
+                glClientActiveTexture(GL_TEXTURE1);
+            }
+            if (pArray->pMeshListSmooth) {
+                if (bShadow)
+                    BindVertexProgram(TW_VP_VERTEX_COLOR | TW_VP_SHADOW | iVpTexture);
+                BindFragmentProgram(TW_FP_VERTEX_LIGHT | iTexture | iAlpha | iSun);
+                glEnableClientState(GL_COLOR_ARRAY);
+                DrawSmoothMeshes(pArray, pGroup, iTextured, bUseVbo);
+                glDisableClientState(GL_COLOR_ARRAY);
             }
         }
     }
