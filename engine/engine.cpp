@@ -754,8 +754,7 @@ int twEngine_Load(const char* pstrPath)
         twEngine_ShowMessage(iStatus, TW_MESSAGE_SECONDS, nullptr);
         return 0;
     }
-    e->fMessageTime = 0;
-    e->iTrackedElement = e->iPickedElement = -1;
+    twEngine_ModelIn(0);
     e->iRenderModeWanted = TW_MODE_LAMP;
     twEngine_LoadCopyLight(szPath, "twEngine_Load");
     twEngine_ShowLightState(1);
@@ -783,7 +782,6 @@ int twEngine_Load(const char* pstrPath)
     // under the light loader's tag on purpose: readers of the log look for it there
     twLog("twWorld_LoadLight", "Model succesfully loaded\n");
     twEngine_ApplySettings();
-    e->fTimeInLevel = 0;
     return 1;
 }
 
@@ -872,6 +870,16 @@ void twEngine_ShowMessage(int iKind, float fSeconds, const char* pstrText)
         snprintf(e->szMessageText, sizeof(e->szMessageText), "%s", pstrText ? pstrText : "");
     e->iMessageKind = iKind;
     e->fMessageTime = fSeconds;
+}
+
+void twEngine_ModelIn(int bReload)
+{
+    TwEngine* e = pEngine;
+    e->fMessageTime = 0;
+    e->iTrackedElement = e->iPickedElement = -1;
+    e->iSunUpdate = 1;
+    if (!bReload)
+        e->fTimeInLevel = 0;
 }
 
 void twEngine_LightProgress(void)

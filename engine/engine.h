@@ -228,6 +228,9 @@ void twEngine_FlashNote(float fRed, float fGreen, float fBlue); // the shutter f
 // The message panel for some seconds: a kind's own line, or with TW_MESSAGE_TEXT the text
 // given (a "\n" in it starts a line of its own)
 void twEngine_ShowMessage(int iKind, float fSeconds, const char* pstrText);
+// A model has just loaded: no message, nothing picked or kept, the sun's shadow drawn anew;
+// a new one (not a reload of the same building) starts its time in the level again
+void twEngine_ModelIn(int bReload);
 void twEngine_ShotPaths(const char* pstrSuffix, const char* pstrExtension, char* pstrPath, char* pstrFallback,
                         size_t uiSize); // a new picture's name; the path is empty in a stand-alone copy
 // the selected clip filmed (publish/video.cpp)

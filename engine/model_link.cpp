@@ -1,11 +1,11 @@
+// Building models opened through the exporter, which runs beside the frames, and what its
+// model brings: the open model replaced, or on a reload the walker, layers and light kept
 #include "engine/model_link.h"
 
 #include <limits.h>
-#include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -14,7 +14,6 @@
 #include "engine/memory.h"
 #include "engine/strings.h"
 #include "engine/timer.h"
-#include "engine/writer.h"
 #include "interface/layers.h"
 #include "navigation/camera.h"
 #include "platform/window.h"
@@ -23,235 +22,13 @@
 #define TAG "twLink"
 #define REPORT_TAIL 512 // bytes of the exporter's report read for its last line
 
-// Texts of the page and the messages
-enum {
-    STR_EXPORTING = 544, STR_ESC_CANCELS, STR_READING, STR_NOT_OPENED, STR_LIGHT_SET_ASIDE, STR_BACKED_OFF,
-    STR_NOT_FOUND, STR_IS_FOLDER, STR_UNREADABLE, STR_EMPTY, STR_CANCELLED, STR_WATCHING, STR_LINK_OFF,
-    STR_BETWEEN_EXPORTS,
-};
-
 TwLink* pLink = nullptr;
 
-static const char* Str(int iId) { return twStrings_Get(iId); }
-
-// The message panel: what happened, and to what (the caller logs it)
-static void Message(const char* pstrFirst, const char* pstrSecond)
+void twLink_Message(const char* pstrFirst, const char* pstrSecond)
 {
     char szText[sizeof(pEngine->szMessageText)];
     snprintf(szText, sizeof(szText), "%.200s %.300s", pstrFirst, pstrSecond);
     twEngine_ShowMessage(TW_MESSAGE_TEXT, TW_MESSAGE_SECONDS, szText);
-}
-
-static void TempPath(const char* pstrName, char* pstrOut)
-{
-    if (!twCore_GetTempPath(pstrName, pstrOut))
-        pstrOut[0] = 0;
-}
-
-// ---------------------------------------------------------------------------------------------
-// Recent models
-// ---------------------------------------------------------------------------------------------
-
-// "n  name  folder", or "n  name  (why not)", cut to a button's name; the number keeps two
-// alike apart
-static void MakeLabel(int iIndex, TwRecentModel* pModel, const char* pstrReason)
-{
-    char szDir[TW_PATH_SIZE] = "";
-    twCore_GetDirectory(pModel->szPath, szDir);
-    if (pstrReason)
-        snprintf(pModel->szLabel, sizeof(pModel->szLabel), "%d  %.24s  (%.24s)", iIndex + 1,
-                 twCore_BaseName(pModel->szPath), pstrReason);
-    else
-        snprintf(pModel->szLabel, sizeof(pModel->szLabel), "%d  %.24s  %.30s", iIndex + 1, twCore_BaseName(pModel->szPath),
-                 szDir);
-}
-
-// Why a file can't be opened, or null when it can
-static const char* WhyNot(const char* pstrPath)
-{
-    struct stat st;
-    if (stat(pstrPath, &st) != 0)
-        return Str(STR_NOT_FOUND);
-    if (S_ISDIR(st.st_mode))
-        return Str(STR_IS_FOLDER);
-    if (!S_ISREG(st.st_mode) || access(pstrPath, R_OK) != 0)
-        return Str(STR_UNREADABLE);
-    if (st.st_size == 0)
-        return Str(STR_EMPTY);
-    return nullptr;
-}
-
-void twLink_UpdateRecentStates(void)
-{
-    if (!pLink)
-        return;
-    for (int i = 0; i < pLink->iNumRecent; i++) {
-        const char* pstrWhy = WhyNot(pLink->aRecent[i].szPath);
-        pLink->aRecent[i].bMissing = pstrWhy != nullptr;
-        MakeLabel(i, &pLink->aRecent[i], pstrWhy);
-    }
-}
-
-const char* twLink_RecentPath(const char* pstrLabel)
-{
-    if (!pLink || !pstrLabel)
-        return nullptr;
-    for (int i = 0; i < pLink->iNumRecent; i++)
-        if (!strcmp(pLink->aRecent[i].szLabel, pstrLabel))
-            return pLink->aRecent[i].bMissing ? nullptr : pLink->aRecent[i].szPath;
-    return nullptr;
-}
-
-int twLink_ReadRecent(const char* pData, int iSize)
-{
-    if (!pLink)
-        return 0;
-    pLink->iNumRecent = 0;
-    if (iSize <= 0 || iSize > TW_RECENT_MAX_SIZE) {
-        twLogError(TAG, "!%s is out of bounds: no recent models\n", TW_RECENT_FILE);
-        return 0;
-    }
-    int iMagic = (int)strlen(TW_RECENT_MAGIC);
-    if (iSize < iMagic + 1 || memcmp(pData, TW_RECENT_MAGIC, iMagic) != 0 || pData[iMagic] != '\n') {
-        twLogError(TAG, "!%s is damaged: no recent models\n", TW_RECENT_FILE);
-        return 0;
-    }
-    int iAt = iMagic + 1;
-    int bLiveSeen = 0;
-    while (iAt < iSize) {
-        const char* pLine = pData + iAt;
-        const char* pNewline = (const char*)memchr(pLine, '\n', (size_t)(iSize - iAt));
-        int iLen = pNewline ? (int)(pNewline - pLine) : iSize - iAt;
-        iAt += iLen + 1;
-        if (iLen > 0 && pLine[iLen - 1] == '\r')
-            iLen--;
-        if (iLen <= 0 || memchr(pLine, 0, (size_t)iLen))
-            continue; // an empty line, or one no path can hold
-        if (!bLiveSeen && iLen == 6 && !memcmp(pLine, "live\t", 5) && (pLine[5] == '0' || pLine[5] == '1')) {
-            bLiveSeen = 1;
-            pLink->bLive = pLine[5] == '1';
-        } else if (pLine[0] != '/' || iLen >= TW_PATH_SIZE) {
-            twLogError(TAG, "!%s: a line that isn't a whole path is passed over\n", TW_RECENT_FILE);
-        } else if (pLink->iNumRecent < TW_RECENT_MAX) {
-            TwRecentModel* pModel = &pLink->aRecent[pLink->iNumRecent++];
-            memcpy(pModel->szPath, pLine, (size_t)iLen);
-            pModel->szPath[iLen] = 0;
-        }
-    }
-    return 1;
-}
-
-static void LoadRecent(void)
-{
-    char szPath[TW_PATH_SIZE];
-    TempPath(TW_RECENT_FILE, szPath);
-    FILE* pFile = szPath[0] ? fopen(szPath, "rb") : nullptr;
-    if (!pFile)
-        return;
-    char* pData = (char*)twMem_Malloc(TW_RECENT_MAX_SIZE + 1, "pRecent");
-    if (pData) {
-        int iSize = (int)fread(pData, 1, TW_RECENT_MAX_SIZE + 1, pFile);
-        twLink_ReadRecent(pData, iSize);
-        twMem_Free(pData);
-    }
-    fclose(pFile);
-}
-
-// A failed write leaves the list that was there
-static void SaveRecent(void)
-{
-    char szPath[TW_PATH_SIZE], szLine[TW_PATH_SIZE + 2];
-    TempPath(TW_RECENT_FILE, szPath);
-    if (!szPath[0])
-        return;
-    TwWriter writer;
-    if (!twWriter_Open(&writer, szPath)) {
-        twLogError(TAG, "!fopen : '%s.part'\n", szPath);
-        return;
-    }
-    int iLen = snprintf(szLine, sizeof(szLine), "%s\nlive\t%d\n", TW_RECENT_MAGIC, pLink->bLive ? 1 : 0);
-    twWriter_Write(&writer, szLine, iLen);
-    for (int i = 0; i < pLink->iNumRecent; i++) {
-        iLen = snprintf(szLine, sizeof(szLine), "%s\n", pLink->aRecent[i].szPath);
-        twWriter_Write(&writer, szLine, iLen);
-    }
-    if (!twWriter_Close(&writer))
-        twLogError(TAG, "!Couldn't write %s\n", TW_RECENT_FILE);
-}
-
-static void AddRecent(const char* pstrPath)
-{
-    TwRecentModel first;
-    memset(&first, 0, sizeof(first));
-    snprintf(first.szPath, sizeof(first.szPath), "%s", pstrPath);
-    int iKept = 0;
-    TwRecentModel aRest[TW_RECENT_MAX];
-    for (int i = 0; i < pLink->iNumRecent && iKept < TW_RECENT_MAX - 1; i++)
-        if (strcmp(pLink->aRecent[i].szPath, pstrPath) != 0)
-            aRest[iKept++] = pLink->aRecent[i];
-    pLink->aRecent[0] = first;
-    memcpy(&pLink->aRecent[1], aRest, sizeof(TwRecentModel) * iKept);
-    pLink->iNumRecent = iKept + 1;
-    twLink_UpdateRecentStates();
-    SaveRecent();
-}
-
-// ---------------------------------------------------------------------------------------------
-// The watch
-// ---------------------------------------------------------------------------------------------
-
-int twLink_TimerStep(TwLinkTimer* t, double dNow, int bChanged, int bBusy)
-{
-    if (t->dWait <= 0)
-        t->dWait = TW_LINK_FIRST_WAIT;
-    if (bChanged) {
-        if (!t->bPending)
-            t->dFirstChange = dNow;
-        t->bPending = 1;
-        t->dLastChange = dNow;
-    }
-    if (!t->bPending || bBusy)
-        return TW_LINK_IDLE;
-    if (dNow - t->dLastChange >= TW_LINK_QUIET) {
-        t->bPending = 0;
-        t->dWait = TW_LINK_FIRST_WAIT;
-        return TW_LINK_NOW;
-    }
-    if (dNow - t->dFirstChange >= t->dWait) {
-        t->bPending = 0;
-        t->dWait = fmin(t->dWait * 2, TW_LINK_LONGEST_WAIT);
-        return TW_LINK_NOW_BACKED_OFF;
-    }
-    return TW_LINK_IDLE;
-}
-
-static void Watch(void)
-{
-    twWindow_StopWatch(pLink->iWatch);
-    pLink->iWatch = -1;
-    memset(&pLink->timer, 0, sizeof(pLink->timer));
-    if (pLink->bLive && pLink->szSource[0]) {
-        pLink->iWatch = twWindow_WatchFile(pLink->szSource);
-        if (pLink->iWatch >= 0)
-            twLog(TAG, "Watching '%s'\n", pLink->szSource);
-    }
-    if (!pLink->bLive)
-        snprintf(pLink->szLinkStatus, sizeof(pLink->szLinkStatus), "%s", Str(STR_LINK_OFF));
-    else if (pLink->iWatch >= 0)
-        snprintf(pLink->szLinkStatus, sizeof(pLink->szLinkStatus), "%s %.80s", Str(STR_WATCHING),
-                 twCore_BaseName(pLink->szSource));
-    else
-        pLink->szLinkStatus[0] = 0;
-}
-
-void twLink_SetLive(int bLive)
-{
-    if (!pLink)
-        return;
-    pLink->bLive = bLive != 0;
-    twLog(TAG, "Live link %s\n", pLink->bLive ? "on" : "off");
-    Watch();
-    SaveRecent();
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -261,7 +38,7 @@ void twLink_SetLive(int bLive)
 static void RemoveExportFiles(void)
 {
     char szPath[TW_PATH_SIZE], szMore[TW_PATH_SIZE + 16];
-    TempPath(TW_LINK_OUTPUT, szPath);
+    twCore_GetTempPath(TW_LINK_OUTPUT, szPath);
     if (!szPath[0])
         return;
     twWindow_DeleteFile(szPath);
@@ -282,7 +59,7 @@ static void ReadReport(char* pstrWhy, int iWhySize, float* pfFraction)
     char szPath[TW_PATH_SIZE], acTail[REPORT_TAIL + 1];
     if (pstrWhy)
         pstrWhy[0] = 0;
-    TempPath(TW_LINK_REPORT, szPath);
+    twCore_GetTempPath(TW_LINK_REPORT, szPath);
     FILE* pFile = szPath[0] ? fopen(szPath, "rb") : nullptr;
     if (!pFile)
         return;
@@ -305,23 +82,23 @@ static int StartExport(const char* pstrPath, int bReload)
     TwLink* l = pLink;
     char szExporter[TW_PATH_SIZE], szOutput[TW_PATH_SIZE], szReport[TW_PATH_SIZE];
     snprintf(szExporter, sizeof(szExporter), "%s%s", twCore_GetProgramDir(), TW_EXPORTER_NAME);
-    TempPath(TW_LINK_OUTPUT, szOutput);
-    TempPath(TW_LINK_REPORT, szReport);
+    twCore_GetTempPath(TW_LINK_OUTPUT, szOutput);
+    twCore_GetTempPath(TW_LINK_REPORT, szReport);
     if (access(szExporter, X_OK) != 0) {
         twLogError(TAG, "!The exporter '%s' isn't beside the viewer\n", szExporter);
-        Message(Str(STR_NOT_OPENED), TW_EXPORTER_NAME);
+        twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), TW_EXPORTER_NAME);
         return 0;
     }
     if (!szOutput[0] || !szReport[0]) {
         twLogError(TAG, "!twCore_GetTempPath : no folder for the export of '%s'\n", pstrPath);
-        Message(Str(STR_NOT_OPENED), twCore_BaseName(pstrPath));
+        twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), twCore_BaseName(pstrPath));
         return 0;
     }
     RemoveExportFiles();
     const char* const apstrArgs[] = {szExporter, "--background", "-q", "-o", szOutput, pstrPath, nullptr};
     l->iPid = twWindow_StartProgram(apstrArgs, szReport);
     if (!l->iPid) {
-        Message(Str(STR_NOT_OPENED), TW_EXPORTER_NAME);
+        twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), TW_EXPORTER_NAME);
         return 0;
     }
     l->bReload = bReload;
@@ -348,7 +125,7 @@ void twLink_Cancel(void)
         return;
     StopExport();
     twLog(TAG, "The export of '%s' was cancelled\n", pLink->szExporting);
-    Message(Str(STR_CANCELLED), twCore_BaseName(pLink->szExporting));
+    twLink_Message(twStrings_Get(TW_LINK_STR_CANCELLED), twCore_BaseName(pLink->szExporting));
 }
 
 int twLink_Open(const char* pstrGiven, int bReload)
@@ -360,12 +137,12 @@ int twLink_Open(const char* pstrGiven, int bReload)
     if (!realpath(pstrGiven, szPath) || strlen(szPath) >= TW_PATH_SIZE)
         snprintf(szPath, sizeof(szPath), "%s", pstrGiven);
     const char* pstrPath = szPath;
-    const char* pstrWhy = WhyNot(pstrPath);
+    const char* pstrWhy = twLink_WhyNot(pstrPath);
     if (pstrWhy) {
         twLogError(TAG, "!'%s' %s: the open model stays\n", pstrPath, pstrWhy);
         char szLine[TW_PATH_SIZE];
         snprintf(szLine, sizeof(szLine), "%.200s %s", twCore_BaseName(pstrPath), pstrWhy);
-        Message(Str(STR_NOT_OPENED), szLine);
+        twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), szLine);
         return 0;
     }
     // one export at a time: a new open takes the place of one that runs
@@ -379,8 +156,8 @@ int twLink_Open(const char* pstrGiven, int bReload)
         if (!twEngine_Load(pstrPath))
             return 0;
         pLink->szSource[0] = 0;
-        Watch();
-        AddRecent(pstrPath);
+        twLink_Watch();
+        twLink_AddRecent(pstrPath);
         return 1;
     }
     return StartExport(pstrPath, bReload);
@@ -389,21 +166,6 @@ int twLink_Open(const char* pstrGiven, int bReload)
 // ---------------------------------------------------------------------------------------------
 // The new model
 // ---------------------------------------------------------------------------------------------
-
-// What a reload keeps of the walker: where he is and where he looks, how he moves
-static void CopyPlace(TwCamera* c, const TwCamera* k)
-{
-    memcpy(c->vPos, k->vPos, sizeof(k->vPos));
-    memcpy(c->vPrevPos, k->vPrevPos, sizeof(k->vPrevPos));
-    memcpy(c->vOrthoCentre, k->vOrthoCentre, sizeof(k->vOrthoCentre));
-    c->fPitch = k->fPitch, c->fYaw = k->fYaw, c->fRoll = k->fRoll;
-    c->fFallSpeed = k->fFallSpeed, c->fGroundContact = k->fGroundContact;
-    c->fEyeHeight = k->fEyeHeight, c->fCrouch = k->fCrouch, c->fLastWalkY = k->fLastWalkY;
-    c->bWalk = k->bWalk, c->bTopView = k->bTopView;
-    c->fOrthoHalfWidth = k->fOrthoHalfWidth, c->fOrthoHalfHeight = k->fOrthoHalfHeight;
-    c->fOrthoPitch = k->fOrthoPitch, c->fOrthoYaw = k->fOrthoYaw, c->fOrthoRoll = k->fOrthoRoll;
-    c->fForward = c->fStrafe = c->fVertical = 0;
-}
 
 // The kept hidden layers hidden again in the model now open
 static void HideLayers(const char* pstrNames)
@@ -418,7 +180,7 @@ static void HideLayers(const char* pstrNames)
 static void SetAsideFolder(const char* pstrSource, char* pstrOut)
 {
     char szBase[TW_PATH_SIZE], szStem[128], szStamp[32];
-    TempPath(TW_LINK_SET_ASIDE, szBase);
+    twCore_GetTempPath(TW_LINK_SET_ASIDE, szBase);
     snprintf(szStem, sizeof(szStem), "%.100s", twCore_BaseName(pstrSource));
     char* pDot = strrchr(szStem, '.');
     if (pDot && pDot != szStem)
@@ -434,7 +196,7 @@ static void SetAsideFolder(const char* pstrSource, char* pstrOut)
 static void PutModelInPlace(const char* pstrFrom)
 {
     char szTo[TW_PATH_SIZE], szSideFrom[TW_PATH_SIZE], szSideTo[TW_PATH_SIZE];
-    TempPath(TW_MODEL_RESOURCE, szTo);
+    twCore_GetTempPath(TW_MODEL_RESOURCE, szTo);
     if (!twWindow_RenameFile(pstrFrom, szTo)) {
         twLogError(TAG, "!rename : '%s'\n", szTo);
         return;
@@ -463,7 +225,8 @@ static void RestoreOpen(const char* pstrOpen, int iSource, const TwCamera* pKept
     }
     if (!bCopy)
         twWorld_LoadElementInfo(pstrOpen);
-    CopyPlace(pCam, pKept);
+    twEngine_ModelIn(1);
+    twCamera_CopyPlace(pCam, pKept);
     HideLayers(pstrHidden);
     if (bCopy)
         twEngine_LoadCopyLight(pstrOpen, TAG);
@@ -478,7 +241,7 @@ static void Finish(int iExit)
     TwEngine* e = pEngine;
     l->iPid = 0;
     char szOutput[TW_PATH_SIZE], szLine[160];
-    TempPath(TW_LINK_OUTPUT, szOutput);
+    twCore_GetTempPath(TW_LINK_OUTPUT, szOutput);
     ReadReport(szLine, sizeof(szLine), nullptr);
     if (iExit != 0 || !twCore_FileExists(szOutput)) {
         // one that crashed says nothing: its end is all there is to tell
@@ -488,7 +251,7 @@ static void Finish(int iExit)
         // the reason on a line of its own, under the file's name
         char szWhy[TW_PATH_SIZE];
         snprintf(szWhy, sizeof(szWhy), "%.60s\n%.150s", twCore_BaseName(l->szExporting), szLine);
-        Message(Str(STR_NOT_OPENED), szWhy);
+        twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), szWhy);
         RemoveExportFiles();
         return;
     }
@@ -515,21 +278,20 @@ static void Finish(int iExit)
         if (bWasLoaded)
             RestoreOpen(szOpen, iOpenSource, &kept, pstrHidden);
         twMem_Free(pstrHidden);
-        Message(Str(STR_NOT_OPENED), twCore_BaseName(l->szExporting));
+        twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), twCore_BaseName(l->szExporting));
         return;
     }
     PutModelInPlace(szOutput);
     twWorld_LoadElementInfo(pWorld->szModelPath);
     if (bReload) {
-        CopyPlace(pCam, &kept);
+        twCamera_CopyPlace(pCam, &kept);
         HideLayers(pstrHidden);
     } else {
         e->iSunAltitudeWanted = iAltitude;
         e->iSunAzimuthWanted = iAzimuth;
     }
     twMem_Free(pstrHidden);
-    e->fMessageTime = 0;
-    e->iTrackedElement = e->iPickedElement = -1;
+    twEngine_ModelIn(bReload);
     // the light of Temp, when it still fits; else it goes aside, kept
     char szAside[TW_PATH_SIZE];
     SetAsideFolder(l->szExporting, szAside);
@@ -538,21 +300,19 @@ static void Finish(int iExit)
         // the folder from the viewer's own, which the user knows
         const char* pstrUser = twCore_GetUserDir();
         size_t uiUser = pstrUser ? strlen(pstrUser) : 0;
-        Message(Str(STR_LIGHT_SET_ASIDE), uiUser && !strncmp(szAside, pstrUser, uiUser) ? szAside + uiUser : szAside);
+        const char* pstrShown = uiUser && !strncmp(szAside, pstrUser, uiUser) ? szAside + uiUser : szAside;
+        twLink_Message(twStrings_Get(TW_LINK_STR_LIGHT_SET_ASIDE), pstrShown);
     }
     snprintf(l->szSource, sizeof(l->szSource), "%s", l->szExporting);
     snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", l->szSource);
-    e->iSunUpdate = 1; // the shadow map is drawn from the new geometry
     twEngine_ApplySettings();
-    if (!bReload)
-        e->fTimeInLevel = 0;
     twLog(TAG, "'%s' loaded in %.2f s after an export of %.2f s\n", twCore_BaseName(l->szSource),
           twTimer_Seconds() - dLoad, dLoad - l->dStarted);
     if (bReload) {
         l->dLastReload = twTimer_Seconds();
     } else {
-        AddRecent(l->szSource);
-        Watch();
+        twLink_AddRecent(l->szSource);
+        twLink_Watch();
     }
 }
 
@@ -573,16 +333,7 @@ void twLink_Update(void)
             Finish(iExit);
         return;
     }
-    int bChanged = l->iWatch >= 0 && twWindow_FileChanged(l->iWatch, l->szSource);
-    int iStep = twLink_TimerStep(&l->timer, twTimer_Seconds(), bChanged, 0);
-    if (iStep == TW_LINK_NOW_BACKED_OFF) {
-        char szWait[64];
-        snprintf(szWait, sizeof(szWait), "%.0f %s", l->timer.dWait, Str(STR_BETWEEN_EXPORTS));
-        twLog(TAG, "The model file keeps changing: the live link now waits %.0f s between exports\n",
-              l->timer.dWait);
-        Message(Str(STR_BACKED_OFF), szWait);
-    }
-    if (iStep != TW_LINK_IDLE)
+    if (twLink_SourceSaved())
         twLink_Open(l->szSource, 1);
 }
 
@@ -593,11 +344,11 @@ const char* twLink_GetStatus(void)
     TwLink* l = pLink;
     char szDone[64];
     if (l->fFraction < 0)
-        snprintf(szDone, sizeof(szDone), "%s", Str(STR_READING));
+        snprintf(szDone, sizeof(szDone), "%s", twStrings_Get(TW_LINK_STR_READING));
     else
         snprintf(szDone, sizeof(szDone), "%.0f %%", l->fFraction * 100.0f);
-    snprintf(l->szStatus, sizeof(l->szStatus), "%s %.60s  %s  (%s)", Str(STR_EXPORTING), twCore_BaseName(l->szExporting),
-             szDone, Str(STR_ESC_CANCELS));
+    snprintf(l->szStatus, sizeof(l->szStatus), "%s %.60s  %s  (%s)", twStrings_Get(TW_LINK_STR_EXPORTING),
+             twCore_BaseName(l->szExporting), szDone, twStrings_Get(TW_LINK_STR_ESC_CANCELS));
     return l->szStatus;
 }
 
@@ -614,12 +365,12 @@ int twLink_Init(void)
     }
     pLink->iWatch = -1;
     pLink->bLive = 1;
-    LoadRecent();
+    twLink_LoadRecent();
     twLink_UpdateRecentStates();
     // Temp's model came from the source its side file names: the link goes on where it was
     if (pWorld && pWorld->bLoaded && pWorld->szInfoSource[0] == '/')
         snprintf(pLink->szSource, sizeof(pLink->szSource), "%s", pWorld->szInfoSource);
-    Watch();
+    twLink_Watch();
     return 1;
 }
 

@@ -21,6 +21,14 @@
 #define TW_LINK_LONGEST_WAIT 120.0        // the back-off's end
 #define TW_LINK_FILTER "ifc;gltf;glb;obj;fbx;dae;3ds;stl;ply;exe"
 
+// Texts of the page and the messages
+enum TwLinkText {
+    TW_LINK_STR_EXPORTING = 544, TW_LINK_STR_ESC_CANCELS, TW_LINK_STR_READING, TW_LINK_STR_NOT_OPENED,
+    TW_LINK_STR_LIGHT_SET_ASIDE, TW_LINK_STR_BACKED_OFF, TW_LINK_STR_NOT_FOUND, TW_LINK_STR_IS_FOLDER,
+    TW_LINK_STR_UNREADABLE, TW_LINK_STR_EMPTY, TW_LINK_STR_CANCELLED, TW_LINK_STR_WATCHING, TW_LINK_STR_LINK_OFF,
+    TW_LINK_STR_BETWEEN_EXPORTS,
+};
+
 enum TwLinkStep { TW_LINK_IDLE = 0, TW_LINK_NOW = 1, TW_LINK_NOW_BACKED_OFF = 2 };
 
 // When a changing source is exported: once it has rested TW_LINK_QUIET, or when it never
@@ -67,9 +75,19 @@ void twLink_Update(void);       // each frame: the export's progress and end, th
 int twLink_IsExporting(void);
 void twLink_Cancel(void);       // Esc: the export stops, nothing of it is kept
 void twLink_SetLive(int bLive); // the switch; kept with the recent models
-const char* twLink_GetStatus(void);    // the progress bar's line while an export runs
 int twLink_TimerStep(TwLinkTimer* pTimer, double dNow, int bChanged, int bBusy); // a TwLinkStep
-// The recent models from the bytes of Recent.txt; 1, or 0 with a line and the list empty
+const char* twLink_GetStatus(void);    // the progress bar's line while an export runs
+// The message panel: what happened, and to what (the caller logs it)
+void twLink_Message(const char* pstrFirst, const char* pstrSecond);
+// recent_models.cpp: the recent models from the bytes of Recent.txt; 1, or 0 with a line and
+// the list empty
 int twLink_ReadRecent(const char* pData, int iSize);
+void twLink_LoadRecent(void);
+void twLink_SaveRecent(void);               // with the switch; a failed write keeps the file there was
+void twLink_AddRecent(const char* pstrPath); // at the head, once
 void twLink_UpdateRecentStates(void); // greys out what can't be opened, with the reason in its label
 const char* twLink_RecentPath(const char* pstrLabel); // the model of a page button, or null
+const char* twLink_WhyNot(const char* pstrPath);      // why a file can't be opened, or null
+// link_watch.cpp: the open source watched anew, and the page's line about it
+void twLink_Watch(void);
+int twLink_SourceSaved(void); // each frame: 1 when a save of the source is to be exported

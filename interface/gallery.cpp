@@ -283,17 +283,8 @@ int twGallery_AddClip(const char* pstrName)
 
 void twGallery_NavpointFromCamera(const TwCamera* c, int iSunAzimuth, int iSunAltitude, TwNavpoint* p)
 {
-    memcpy(p->vPos, c->vPos, sizeof(p->vPos));
-    p->vAngles[0] = c->fPitch;
-    p->vAngles[1] = c->fYaw;
-    p->vAngles[2] = c->fRoll;
-    p->vTopAngles[0] = c->fOrthoPitch;
-    p->vTopAngles[1] = c->fOrthoYaw;
-    p->vTopAngles[2] = c->fOrthoRoll;
-    memcpy(p->vOrthoCentre, c->vOrthoCentre, sizeof(p->vOrthoCentre));
-    p->fOrthoHalfWidth = c->fOrthoHalfWidth;
+    twCamera_GetView(c, p->vPos, p->vAngles, p->vTopAngles, p->vOrthoCentre, &p->fOrthoHalfWidth, &p->bTop);
     p->fFov = c->fFov;
-    p->bTop = c->bTopView;
     p->bWalk = c->bWalk;
     p->iSunAzimuth = iSunAzimuth;
     p->iSunAltitude = iSunAltitude;
@@ -417,17 +408,8 @@ int twGallery_MoveLater(void)
 // The navpoint into a camera, as it was kept: the view stands still where it was
 static void PutNavpoint(const TwNavpoint* p, TwCamera* c)
 {
-    memcpy(c->vPos, p->vPos, sizeof(c->vPos));
-    c->fPitch = p->vAngles[0];
-    c->fYaw = p->vAngles[1];
-    c->fRoll = p->vAngles[2];
-    c->fOrthoPitch = p->vTopAngles[0];
-    c->fOrthoYaw = p->vTopAngles[1];
-    c->fOrthoRoll = p->vTopAngles[2];
-    memcpy(c->vOrthoCentre, p->vOrthoCentre, sizeof(c->vOrthoCentre));
-    c->fOrthoHalfWidth = p->fOrthoHalfWidth;
+    twCamera_PutView(c, p->vPos, p->vAngles, p->vTopAngles, p->vOrthoCentre, p->fOrthoHalfWidth, p->bTop);
     c->fFov = p->fFov;
-    c->bTopView = p->bTop;
     c->bWalk = p->bWalk;
     c->fForward = c->fStrafe = c->fFallSpeed = c->fImpulse = 0;
     c->fLastWalkY = c->vPos[1];
@@ -491,14 +473,9 @@ int twGallery_ApplyToCamera(TwCamera* c)
     if (!pItem->pClip || pItem->pClip->iNumKeys <= 0)
         return 1;
     const TwGalleryKey* k = &pItem->pClip->pKeys[0];
-    memcpy(c->vPos, k->vPos, sizeof(c->vPos));
-    c->fPitch = k->fPitch;
-    c->fYaw = k->fYaw;
-    c->fOrthoPitch = k->fTopPitch;
-    c->fOrthoYaw = k->fTopYaw;
-    memcpy(c->vOrthoCentre, k->vOrthoCentre, sizeof(c->vOrthoCentre));
-    c->fOrthoHalfWidth = k->fOrthoHalfWidth;
-    c->bTopView = (int32_t)k->bTop;
+    // a key keeps no roll: the camera's stays
+    const float afAngles[3] = {k->fPitch, k->fYaw, c->fRoll}, afTop[3] = {k->fTopPitch, k->fTopYaw, c->fOrthoRoll};
+    twCamera_PutView(c, k->vPos, afAngles, afTop, k->vOrthoCentre, k->fOrthoHalfWidth, (int)k->bTop);
     return 1;
 }
 

@@ -278,6 +278,43 @@ void twCamera_TopPan(TwCamera* c, int iDx, int iDy)
     c->vOrthoCentre[2] += cosf(a) * iDx * PAN_STEP;
 }
 
+void twCamera_GetView(const TwCamera* c, float* pvPos, float* pvAngles, float* pvTopAngles, float* pvOrthoCentre,
+                      float* pfOrthoHalfWidth, int32_t* pbTop)
+{
+    memcpy(pvPos, c->vPos, sizeof(c->vPos));
+    const float afAngles[3] = {c->fPitch, c->fYaw, c->fRoll}, afTop[3] = {c->fOrthoPitch, c->fOrthoYaw, c->fOrthoRoll};
+    memcpy(pvAngles, afAngles, sizeof(afAngles));
+    memcpy(pvTopAngles, afTop, sizeof(afTop));
+    memcpy(pvOrthoCentre, c->vOrthoCentre, sizeof(c->vOrthoCentre));
+    *pfOrthoHalfWidth = c->fOrthoHalfWidth;
+    *pbTop = c->bTopView;
+}
+
+void twCamera_PutView(TwCamera* c, const float* pvPos, const float* pvAngles, const float* pvTopAngles,
+                      const float* pvOrthoCentre, float fOrthoHalfWidth, int bTop)
+{
+    memcpy(c->vPos, pvPos, sizeof(c->vPos));
+    c->fPitch = pvAngles[0], c->fYaw = pvAngles[1], c->fRoll = pvAngles[2];
+    c->fOrthoPitch = pvTopAngles[0], c->fOrthoYaw = pvTopAngles[1], c->fOrthoRoll = pvTopAngles[2];
+    memcpy(c->vOrthoCentre, pvOrthoCentre, sizeof(c->vOrthoCentre));
+    c->fOrthoHalfWidth = fOrthoHalfWidth;
+    c->bTopView = bTop;
+}
+
+void twCamera_CopyPlace(TwCamera* c, const TwCamera* k)
+{
+    float afAngles[3], afTop[3], afPos[3], afCentre[3], fHalfWidth;
+    int32_t bTop;
+    twCamera_GetView(k, afPos, afAngles, afTop, afCentre, &fHalfWidth, &bTop);
+    twCamera_PutView(c, afPos, afAngles, afTop, afCentre, fHalfWidth, bTop);
+    memcpy(c->vPrevPos, k->vPrevPos, sizeof(k->vPrevPos));
+    c->fFallSpeed = k->fFallSpeed, c->fGroundContact = k->fGroundContact;
+    c->fEyeHeight = k->fEyeHeight, c->fCrouch = k->fCrouch, c->fLastWalkY = k->fLastWalkY;
+    c->bWalk = k->bWalk;
+    c->fOrthoHalfHeight = k->fOrthoHalfHeight;
+    c->fForward = c->fStrafe = c->fVertical = 0;
+}
+
 int twWorld_PlaceSunCamera(TwCamera* c)
 {
     memcpy(c->vOrthoCentre, pWorld->vBuildingCentre, sizeof(c->vOrthoCentre));

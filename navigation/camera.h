@@ -89,6 +89,15 @@ void twCamera_UpdateSunMatrices(TwCamera* pCamera);
 int twCamera_BoxInFrustum(const TwCamera* pCamera, const float* pCentre, const float* pHalfSize);
 void twCamera_TopZoom(TwCamera* pCamera, int iWheel);
 void twCamera_TopPan(TwCamera* pCamera, int iDx, int iDy);
+// Where the eye stands and looks, walking and from above, as a kept view holds it: angles
+// pitch, yaw and roll, the top view's the same
+void twCamera_GetView(const TwCamera* pCamera, float* pvPos, float* pvAngles, float* pvTopAngles,
+                      float* pvOrthoCentre, float* pfOrthoHalfWidth, int32_t* pbTop);
+void twCamera_PutView(TwCamera* pCamera, const float* pvPos, const float* pvAngles, const float* pvTopAngles,
+                      const float* pvOrthoCentre, float fOrthoHalfWidth, int bTop);
+// Everything a new model of the same building keeps of the walker: his view, how he stands,
+// falls and moves; he stands still there
+void twCamera_CopyPlace(TwCamera* pTo, const TwCamera* pFrom);
 int twWorld_PlaceSunCamera(TwCamera* pCamera);
 // movement.cpp: one frame's motion, and the inputs that drive it
 void twCamera_Update(TwCamera* pCamera, int bCollide);

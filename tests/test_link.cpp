@@ -210,7 +210,8 @@ TEST_F(Link, AModelTheLoaderRefusesBringsBackTheCopyThatWasOpen)
     // the reason is the exporter's error line, never a warning it printed after it
     OpenThroughFake(dir + "refused.obj", "echo 'progress 0.5'\necho 'error the file is cut short'\n"
                                          "echo 'warning: a texture is missing' >&2\nexit 1\n");
-    EXPECT_STREQ(pEngine->szMessageText, (std::string(twStrings_Get(547)) + " refused.obj\nthe file is cut short").c_str());
+    std::string expected = std::string(twStrings_Get(TW_LINK_STR_NOT_OPENED)) + " refused.obj\nthe file is cut short";
+    EXPECT_STREQ(pEngine->szMessageText, expected.c_str());
     EXPECT_STREQ(pWorld->szModelPath, copy.c_str());
 }
 
