@@ -302,18 +302,25 @@ TEST_F(Bake, EscAfterTheFirstSampleWritesTheFilesWithNothingLit)
     EXPECT_EQ(Temp("LightM.bin").size(), 7u);
 }
 
-TEST_F(Bake, OnlyWhatTheCameraSeesIsLit)
+// From above the middle of the corner and table's floor, looking down: the walls' outer
+// faces are out of view
+static TwCamera LookingDown(int iWidth, int iHeight)
 {
-    Prepare(CornerAndTable());
     TwCamera cam;
     twCamera_Init(&cam);
-    twCamera_SetAspectFromWindow(&cam, 320, 240);
-    // from above the middle of the floor, looking down: the walls' outer faces are out of view
+    twCamera_SetAspectFromWindow(&cam, iWidth, iHeight);
     cam.vPos[0] = 6;
     cam.vPos[1] = 8;
     cam.vPos[2] = 6;
     cam.fPitch = -89;
     twCamera_UpdateMatrices(&cam, 1);
+    return cam;
+}
+
+TEST_F(Bake, OnlyWhatTheCameraSeesIsLit)
+{
+    Prepare(CornerAndTable());
+    TwCamera cam = LookingDown(320, 240);
     ASSERT_EQ(twWorld_LightWorld(&cam, 1), 1);
     EXPECT_EQ(Facing(1, 1)->bLit, 1);
     const TwSurface* pOuter = Facing(0, -1); // the wall's face toward -x, outside the model
@@ -332,14 +339,7 @@ TEST_F(Bake, OnlyWhatTheCameraSeesIsLitOnAWindowLargerThanTheTempBuffer)
     int iWidth = pWorld->iWidth, iHeight = pWorld->iHeight;
     pWorld->iWidth = 3840;
     pWorld->iHeight = 2160;
-    TwCamera cam;
-    twCamera_Init(&cam);
-    twCamera_SetAspectFromWindow(&cam, 3840, 2160);
-    cam.vPos[0] = 6;
-    cam.vPos[1] = 8;
-    cam.vPos[2] = 6;
-    cam.fPitch = -89;
-    twCamera_UpdateMatrices(&cam, 1);
+    TwCamera cam = LookingDown(3840, 2160);
     twWorld_FindVisibleSurfaces(&cam);
     pWorld->iWidth = iWidth;
     pWorld->iHeight = iHeight;
