@@ -163,6 +163,7 @@ int main(int argc, char** argv)
     if (options.fScale <= 0 || options.iMaxTexture < 1 || (options.iMaxTexture & (options.iMaxTexture - 1)))
         return Fail(nullptr, "--scale must be above 0 and --max-texture a power of two");
     const char* pstrInput = argv[optind];
+    options.ifcReader = OwnFolder() + "ifc/ifc_stream.js";
     if (argc - optind == 2)
         output = argv[optind + 1];
     if (bOpen) {

@@ -4,7 +4,9 @@
 // export_geometry.cpp makes the meshes (flat meshes with their coplanar surfaces, smooth
 // meshes, feature edges); export_texture.cpp makes the textures.
 #pragma once
+#include <math.h>
 #include <stdint.h>
+#include <stdio.h>
 
 #include <map>
 #include <string>
@@ -41,6 +43,7 @@ struct TwExportOptions {
     int iMaxTexture = 1024;       // largest texture side, pixels
     float fSunAltitude = 40.0f, fSunAzimuth = 135.0f; // degrees, the CAD host's azimuth
     void (*pfnProgress)(float fFraction) = nullptr; // told how far it is, 0 to 1; -1 while the source is read
+    std::string ifcReader;        // the IFC reader's script, which Node runs
 };
 
 struct TwExportStats {
@@ -67,13 +70,33 @@ struct TwExportSceneElement {
     std::map<int, TwExportSoup> soups;        // by material
 };
 
+// Where a model stands on the earth, as its file gives it: the map conversion (eastings,
+// northings and height in the map's metres, the x axis's direction, the scale) and the
+// site's latitude and longitude in degrees and elevation in metres; NaN where not given
+struct TwExportPlace {
+    bool bMapConversion = false;
+    double dEastings = NAN, dNorthings = NAN, dHeight = NAN, dXAxisAbscissa = NAN, dXAxisOrdinate = NAN, dScale = NAN;
+    std::string crs;
+    double dLatitude = NAN, dLongitude = NAN, dElevation = NAN;
+};
+
 struct TwExportScene {
     std::string projectName;
+    std::string schema;                       // an IFC file's, else empty
+    double adOffset[3] = {0, 0, 0};           // metres the model was moved to lie near the origin
+    TwExportPlace place;
     std::vector<TwExportSceneElement> elements;
     std::vector<TwExportMaterial> materials;
     std::vector<TwExportTexture> textures;
     std::vector<std::string> layers;
 };
+
+// export_types.cpp: what the readers share
+std::string twExport_Lower(std::string s);
+bool twExport_Contains(const std::string& lower, const char* const* apstrWords); // any word, null-ended list
+std::string twExport_ToLatin1(const std::string& utf8); // the viewer's texts are Latin bytes
+int twExport_IfcType(const std::string& cls, const std::string& lowerName); // TW_EXPORT_LEFT_OUT too
+int twExport_NameType(const std::string& lowerName); // by keywords, for formats without classes
 
 // Reads the source and builds the model; 0 with a message in *pError.
 int twExportScene_Convert(const char* pstrInput, const TwExportOptions& options, TwExportModel* pModel,
@@ -81,6 +104,13 @@ int twExportScene_Convert(const char* pstrInput, const TwExportOptions& options,
 // export_assimp.cpp: the scene of what assimp reads; 0 with a message
 int twExportAssimp_Read(const char* pstrInput, const TwExportOptions& options, TwExportScene* pScene,
                         TwExportStats* pStats, std::string* pError);
+// export_ifc.cpp: whether a file is IFC by its header; the scene of an IFC file, from the IFC
+// engine run by Node; the scene of the engine's stream (the reader of the two, fuzzed alone)
+int twExportIfc_IsIfc(const char* pstrPath);
+int twExportIfc_Read(const char* pstrInput, const TwExportOptions& options, TwExportScene* pScene,
+                     TwExportStats* pStats, std::string* pError);
+int twExportIfc_ReadStream(FILE* pIn, const TwExportOptions& options, TwExportScene* pScene, TwExportStats* pStats,
+                           std::string* pError);
 // export_finish.cpp: the model of a scene, its meshes made and its start view placed; 0 with
 // a message when nothing in it can be shown
 int twExport_Finish(const TwExportScene& scene, const TwExportOptions& options, TwExportModel* pModel,

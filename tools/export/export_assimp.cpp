@@ -1,8 +1,7 @@
-// The reader of what assimp reads: its scene walked into the neutral scene's elements,
-// materials, textures and layers. IFC files name their nodes "Ifc<Class>_<name>_<guid>": the class gives the
-// element type, storeys become layers, and mapped items belong to the element above them.
-// Other formats give an element for each node with meshes, typed by keywords of its
-// name, and a layer for each group under the root.
+// The reader of what assimp reads (OBJ, glTF, FBX, DAE, 3DS and the rest; IFC has a reader
+// of its own): its scene walked into the neutral scene's elements, materials, textures and
+// layers. Each node with meshes is an element, typed by keywords of its name, and each
+// group under the root a layer.
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
 #include <ctype.h>
@@ -30,123 +29,9 @@ struct Walk {
     TwExportStats* pStats;
 };
 
-static std::string Lower(std::string s)
-{
-    for (char& c : s)
-        c = (char)tolower((unsigned char)c);
-    return s;
-}
-
-static bool Contains(const std::string& lower, const char* const* apstrWords)
-{
-    for (int i = 0; apstrWords[i]; i++)
-        if (lower.find(apstrWords[i]) != std::string::npos)
-            return true;
-    return false;
-}
-
-// The viewer draws its texts as single bytes of the Latin set: UTF-8 is folded to it
-static std::string ToLatin1(const std::string& utf8)
-{
-    std::string out;
-    for (size_t i = 0; i < utf8.size();) {
-        unsigned char c = (unsigned char)utf8[i];
-        if (c < 0x80) {
-            out += (char)c;
-            i++;
-            continue;
-        }
-        int iLen = c >= 0xF0 ? 4 : c >= 0xE0 ? 3 : c >= 0xC0 ? 2 : 1;
-        uint32_t uiCode = iLen == 2 ? (c & 0x1F) : iLen == 3 ? (c & 0x0F) : (c & 0x07);
-        for (int k = 1; k < iLen && i + k < utf8.size(); k++)
-            uiCode = (uiCode << 6) | ((unsigned char)utf8[i + k] & 0x3F);
-        out += uiCode <= 0xFF && iLen > 1 ? (char)uiCode : '?';
-        i += iLen;
-    }
-    return out;
-}
-
-// Element types of IFC classes
-static int IfcType(const std::string& cls, const std::string& lowerName)
-{
-    static const struct {
-        const char* pstrClass;
-        int iType;
-    } aTypes[] = {
-        {"IfcWall", TW_EXPORT_WALL}, {"IfcWallStandardCase", TW_EXPORT_WALL}, {"IfcCurtainWall", TW_EXPORT_WALL},
-        {"IfcSlab", TW_EXPORT_SLAB}, {"IfcPlate", TW_EXPORT_SLAB}, {"IfcRoof", TW_EXPORT_ROOF},
-        {"IfcFurnishingElement", TW_EXPORT_FURNISHING}, {"IfcFurniture", TW_EXPORT_FURNISHING},
-        {"IfcSystemFurnitureElement", TW_EXPORT_FURNISHING}, {"IfcFlowTerminal", TW_EXPORT_FURNISHING},
-        {"IfcSanitaryTerminal", TW_EXPORT_FURNISHING}, {"IfcDoor", TW_EXPORT_DOOR}, {"IfcColumn", TW_EXPORT_COLUMN},
-        {"IfcWindow", TW_EXPORT_WINDOW}, {"IfcRailing", TW_EXPORT_RAILING}, {"IfcStair", TW_EXPORT_STAIR},
-        {"IfcStairFlight", TW_EXPORT_STAIR}, {"IfcRamp", TW_EXPORT_STAIR}, {"IfcRampFlight", TW_EXPORT_STAIR},
-        {"IfcBeam", TW_EXPORT_BEAM}, {"IfcMember", TW_EXPORT_BEAM}, {"IfcCovering", TW_EXPORT_COVERING},
-        {"IfcSite", TW_EXPORT_SITE}, {"IfcSpace", TW_EXPORT_LEFT_OUT}, {"IfcOpeningElement", TW_EXPORT_LEFT_OUT},
-        {"IfcAnnotation", TW_EXPORT_LEFT_OUT}, {"IfcGrid", TW_EXPORT_LEFT_OUT},
-    };
-    for (const auto& t : aTypes)
-        if (cls == t.pstrClass) {
-            static const char* const apstrRoof[] = {"dach", "roof", nullptr};
-            if (t.iType == TW_EXPORT_SLAB && Contains(lowerName, apstrRoof))
-                return TW_EXPORT_ROOF;
-            return t.iType;
-        }
-    return TW_EXPORT_OTHER;
-}
-
-// Element types by keywords of a node's name, for formats without classes: the first row
-// with a word in the name decides
-static int NameType(const std::string& lower)
-{
-    static const struct {
-        int iType;
-        const char* apstrWords[14];
-    } aRows[] = {
-        {TW_EXPORT_DOOR, {"door", "tuer", "tür", "porte"}},
-        {TW_EXPORT_WINDOW, {"window", "fenster", "glass", "glazing"}},
-        {TW_EXPORT_WALL, {"wall", "wand", "mur"}},
-        {TW_EXPORT_ROOF, {"roof", "dach"}},
-        {TW_EXPORT_SLAB, {"slab", "floor", "ceiling", "decke", "boden"}},
-        {TW_EXPORT_FURNISHING, {"furn", "chair", "table", "sofa", "bed", "desk", "shelf", "stuhl", "tisch", "bett",
-                                "schrank", "lamp", "plant"}},
-        {TW_EXPORT_COLUMN, {"column", "pillar", "stuetze", "stütze"}},
-        {TW_EXPORT_RAILING, {"rail", "gelaender", "geländer", "balustrade"}},
-        {TW_EXPORT_STAIR, {"stair", "step", "treppe"}},
-        {TW_EXPORT_BEAM, {"beam", "balken", "unterzug", "sparren"}},
-        {TW_EXPORT_SITE, {"terrain", "ground", "site", "gelände"}},
-    };
-    for (const auto& row : aRows)
-        if (Contains(lower, row.apstrWords))
-            return row.iType;
-    return TW_EXPORT_OTHER;
-}
-
-// "IfcWall_Wand-Ext-1_3rPX..." -> class "IfcWall", name "Wand-Ext-1": the GUID is the last
-// 22 characters (it may hold underscores itself).
-static void SplitIfcName(const std::string& nodeName, std::string* pClass, std::string* pName,
-                         std::string* pGuid = nullptr)
-{
-    const size_t uiGuid = 22;
-    size_t uiFirst = nodeName.find('_');
-    *pClass = nodeName.substr(0, uiFirst);
-    if (pGuid)
-        pGuid->clear();
-    if (uiFirst == std::string::npos) {
-        *pName = nodeName;
-        return;
-    }
-    std::string rest = nodeName.substr(uiFirst + 1);
-    if (rest.size() > uiGuid && rest[rest.size() - uiGuid - 1] == '_') {
-        if (pGuid)
-            *pGuid = rest.substr(rest.size() - uiGuid);
-        rest = rest.substr(0, rest.size() - uiGuid - 1);
-    }
-    *pName = rest;
-}
-
 static int Layer(Walk* w, const std::string& name)
 {
-    std::string latin = ToLatin1(name.empty() ? std::string("Model") : name);
+    std::string latin = twExport_ToLatin1(name.empty() ? std::string("Model") : name);
     auto it = w->layerIds.find(latin);
     if (it != w->layerIds.end())
         return it->second;
@@ -267,7 +152,7 @@ static int Material(Walk* w, unsigned uiSource)
     TwExportMaterial m;
     aiString name;
     pSource->Get(AI_MATKEY_NAME, name);
-    m.name = ToLatin1(name.C_Str());
+    m.name = twExport_ToLatin1(name.C_Str());
     aiColor4D diffuse(0.8f, 0.8f, 0.8f, 1.0f);
     if (pSource->Get(AI_MATKEY_BASE_COLOR, diffuse) != AI_SUCCESS)
         pSource->Get(AI_MATKEY_COLOR_DIFFUSE, diffuse);
@@ -279,7 +164,7 @@ static int Material(Walk* w, unsigned uiSource)
         fOpacity = diffuse.a;
     static const char* const apstrGlass[] = {"glas", "glazing", nullptr};
     m.fTransparency = 1.0f - fOpacity;
-    m.bIsTransparent = fOpacity < 0.999f || Contains(Lower(m.name), apstrGlass);
+    m.bIsTransparent = fOpacity < 0.999f || twExport_Contains(twExport_Lower(m.name), apstrGlass);
     aiString texturePath;
     if (pSource->GetTexture(aiTextureType_DIFFUSE, 0, &texturePath) == AI_SUCCESS ||
         pSource->GetTexture(aiTextureType_BASE_COLOR, 0, &texturePath) == AI_SUCCESS)
@@ -336,73 +221,14 @@ static void AddMeshes(Walk* w, const aiNode* pNode, const aiMatrix4x4& world, Tw
     }
 }
 
-// The nodes below an IFC element that belong to it: mapped items and other parts
-static void AddIfcParts(Walk* w, const aiNode* pNode, const aiMatrix4x4& world, TwExportSceneElement* pElement)
-{
-    AddMeshes(w, pNode, world, pElement);
-    for (unsigned i = 0; i < pNode->mNumChildren; i++) {
-        const aiNode* pChild = pNode->mChildren[i];
-        std::string cls, name;
-        SplitIfcName(pChild->mName.C_Str(), &cls, &name);
-        if (cls == "IfcMappedItem" || (cls[0] != '$' && cls.compare(0, 3, "Ifc") != 0))
-            AddIfcParts(w, pChild, world * pChild->mTransformation, pElement);
-    }
-}
-
-static void WalkIfc(Walk* w, const aiNode* pNode, const aiMatrix4x4& parent, int iLayer, const std::string& storey)
-{
-    aiMatrix4x4 world = parent * pNode->mTransformation;
-    std::string cls, name, guid;
-    SplitIfcName(pNode->mName.C_Str(), &cls, &name, &guid);
-    std::string inStorey = storey;
-    if (cls == "IfcBuildingStorey") {
-        iLayer = Layer(w, name);
-        inStorey = ToLatin1(name);
-    }
-    if (cls == "IfcBuilding" && w->pOut->projectName.empty())
-        w->pOut->projectName = ToLatin1(name);
-    int iType = IfcType(cls, Lower(name));
-    if (iType == TW_EXPORT_LEFT_OUT) {
-        w->pStats->iSkipped++;
-        return;
-    }
-    bool bProduct = cls.compare(0, 3, "Ifc") == 0 && cls != "IfcMappedItem" && cls != "IfcProject" &&
-                    cls != "IfcBuilding" && cls != "IfcBuildingStorey";
-    if (pNode->mNumMeshes || bProduct) {
-        TwExportSceneElement element;
-        element.name = ToLatin1(name);
-        element.sourceClass = cls;
-        element.storey = inStorey;
-        element.globalId = guid;
-        element.iType = iType;
-        element.iLayer = iLayer >= 0 ? iLayer : Layer(w, cls == "IfcSite" ? "Site" : "Building");
-        if (bProduct && cls != "IfcSite")
-            AddIfcParts(w, pNode, world, &element);
-        else
-            AddMeshes(w, pNode, world, &element);
-        if (!element.soups.empty())
-            w->pOut->elements.push_back(element);
-    }
-    for (unsigned i = 0; i < pNode->mNumChildren; i++) {
-        const aiNode* pChild = pNode->mChildren[i];
-        std::string childClass, childName;
-        SplitIfcName(pChild->mName.C_Str(), &childClass, &childName);
-        // parts were taken with their element; products, containers and storeys walk on
-        if (bProduct && cls != "IfcSite" &&
-            (childClass == "IfcMappedItem" || childClass.compare(0, 3, "Ifc") != 0) && childClass[0] != '$')
-            continue;
-        WalkIfc(w, pChild, world, iLayer, inStorey);
-    }
-}
-
 static void WalkOther(Walk* w, const aiNode* pNode, const aiMatrix4x4& parent, int iLayer)
 {
     aiMatrix4x4 world = parent * pNode->mTransformation;
     std::string name = pNode->mName.C_Str();
     if (pNode->mNumMeshes) {
         TwExportSceneElement element;
-        element.name = ToLatin1(name);
-        element.iType = NameType(Lower(name));
+        element.name = twExport_ToLatin1(name);
+        element.iType = twExport_NameType(twExport_Lower(name));
         element.iLayer = iLayer >= 0 ? iLayer : Layer(w, w->pOut->projectName);
         AddMeshes(w, pNode, world, &element);
         if (!element.soups.empty())
@@ -452,15 +278,8 @@ int twExportAssimp_Read(const char* pstrInput, const TwExportOptions& options, T
         axes = aiMatrix4x4(1, 0, 0, 0, 0, 0, 1, 0, 0, -1, 0, 0, 0, 0, 0, 1);
     w.fix = scale * axes;
     std::string base = input.substr(uiSlash == std::string::npos ? 0 : uiSlash + 1);
-    bool bIfc = base.size() > 4 && Lower(base.substr(base.size() - 4)) == ".ifc";
-    if (bIfc) {
-        WalkIfc(&w, pSource->mRootNode, aiMatrix4x4(), -1, std::string());
-    } else {
-        pScene->projectName = ToLatin1(base.substr(0, base.rfind('.')));
-        WalkOther(&w, pSource->mRootNode, aiMatrix4x4(), -1);
-    }
-    if (pScene->projectName.empty())
-        pScene->projectName = ToLatin1(base.substr(0, base.rfind('.')));
+    pScene->projectName = twExport_ToLatin1(base.substr(0, base.rfind('.')));
+    WalkOther(&w, pSource->mRootNode, aiMatrix4x4(), -1);
     Progress(options, 0.5f);
     return 1;
 }

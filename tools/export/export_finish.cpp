@@ -163,6 +163,7 @@ int twExportScene_Convert(const char* pstrInput, const TwExportOptions& options,
                           TwExportStats* pStats, std::string* pError)
 {
     TwExportScene scene;
-    return twExportAssimp_Read(pstrInput, options, &scene, pStats, pError) &&
-           twExport_Finish(scene, options, pModel, pStats, pError);
+    int bRead = twExportIfc_IsIfc(pstrInput) ? twExportIfc_Read(pstrInput, options, &scene, pStats, pError)
+                                             : twExportAssimp_Read(pstrInput, options, &scene, pStats, pError);
+    return bRead && twExport_Finish(scene, options, pModel, pStats, pError);
 }

@@ -1,0 +1,242 @@
+// The exporter's IFC reader, run by Node beside ambexport: opens an IFC file with web-ifc and
+// streams, element by element, its triangles with their colours and placements, its
+// GlobalId, class, name and storey, and the georeferencing the file gives, to file
+// descriptor 3 in the stream ambexport reads (tools/export/export_ifc.cpp). It decides
+// nothing about the geometry: ambexport does.
+//
+//   node ifc_stream.js <file.ifc>        (descriptor 3 open for writing)
+//
+// Records: a kind byte, a u32 length, the body. Strings are a u16 length and UTF-8 bytes.
+'use strict';
+const fs = require('fs');
+
+const STREAM_MAGIC = 'AIFC';
+const STREAM_VERSION = 1;
+const MAX_FILE_BYTES = 1024 * 1024 * 1024; // the engine's 4 GB of WebAssembly holds about four times the file
+const PROGRESS_EVERY = 64;                  // elements between two progress records
+const OUT = 3;
+
+function Writer() {
+    this.parts = [];
+    this.size = 0;
+}
+Writer.prototype.bytes = function (buf) {
+    this.parts.push(buf);
+    this.size += buf.length;
+};
+Writer.prototype.u8 = function (v) { const b = Buffer.alloc(1); b.writeUInt8(v); this.bytes(b); };
+Writer.prototype.u16 = function (v) { const b = Buffer.alloc(2); b.writeUInt16LE(v); this.bytes(b); };
+Writer.prototype.u32 = function (v) { const b = Buffer.alloc(4); b.writeUInt32LE(v >>> 0); this.bytes(b); };
+Writer.prototype.f32 = function (v) { const b = Buffer.alloc(4); b.writeFloatLE(v); this.bytes(b); };
+Writer.prototype.f64 = function (v) { const b = Buffer.alloc(8); b.writeDoubleLE(v); this.bytes(b); };
+Writer.prototype.str = function (s) {
+    let b = Buffer.from(s == null ? '' : String(s), 'utf8');
+    if (b.length > 65535)
+        b = b.subarray(0, 65535);
+    this.u16(b.length);
+    this.bytes(b);
+};
+
+function Send(kind, body) {
+    const head = Buffer.alloc(5);
+    head.write(kind, 0, 'latin1');
+    head.writeUInt32LE(body.size, 1);
+    fs.writeSync(OUT, Buffer.concat([head].concat(body.parts)));
+}
+
+function Fail(text, code) {
+    const w = new Writer();
+    w.str(text);
+    try {
+        Send('X', w);
+    } catch (e) {
+        process.stderr.write('ifc_stream: ' + text + '\n');
+    }
+    process.exit(code || 1);
+}
+
+// A value of a line's field: web-ifc gives { value } objects, or plain values
+function Value(field) {
+    if (field == null)
+        return null;
+    return typeof field === 'object' && 'value' in field ? field.value : field;
+}
+
+// A compound angle of degrees, minutes, seconds and millionths as degrees
+function Degrees(list) {
+    if (!Array.isArray(list) || list.length < 3)
+        return NaN;
+    const v = list.map(Value);
+    const sign = v.find((x) => x !== 0) < 0 ? -1 : 1;
+    return sign * (Math.abs(v[0]) + Math.abs(v[1]) / 60 + Math.abs(v[2]) / 3600 + Math.abs(v[3] || 0) / 3600e6);
+}
+
+function Lines(api, model, code) {
+    const out = [];
+    const ids = api.GetLineIDsWithType(model, code, true);
+    for (let i = 0; i < ids.size(); i++)
+        out.push(api.GetLine(model, ids.get(i)));
+    return out;
+}
+
+// Each element's spatial container, walked up to its storey, or to the container nearest
+// above it that isn't a space where a file has no storeys (IFC4x3's facility parts)
+function Containers(api, W, model) {
+    const parent = new Map();
+    for (const rel of Lines(api, model, W.IFCRELCONTAINEDINSPATIALSTRUCTURE))
+        for (const e of rel.RelatedElements || [])
+            parent.set(Value(e), Value(rel.RelatingStructure));
+    for (const rel of Lines(api, model, W.IFCRELAGGREGATES))
+        for (const e of rel.RelatedObjects || [])
+            parent.set(Value(e), Value(rel.RelatingObject));
+    const names = new Map();
+    const named = (id) => {
+        if (!names.has(id)) {
+            const line = api.GetLine(model, id);
+            names.set(id, { cls: api.GetNameFromTypeCode(api.GetLineType(model, id)), name: Value(line.Name) || Value(line.LongName) || '' });
+        }
+        return names.get(id);
+    };
+    const cache = new Map();
+    return (id) => {
+        if (cache.has(id))
+            return cache.get(id);
+        let found = '', fallback = '';
+        for (let at = parent.get(id), steps = 0; at != null && steps < 64; at = parent.get(at), steps++) {
+            const n = named(at);
+            if (n.cls === 'IfcBuildingStorey') {
+                found = n.name || 'Storey';
+                break;
+            }
+            if (!fallback && n.cls !== 'IfcSpace' && n.cls !== 'IfcProject' && n.cls !== 'IfcSite' && n.cls !== 'IfcBuilding' &&
+                /^Ifc.*(Part|Facility|Building|Bridge|Road|Railway|Marine|Tunnel)/.test(n.cls))
+                fallback = n.name || n.cls;
+        }
+        cache.set(id, found || fallback);
+        return found || fallback;
+    };
+}
+
+// The map conversion and the site's place: eastings, northings, height, the x axis, the
+// scale, the system's name; latitude, longitude and elevation (NaN where not given)
+function SendPlace(api, W, model) {
+    const w = new Writer();
+    const conv = W.IFCMAPCONVERSION ? Lines(api, model, W.IFCMAPCONVERSION)[0] : null;
+    let crs = '';
+    if (conv) {
+        const target = Value(conv.TargetCRS);
+        if (target != null)
+            crs = Value(api.GetLine(model, target).Name) || '';
+    }
+    w.u8(conv ? 1 : 0);
+    for (const f of ['Eastings', 'Northings', 'OrthogonalHeight', 'XAxisAbscissa', 'XAxisOrdinate', 'Scale'])
+        w.f64(conv && Value(conv[f]) != null ? Number(Value(conv[f])) : NaN);
+    w.str(crs);
+    const site = Lines(api, model, W.IFCSITE)[0];
+    w.f64(site ? Degrees(site.RefLatitude) : NaN);
+    w.f64(site ? Degrees(site.RefLongitude) : NaN);
+    w.f64(site && Value(site.RefElevation) != null ? Number(Value(site.RefElevation)) : NaN);
+    Send('G', w);
+}
+
+function Main() {
+    const path = process.argv[2];
+    if (!path)
+        Fail('no file given', 2);
+    try {
+        fs.fstatSync(OUT);
+    } catch (e) {
+        process.stderr.write('ifc_stream: descriptor 3 is not open\n');
+        process.exit(2);
+    }
+    const major = Number(process.versions.node.split('.')[0]);
+    if (major < 16)
+        Fail('Node ' + process.versions.node + ' is too old for the IFC engine (16 or newer)', 3);
+    let W;
+    try {
+        W = require('web-ifc');
+    } catch (e) {
+        Fail('the IFC engine (web-ifc) is not installed beside the exporter', 3);
+    }
+    let size;
+    try {
+        size = fs.statSync(path).size;
+    } catch (e) {
+        Fail("the file can't be read");
+    }
+    if (size > MAX_FILE_BYTES)
+        Fail('the file is too big for the IFC engine (' + Math.round(size / 1048576) + ' MB, at most ' + MAX_FILE_BYTES / 1048576 + ' MB)');
+    const data = fs.readFileSync(path);
+    const head = new Writer();
+    head.bytes(Buffer.from(STREAM_MAGIC, 'latin1'));
+    head.u32(STREAM_VERSION);
+    fs.writeSync(OUT, Buffer.concat(head.parts));
+    const api = new W.IfcAPI();
+    api.Init().then(() => {
+        if (api.SetLogLevel && W.LogLevel)
+            api.SetLogLevel(W.LogLevel.LOG_LEVEL_OFF);
+        let model;
+        try {
+            model = api.OpenModel(new Uint8Array(data.buffer, data.byteOffset, data.length), { COORDINATE_TO_ORIGIN: false });
+        } catch (e) {
+            Fail('the IFC engine could not read it: ' + (e && e.message ? e.message : e));
+        }
+        if (model < 0 || !api.IsModelOpen(model))
+            Fail('the IFC engine could not read it');
+        // the schema, and the building's name (or the project's) for the model's
+        const schema = new Writer();
+        schema.str(api.GetModelSchema(model) || '');
+        const building = Lines(api, model, W.IFCBUILDING)[0] || Lines(api, model, W.IFCPROJECT)[0];
+        schema.str(building ? Value(building.Name) || Value(building.LongName) || '' : '');
+        Send('S', schema);
+        SendPlace(api, W, model);
+        const container = Containers(api, W, model);
+        let elements = 0, parts = 0;
+        api.StreamAllMeshes(model, (mesh, index, total) => {
+            const id = mesh.expressID;
+            const line = api.GetLine(model, id);
+            const w = new Writer();
+            w.u32(id);
+            w.str(Value(line.GlobalId) || '');
+            w.str(api.GetNameFromTypeCode(api.GetLineType(model, id)));
+            w.str(Value(line.Name) || '');
+            w.str(container(id));
+            const geometries = mesh.geometries;
+            w.u32(geometries.size());
+            for (let g = 0; g < geometries.size(); g++) {
+                const placed = geometries.get(g);
+                const geometry = api.GetGeometry(model, placed.geometryExpressID);
+                const verts = api.GetVertexArray(geometry.GetVertexData(), geometry.GetVertexDataSize());
+                const indices = api.GetIndexArray(geometry.GetIndexData(), geometry.GetIndexDataSize());
+                const c = placed.color;
+                for (const v of [c.x, c.y, c.z, c.w])
+                    w.f32(v);
+                for (let k = 0; k < 16; k++)
+                    w.f64(placed.flatTransformation[k]);
+                w.u32(verts.length / 6);
+                w.u32(indices.length);
+                // copies: the arrays may lie in the engine's memory, which the next geometry reuses
+                w.bytes(Buffer.from(new Uint8Array(verts.buffer, verts.byteOffset, verts.byteLength)));
+                w.bytes(Buffer.from(new Uint8Array(indices.buffer, indices.byteOffset, indices.byteLength)));
+                geometry.delete();
+                parts++;
+            }
+            Send('E', w);
+            elements++;
+            if (elements % PROGRESS_EVERY === 0 && total > 0) {
+                const p = new Writer();
+                p.f32(index / total);
+                Send('P', p);
+            }
+        });
+        const end = new Writer();
+        end.u32(elements);
+        end.u32(parts);
+        Send('Z', end);
+        api.CloseModel(model);
+        process.exit(0);
+    }).catch((e) => Fail('the IFC engine failed: ' + (e && e.message ? e.message : e)));
+}
+
+process.on('uncaughtException', (e) => Fail('the IFC engine failed: ' + (e && e.message ? e.message : e)));
+Main();
