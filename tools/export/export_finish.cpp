@@ -163,7 +163,14 @@ int twExportScene_Convert(const char* pstrInput, const TwExportOptions& options,
                           TwExportStats* pStats, std::string* pError)
 {
     TwExportScene scene;
-    int bRead = twExportIfc_IsIfc(pstrInput) ? twExportIfc_Read(pstrInput, options, &scene, pStats, pError)
-                                             : twExportAssimp_Read(pstrInput, options, &scene, pStats, pError);
+    std::string lower = twExport_Lower(pstrInput);
+    bool bNamedIfc = lower.size() > 4 && lower.compare(lower.size() - 4, 4, ".ifc") == 0;
+    int bRead = 0;
+    if (twExportIfc_IsIfc(pstrInput))
+        bRead = twExportIfc_Read(pstrInput, options, &scene, pStats, pError);
+    else if (bNamedIfc)
+        *pError = "it is not an IFC file: its header names no ISO-10303-21 schema";
+    else
+        bRead = twExportAssimp_Read(pstrInput, options, &scene, pStats, pError);
     return bRead && twExport_Finish(scene, options, pModel, pStats, pError);
 }

@@ -305,6 +305,20 @@ int twExportIfc_ReadStream(FILE* pIn, const TwExportOptions& options, TwExportSc
     }
 }
 
+// The last bytes of a whole IFC file hold its end mark: a file without it was cut short
+static bool EndsWhole(FILE* pFile)
+{
+    char acTail[1025];
+    if (fseek(pFile, -1024, SEEK_END) != 0 && fseek(pFile, 0, SEEK_SET) != 0)
+        return false;
+    size_t uiGot = fread(acTail, 1, 1024, pFile);
+    acTail[uiGot] = 0;
+    for (size_t i = 0; i < uiGot; i++)
+        if (!acTail[i])
+            acTail[i] = ' ';
+    return strstr(acTail, "END-ISO-10303-21") != nullptr;
+}
+
 int twExportIfc_IsIfc(const char* pstrPath)
 {
     FILE* pFile = fopen(pstrPath, "rb");
@@ -354,6 +368,14 @@ static pid_t StartReader(const std::string& script, const char* pstrInput, int* 
 int twExportIfc_Read(const char* pstrInput, const TwExportOptions& options, TwExportScene* pScene,
                      TwExportStats* pStats, std::string* pError)
 {
+    FILE* pFile = fopen(pstrInput, "rb");
+    bool bWhole = pFile && EndsWhole(pFile);
+    if (pFile)
+        fclose(pFile);
+    if (!bWhole) {
+        *pError = "the file is cut short: it lacks the end mark of an IFC file";
+        return 0;
+    }
     if (access(options.ifcReader.c_str(), R_OK) != 0) {
         *pError = "the IFC reader is not installed beside the exporter";
         return 0;
@@ -368,14 +390,15 @@ int twExportIfc_Read(const char* pstrInput, const TwExportOptions& options, TwEx
     }
     FILE* pIn = fdopen(iStream, "rb");
     int bOk = pIn && twExportIfc_ReadStream(pIn, options, pScene, pStats, pError);
-    bool bFromEngine = !bOk && pIn && !ferror(pIn) && !feof(pIn); // the engine's own reason
+    // at the stream's end the engine is ending too; before it, it may still be at work
+    bool bEnded = !pIn || feof(pIn) || ferror(pIn);
     if (pIn)
         fclose(pIn);
     else
         close(iStream);
     int iStatus = 0;
     pid_t iDone;
-    while ((iDone = waitpid(iPid, &iStatus, bOk ? 0 : WNOHANG)) < 0 && errno == EINTR) {
+    while ((iDone = waitpid(iPid, &iStatus, bOk || bEnded ? 0 : WNOHANG)) < 0 && errno == EINTR) {
     }
     if (iDone == 0) {
         // what is left of a stream that broke off leaves the engine nothing to say
@@ -384,8 +407,8 @@ int twExportIfc_Read(const char* pstrInput, const TwExportOptions& options, TwEx
         }
         return 0;
     }
-    if (bOk || bFromEngine)
-        return bOk;
+    if (bOk || !bEnded)
+        return bOk; // done, or the engine's own reason
     if (WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 127)
         *pError = "Node.js is not installed: the IFC reader needs it";
     else if (WIFSIGNALED(iStatus))
