@@ -10,6 +10,7 @@
 struct TwTexture;
 struct TwFbo;
 struct TwCamera;
+struct TwModelPlace;
 
 #define TW_APP_NAME "Ambulon 2"
 #define TW_PROGRAM_NAME "Ambulon.exe"
@@ -261,6 +262,9 @@ int twEngine_LoadSaveSettings(FILE* pFile, int bSave); // null: the user's Temp/
 void twEngine_SunPosition(const TwSunPlace* pPlace, double* pdAltitude, double* pdAzimuth); // true north, clockwise
 int twEngine_SunAzimuthInModel(double dAzimuth, float fNorth); // the engine's azimuth, 1 to 360
 int twEngine_ApplySunPlace(void); // the sun's wanted angles from the place when it follows; 1 when they changed
+// A new model's site, where its file gives one, becomes the sun's place (its clock's hours
+// from its longitude); 1 when it did
+int twEngine_TakeSitePlace(const TwModelPlace* pPlace);
 void twEngine_CheckSunFollow(void); // a sun moved by other means no longer follows the date
 int twEngine_LoadSaveSunPlace(FILE* pFile, int64_t iSize, int bSave); // null: the user's Temp/Sun.bin
 // The picture's choices from or to the user's Temp/Picture.bin; without one the defaults stand

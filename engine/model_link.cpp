@@ -289,6 +289,7 @@ static void Finish(int iExit)
     } else {
         e->iSunAltitudeWanted = iAltitude;
         e->iSunAzimuthWanted = iAzimuth;
+        twEngine_TakeSitePlace(&pWorld->place);
     }
     twMem_Free(pstrHidden);
     twEngine_ModelIn(bReload);

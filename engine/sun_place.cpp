@@ -8,6 +8,7 @@
 #include "engine/engine.h"
 #include "engine/log.h"
 #include "engine/writer.h"
+#include "world/world.h"
 
 #define TAG "twEngine_SunPlace"
 #define PI 3.14159265358979323846
@@ -162,5 +163,19 @@ int twEngine_LoadSaveSunPlace(FILE* pFile, int64_t iSize, int bSave)
     e->sunPlace = place;
     twLog(TAG, "Date %04d-%02d-%02d %02d:%02d at %.2f, %.2f%s\n", place.iYear, place.iMonth, place.iDay, place.iHour,
           place.iMinute, place.fLatitude, place.fLongitude, place.bFollow ? ", the sun follows it" : "");
+    return 1;
+}
+
+int twEngine_TakeSitePlace(const TwModelPlace* pPlace)
+{
+    if (!pEngine || !pPlace || !pPlace->bKnown || !isfinite(pPlace->dLatitude) || !isfinite(pPlace->dLongitude))
+        return 0;
+    TwSunPlace* p = &pEngine->sunPlace;
+    p->fLatitude = (float)pPlace->dLatitude;
+    p->fLongitude = (float)pPlace->dLongitude;
+    p->fUtcOffset = roundf(p->fLongitude / 15.0f);
+    twLog("twEngine_TakeSitePlace", "The sun stands over the site: %.4f north, %.4f east\n", pPlace->dLatitude,
+          pPlace->dLongitude);
+    twEngine_ApplySunPlace();
     return 1;
 }

@@ -170,6 +170,124 @@ TEST_F(Export, SampleHouseLoadsWithTheCountsTheExporterPrinted)
     }
 }
 
+// ---------------------------------------------------------------------------------------------
+// IFC through the IFC engine
+// ---------------------------------------------------------------------------------------------
+
+// Whether the line parallel to Z through (x, y) crosses a triangle of an element's meshes
+static bool LineThroughZMeets(const TwElement& element, float x, float y)
+{
+    for (int m = 0; m < element.iNumMeshes; m++) {
+        const TwMesh& mesh = element.pMeshes[m];
+        for (int i = 0; i + 2 < mesh.usNumIndices; i += 3) {
+            const float* a = mesh.pVerts[mesh.pusIndices[i]].vPos;
+            const float* b = mesh.pVerts[mesh.pusIndices[i + 1]].vPos;
+            const float* c = mesh.pVerts[mesh.pusIndices[i + 2]].vPos;
+            float fDet = (b[1] - c[1]) * (a[0] - c[0]) + (c[0] - b[0]) * (a[1] - c[1]);
+            if (fabsf(fDet) < 1e-9f)
+                continue;
+            float l0 = ((b[1] - c[1]) * (x - c[0]) + (c[0] - b[0]) * (y - c[1])) / fDet;
+            float l1 = ((c[1] - a[1]) * (x - c[0]) + (a[0] - c[0]) * (y - c[1])) / fDet;
+            if (l0 >= 0 && l1 >= 0 && l0 + l1 <= 1)
+                return true;
+        }
+    }
+    return false;
+}
+
+// An IFC4 and an IFC2x3 building the test writes: every element with its class, storey and
+// GlobalId, the storeys as layers, the wall's colour and the glass's transparency, and the
+// wall cut where its window and door are
+TEST_F(Export, IfcOfBothSchemasKeepsItsStoreysColoursAndOpenings)
+{
+    for (const char* pstrSchema : {"IFC4", "IFC2X3"}) {
+        SCOPED_TRACE(pstrSchema);
+        twHarness_WriteText(dir + "building.ifc", twSample_IfcBuilding(pstrSchema));
+        ASSERT_EQ(Run("'" + dir + "building.ifc' -o '" + dir + "building.bin'"), 0)
+            << twHarness_ReadFile(dir + "export.out");
+        ASSERT_EQ(Load(dir + "building.bin"), 1);
+        ASSERT_EQ(twWorld_LoadElementInfo((dir + "building.bin").c_str()), 1);
+        ASSERT_EQ(pWorld->iNumElements, 5) << "two slabs, the wall, the window and the door; no openings";
+        std::set<std::string> layers;
+        for (int i = 0; i < pLayers->iNumLayers; i++)
+            layers.insert((const char*)twLayers_GetLayer(i) + TW_LAYER_NAME_OFFSET);
+        EXPECT_EQ(layers, (std::set<std::string>{"Ground floor", "Upper floor"}));
+        const TwElement* pWall = nullptr;
+        for (int e = 0; e < pWorld->iNumElements; e++) {
+            const TwElementInfo* pInfo = twWorld_GetElementInfo(e);
+            std::string name = pInfo->apstrFields[0], cls = pInfo->apstrFields[1];
+            EXPECT_EQ(std::string(pInfo->apstrFields[3]).compare(0, 6, "TwTest"), 0) << name;
+            EXPECT_EQ(pInfo->apstrFields[2], std::string(name == "Upper slab" ? "Upper floor" : "Ground floor"));
+            const TwMaterial& material = pWorld->pMaterials[pWorld->pElements[e].pMeshes[0].iMaterial];
+            if (name == "Front wall") {
+                pWall = &pWorld->pElements[e];
+                EXPECT_EQ(pWall->iType, 1);
+                EXPECT_NEAR(material.vDiffuse[0], 0.8f, 0.01f);
+                EXPECT_NEAR(material.vDiffuse[1], 0.3f, 0.01f);
+                EXPECT_EQ(material.bIsTransparent, 0);
+            }
+            if (name == "Window") {
+                EXPECT_EQ(cls, "IfcWindow");
+                EXPECT_NE(material.bIsTransparent, 0);
+                EXPECT_NEAR(material.fTransparency, 0.7f, 0.01f);
+            }
+            if (name == "Door") {
+                EXPECT_EQ(pWorld->pElements[e].iType, 5);
+            }
+        }
+        ASSERT_NE(pWall, nullptr);
+        // Y up: the IFC file's Z; through the window's and the door's middles, and beside them
+        EXPECT_FALSE(LineThroughZMeets(*pWall, 2.6f, 1.5f)) << "the window's opening is cut";
+        EXPECT_FALSE(LineThroughZMeets(*pWall, 4.95f, 1.0f)) << "the door's opening is cut";
+        EXPECT_TRUE(LineThroughZMeets(*pWall, 1.0f, 1.5f));
+        EXPECT_TRUE(LineThroughZMeets(*pWall, 2.6f, 2.5f));
+        twWorld_Free();
+    }
+}
+
+// A building hundreds of kilometres from its origin comes out near it, the move and the
+// site's place kept beside it; a file cut short, one that isn't IFC and one whose elements
+// have no shape each end with one reason for the viewer, and no signal
+TEST_F(Export, IfcFarFromItsOriginComesNearAndBadIfcFailsWithItsReason)
+{
+    twHarness_WriteText(dir + "far.ifc", twSample_IfcBuilding("IFC4", 500000, 5200000));
+    ASSERT_EQ(Run("'" + dir + "far.ifc' -o '" + dir + "far.bin'"), 0);
+    ASSERT_EQ(Load(dir + "far.bin"), 1);
+    ASSERT_EQ(twWorld_LoadElementInfo((dir + "far.bin").c_str()), 1);
+    for (int i = 0; i < 3; i++) {
+        EXPECT_LT(fabsf(pWorld->vMin[i]), 50.0f) << i;
+        EXPECT_LT(fabsf(pWorld->vMax[i]), 50.0f) << i;
+    }
+    EXPECT_EQ(pWorld->place.bKnown, 1);
+    EXPECT_DOUBLE_EQ(pWorld->place.adMoved[0], 500000.0);
+    EXPECT_DOUBLE_EQ(pWorld->place.adMoved[2], -5200000.0);
+    EXPECT_NEAR(pWorld->place.dLatitude, 48.1333, 1e-3);
+    EXPECT_NEAR(pWorld->place.dLongitude, 11.5, 1e-3);
+    EXPECT_DOUBLE_EQ(pWorld->place.dEastings, 500000.0);
+    EXPECT_STREQ(pWorld->place.szMap, "EPSG:25832");
+
+    std::string whole = twSample_IfcBuilding("IFC4");
+    std::string shapeless = whole.substr(0, whole.find("#1=")) + "#1=IFCPROJECT('x',$,'P',$,$,$,$,$,$);\n" +
+                            "ENDSEC;\nEND-ISO-10303-21;\n";
+    const struct {
+        const char* pstrName;
+        std::string text;
+        const char* pstrReason;
+    } aCases[] = {
+        {"cut.ifc", whole.substr(0, whole.size() / 2), "error the file is cut short"},
+        {"noise.ifc", std::string(3000, 'x'), "error it is not an IFC file"},
+        {"shapeless.ifc", shapeless, "error the file has no element with a shape"},
+    };
+    twHarness_WriteText(dir + "kept.bin", "the model from before");
+    for (const auto& c : aCases) {
+        twHarness_WriteText(dir + c.pstrName, c.text);
+        EXPECT_EQ(Run("--progress '" + dir + c.pstrName + "' -o '" + dir + "kept.bin'"), 1) << c.pstrName;
+        std::string out = "\n" + twHarness_ReadFile(dir + "export.out");
+        EXPECT_NE(out.find(std::string("\n") + c.pstrReason), std::string::npos) << out;
+    }
+    EXPECT_EQ(twHarness_ReadFile(dir + "kept.bin"), "the model from before");
+}
+
 // A wall as a textured quad and a door, in two objects of an OBJ file
 static void WriteObj(const std::string& dir, bool bZUp)
 {

@@ -2,6 +2,7 @@
 // writes beside the model. The model file stays as it is; the pick shows these lines. A side
 // file is taken only when it names the model's size and element count, so one left behind
 // by an earlier export, or by a host that wrote the model alone, is passed over.
+#include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -35,6 +36,7 @@ void twWorld_FreeElementInfo(void)
     pWorld->pInfoText = nullptr;
     pWorld->pElementInfo = nullptr;
     pWorld->szInfoSource[0] = 0;
+    memset(&pWorld->place, 0, sizeof(pWorld->place));
 }
 
 // The next line of the text, cut off in place; null at its end
@@ -50,6 +52,27 @@ static char* NextLine(char** ppAt, char* pEnd)
     if (pLineEnd > pLine && pLineEnd[-1] == '\r')
         pLineEnd[-1] = 0;
     return pLine;
+}
+
+// "place", then the move (three finite numbers), six numbers or "nan", and the map's name
+static int ReadPlace(const char* pstrLine, TwModelPlace* p)
+{
+    double ad[9];
+    int iUsed = 0;
+    if (!pstrLine || sscanf(pstrLine, "place\t%lf\t%lf\t%lf\t%lf\t%lf\t%lf\t%lf\t%lf\t%lf\t%n", &ad[0], &ad[1],
+                            &ad[2], &ad[3], &ad[4], &ad[5], &ad[6], &ad[7], &ad[8], &iUsed) != 9 || !iUsed)
+        return 0;
+    for (int i = 0; i < 3; i++)
+        if (!isfinite(ad[i]))
+            return 0;
+    p->bKnown = 1;
+    memcpy(p->adMoved, ad, sizeof(p->adMoved));
+    // a latitude or longitude off the earth is none
+    p->dLatitude = fabs(ad[3]) <= 90 ? ad[3] : NAN;
+    p->dLongitude = fabs(ad[4]) <= 180 ? ad[4] : NAN;
+    p->dElevation = ad[5], p->dEastings = ad[6], p->dNorthings = ad[7], p->dHeight = ad[8];
+    snprintf(p->szMap, sizeof(p->szMap), "%s", pstrLine + iUsed);
+    return 1;
 }
 
 static int Fail(const char* pstrWhy)
@@ -77,7 +100,8 @@ int twWorld_ReadElementInfo(const char* pData, int64_t iSize, int64_t iModelSize
     char* pAt = pWorld->pInfoText;
     char* pEnd = pAt + iSize;
     const char* pstrMagic = NextLine(&pAt, pEnd);
-    if (!pstrMagic || strcmp(pstrMagic, TW_ELEMENT_INFO_MAGIC) != 0)
+    int bVersion1 = pstrMagic && !strcmp(pstrMagic, TW_ELEMENT_INFO_MAGIC_1);
+    if (!pstrMagic || (!bVersion1 && strcmp(pstrMagic, TW_ELEMENT_INFO_MAGIC) != 0))
         return Fail("not a side file");
     char* pstrModel = NextLine(&pAt, pEnd);
     char* pstrSource = NextLine(&pAt, pEnd);
@@ -90,6 +114,8 @@ int twWorld_ReadElementInfo(const char* pData, int64_t iSize, int64_t iModelSize
     if (!pstrSource || strncmp(pstrSource, "source\t", 7) != 0)
         return Fail("its source line is damaged");
     snprintf(pWorld->szInfoSource, sizeof(pWorld->szInfoSource), "%s", pstrSource + 7);
+    if (!bVersion1 && !ReadPlace(NextLine(&pAt, pEnd), &pWorld->place))
+        return Fail("its place line is damaged");
     static const char s_szNone[] = "";
     for (int i = 0; i < iCount; i++) {
         char* pstrLine = NextLine(&pAt, pEnd);

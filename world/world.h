@@ -247,17 +247,30 @@ typedef int (*TwProgressFn)(const char* pstrLine1, const char* pstrLine2, float 
 typedef void (*TwLightProgressFn)(void);
 typedef int (*TwLightAbortFn)(void);
 
-// The side file: "Ambulon elements 1", "model\t<bytes>\t<elements>", "source\t<path>", then a
-// line for each element in the model's order: name, class, storey, GlobalId, tab-separated
+// The side file: "Ambulon elements 2", "model\t<bytes>\t<elements>", "source\t<path>", "place\t
+// <moved x, y, z>\t<latitude>\t<longitude>\t<elevation>\t<eastings>\t<northings>\t<height>\t
+// <map>" ("nan" where unknown; a file of version 1 has no place line), then a line for each
+// element in the model's order: name, class, storey, GlobalId, tab-separated
 // The files that go with a model, beside it under its name with another extension: the
 // exporter writes them, the link moves them with the model, their readers find them there
 #define TW_SIDE_ELEMENTS 0 // ".elements": each element's name, IFC class, storey and GlobalId
 #define TW_NUM_SIDE_FILES 1
-#define TW_ELEMENT_INFO_MAGIC "Ambulon elements 1"
+#define TW_ELEMENT_INFO_MAGIC "Ambulon elements 2"
+#define TW_ELEMENT_INFO_MAGIC_1 "Ambulon elements 1" // before the place line: still read
 #define TW_ELEMENT_INFO_MAX_SIZE (16 << 20)
 #define TW_ELEMENT_INFO_FIELDS 4
 struct TwElementInfo {
     const char* apstrFields[TW_ELEMENT_INFO_FIELDS]; // name, IFC class, storey, GlobalId; "" when unknown
+};
+
+// Where the model stands on the earth, as its side file tells it; NaN where not known
+struct TwModelPlace {
+    int32_t bKnown;                // a side file told it
+    double adMoved[3];             // metres the exporter moved it to lie near its origin
+    double dLatitude, dLongitude;  // degrees, north and east positive
+    double dElevation;             // metres
+    double dEastings, dNorthings, dHeight; // the map conversion's, in the map's metres
+    char szMap[64];                // the map's name, "EPSG:25832"
 };
 
 struct TwWorld {
@@ -393,6 +406,7 @@ struct TwWorld {
     char* pInfoText;                // the file's text, cut into fields in place
     TwElementInfo* pElementInfo;    // iNumElements records, or null
     char szInfoSource[TW_PATH_SIZE]; // the file the model was exported from; empty: not known
+    TwModelPlace place;             // from the side file; all NaN without one
 };
 
 extern TwWorld* pWorld;

@@ -70,16 +70,6 @@ struct TwExportSceneElement {
     std::map<int, TwExportSoup> soups;        // by material
 };
 
-// Where a model stands on the earth, as its file gives it: the map conversion (eastings,
-// northings and height in the map's metres, the x axis's direction, the scale) and the
-// site's latitude and longitude in degrees and elevation in metres; NaN where not given
-struct TwExportPlace {
-    bool bMapConversion = false;
-    double dEastings = NAN, dNorthings = NAN, dHeight = NAN, dXAxisAbscissa = NAN, dXAxisOrdinate = NAN, dScale = NAN;
-    std::string crs;
-    double dLatitude = NAN, dLongitude = NAN, dElevation = NAN;
-};
-
 struct TwExportScene {
     std::string projectName;
     std::string schema;                       // an IFC file's, else empty

@@ -1,6 +1,7 @@
 // The one finisher of every reader: the neutral scene's triangles made into the model's
 // meshes, the start view placed, the counts told.
 #include <math.h>
+#include <string.h>
 
 #include "tools/export/export.h"
 
@@ -149,6 +150,8 @@ int twExport_Finish(const TwExportScene& scene, const TwExportOptions& options, 
     pModel->materials = scene.materials;
     pModel->textures = scene.textures;
     pModel->layers = scene.layers;
+    memcpy(pModel->adOffset, scene.adOffset, sizeof(pModel->adOffset));
+    pModel->place = scene.place;
     pModel->fSunAltitude = options.fSunAltitude;
     pModel->fSunAzimuth = options.fSunAzimuth;
     PlaceCamera(pModel);

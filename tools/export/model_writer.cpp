@@ -221,6 +221,17 @@ std::vector<uint8_t> twExport_WriteInfo(const TwExportModel& model, uint64_t uiM
     out += "source\t";
     PutField(&out, source);
     out += "\n";
+    // where it stands: the move near its origin, the site's latitude, longitude and elevation,
+    // the map conversion's eastings, northings and height, and the map's name ("nan": unknown)
+    const TwExportPlace& p = model.place;
+    char szPlace[512];
+    snprintf(szPlace, sizeof(szPlace), "place\t%.3f\t%.3f\t%.3f\t%.8f\t%.8f\t%.3f\t%.3f\t%.3f\t%.3f\t",
+             model.adOffset[0], model.adOffset[1], model.adOffset[2], p.dLatitude, p.dLongitude, p.dElevation,
+             p.bMapConversion ? p.dEastings : NAN, p.bMapConversion ? p.dNorthings : NAN,
+             p.bMapConversion ? p.dHeight : NAN);
+    out += szPlace;
+    PutField(&out, p.crs);
+    out += "\n";
     for (const TwExportElement& e : model.elements) {
         const std::string* apFields[4] = {&e.name, &e.sourceClass, &e.storey, &e.globalId};
         for (int i = 0; i < 4; i++) {

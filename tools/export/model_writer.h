@@ -2,6 +2,7 @@
 // the format, used by the exporter, the tests and the benchmarks. Boxes that are left at
 // zero are worked out from the vertices.
 #pragma once
+#include <math.h>
 #include <stdint.h>
 
 #include <string>
@@ -56,6 +57,16 @@ struct TwExportTexture {
     std::vector<uint8_t> image;         // the whole image file
 };
 
+// Where a model stands on the earth, as its file gives it: the map conversion (eastings,
+// northings and height in the map's metres, the x axis's direction, the scale) and the
+// site's latitude and longitude in degrees and elevation in metres; NaN where not given
+struct TwExportPlace {
+    bool bMapConversion = false;
+    double dEastings = NAN, dNorthings = NAN, dHeight = NAN, dXAxisAbscissa = NAN, dXAxisOrdinate = NAN, dScale = NAN;
+    std::string crs;
+    double dLatitude = NAN, dLongitude = NAN, dElevation = NAN;
+};
+
 struct TwExportModel {
     int32_t iVersion = 226;
     std::string projectName = "Project";
@@ -69,6 +80,9 @@ struct TwExportModel {
     std::vector<TwExportMaterial> materials;
     std::vector<std::string> layers;
     int32_t iTotalMeshesField = -1;     // >= 0: written instead of the real total
+    // for the side file: metres the model was moved to lie near its origin, and its place
+    double adOffset[3] = {0, 0, 0};
+    TwExportPlace place;
 };
 
 // The file's bytes

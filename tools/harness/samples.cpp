@@ -212,3 +212,129 @@ TwExportModel twSample_GridHouses(int iHousesX, int iHousesZ)
             AddHouse(&m, hx * 20.0f, hz * 20.0f);
     return m;
 }
+
+// ---------------------------------------------------------------------------------------------
+// An IFC building
+// ---------------------------------------------------------------------------------------------
+
+// The entities of an IFC file as they are added, numbered from 1
+struct IfcText {
+    std::string data;
+    int iNext = 1;
+    bool bIfc4 = true;
+    int Add(const std::string& entity)
+    {
+        data += "#" + std::to_string(iNext) + "=" + entity + ";\n";
+        return iNext++;
+    }
+};
+
+static std::string Ref(int i) { return "#" + std::to_string(i); }
+
+static std::string Num(double d)
+{
+    char sz[64];
+    snprintf(sz, sizeof(sz), "%.6f", d);
+    return sz;
+}
+
+static std::string Guid(int i)
+{
+    char sz[32];
+    snprintf(sz, sizeof(sz), "TwTest%016d", i);
+    return std::string("'") + sz + "'";
+}
+
+// An axis-aligned box as an extruded rectangle, with a colour; its shape's number
+static int IfcBox(IfcText* t, int iContext, double x0, double y0, double z0, double x1, double y1, double z1,
+                  double r, double g, double b, double fTransparency)
+{
+    int iPoint2 = t->Add("IFCCARTESIANPOINT((" + Num((x1 - x0) / 2) + "," + Num((y1 - y0) / 2) + "))");
+    int iPlace2 = t->Add("IFCAXIS2PLACEMENT2D(" + Ref(iPoint2) + ",$)");
+    int iProfile = t->Add("IFCRECTANGLEPROFILEDEF(.AREA.,$," + Ref(iPlace2) + "," + Num(x1 - x0) + "," +
+                          Num(y1 - y0) + ")");
+    int iCorner = t->Add("IFCCARTESIANPOINT((" + Num(x0) + "," + Num(y0) + "," + Num(z0) + "))");
+    int iPlace = t->Add("IFCAXIS2PLACEMENT3D(" + Ref(iCorner) + ",$,$)");
+    int iUp = t->Add("IFCDIRECTION((0.,0.,1.))");
+    int iSolid = t->Add("IFCEXTRUDEDAREASOLID(" + Ref(iProfile) + "," + Ref(iPlace) + "," + Ref(iUp) + "," +
+                        Num(z1 - z0) + ")");
+    int iColour = t->Add("IFCCOLOURRGB($," + Num(r) + "," + Num(g) + "," + Num(b) + ")");
+    int iRendering = t->Add("IFCSURFACESTYLERENDERING(" + Ref(iColour) + "," + Num(fTransparency) +
+                            ",$,$,$,$,$,$,.NOTDEFINED.)");
+    int iStyle = t->Add("IFCSURFACESTYLE($,.BOTH.,(" + Ref(iRendering) + "))");
+    // IFC2x3 wraps the style in an assignment; IFC4 takes it as it is
+    int iStyles = t->bIfc4 ? iStyle : t->Add("IFCPRESENTATIONSTYLEASSIGNMENT((" + Ref(iStyle) + "))");
+    t->Add("IFCSTYLEDITEM(" + Ref(iSolid) + ",(" + Ref(iStyles) + "),$)");
+    int iRep = t->Add("IFCSHAPEREPRESENTATION(" + Ref(iContext) + ",'Body','SweptSolid',(" + Ref(iSolid) + "))");
+    return t->Add("IFCPRODUCTDEFINITIONSHAPE($,$,(" + Ref(iRep) + "))");
+}
+
+std::string twSample_IfcBuilding(const char* pstrSchema, double dOffsetX, double dOffsetY)
+{
+    IfcText t;
+    t.bIfc4 = strcmp(pstrSchema, "IFC2X3") != 0;
+    int iOrigin = t.Add("IFCCARTESIANPOINT((0.,0.,0.))");
+    int iAxes = t.Add("IFCAXIS2PLACEMENT3D(" + Ref(iOrigin) + ",$,$)");
+    int iContext = t.Add("IFCGEOMETRICREPRESENTATIONCONTEXT($,'Model',3,1.E-05," + Ref(iAxes) + ",$)");
+    int iBody = t.Add("IFCGEOMETRICREPRESENTATIONSUBCONTEXT('Body','Model',*,*,*,*," + Ref(iContext) +
+                      ",$,.MODEL_VIEW.,$)");
+    int iMetre = t.Add("IFCSIUNIT(*,.LENGTHUNIT.,$,.METRE.)");
+    int iUnits = t.Add("IFCUNITASSIGNMENT((" + Ref(iMetre) + "))");
+    int iProject = t.Add("IFCPROJECT(" + Guid(1) + ",$,'Test project',$,$,$,$,(" + Ref(iContext) + ")," +
+                         Ref(iUnits) + ")");
+    if (t.bIfc4 && (dOffsetX != 0 || dOffsetY != 0)) {
+        int iCrs = t.Add("IFCPROJECTEDCRS('EPSG:25832',$,$,$,$,$,$)");
+        t.Add("IFCMAPCONVERSION(" + Ref(iContext) + "," + Ref(iCrs) + "," + Num(dOffsetX) + "," + Num(dOffsetY) +
+              ",0.,1.,0.,1.)");
+    }
+    int iSitePoint = t.Add("IFCCARTESIANPOINT((" + Num(dOffsetX) + "," + Num(dOffsetY) + ",0.))");
+    int iSiteAxes = t.Add("IFCAXIS2PLACEMENT3D(" + Ref(iSitePoint) + ",$,$)");
+    int iSitePlace = t.Add("IFCLOCALPLACEMENT($," + Ref(iSiteAxes) + ")");
+    int iSite = t.Add("IFCSITE(" + Guid(2) + ",$,'Site',$,$," + Ref(iSitePlace) +
+                      ",$,$,.ELEMENT.,(48,8,0,0),(11,30,0,0),520.,$,$)");
+    int iBuildingPlace = t.Add("IFCLOCALPLACEMENT(" + Ref(iSitePlace) + "," + Ref(iAxes) + ")");
+    int iBuilding = t.Add("IFCBUILDING(" + Guid(3) + ",$,'Test building',$,$," + Ref(iBuildingPlace) +
+                          ",$,$,.ELEMENT.,$,$,$)");
+    int iGroundPlace = t.Add("IFCLOCALPLACEMENT(" + Ref(iBuildingPlace) + "," + Ref(iAxes) + ")");
+    int iGround = t.Add("IFCBUILDINGSTOREY(" + Guid(4) + ",$,'Ground floor',$,$," + Ref(iGroundPlace) +
+                        ",$,$,.ELEMENT.,0.)");
+    int iUpPoint = t.Add("IFCCARTESIANPOINT((0.,0.,3.))");
+    int iUpAxes = t.Add("IFCAXIS2PLACEMENT3D(" + Ref(iUpPoint) + ",$,$)");
+    int iUpperPlace = t.Add("IFCLOCALPLACEMENT(" + Ref(iBuildingPlace) + "," + Ref(iUpAxes) + ")");
+    int iUpper = t.Add("IFCBUILDINGSTOREY(" + Guid(5) + ",$,'Upper floor',$,$," + Ref(iUpperPlace) +
+                       ",$,$,.ELEMENT.,3.)");
+    t.Add("IFCRELAGGREGATES(" + Guid(6) + ",$,$,$," + Ref(iProject) + ",(" + Ref(iSite) + "))");
+    t.Add("IFCRELAGGREGATES(" + Guid(7) + ",$,$,$," + Ref(iSite) + ",(" + Ref(iBuilding) + "))");
+    t.Add("IFCRELAGGREGATES(" + Guid(8) + ",$,$,$," + Ref(iBuilding) + ",(" + Ref(iGround) + "," + Ref(iUpper) + "))");
+    // the elements, placed in their storeys
+    auto Place = [&](int iStorey) { return t.Add("IFCLOCALPLACEMENT(" + Ref(iStorey) + "," + Ref(iAxes) + ")"); };
+    std::string ifc4 = t.bIfc4 ? ",$" : "";
+    int iSlab = t.Add("IFCSLAB(" + Guid(10) + ",$,'Ground slab',$,$," + Ref(Place(iGroundPlace)) + "," +
+                      Ref(IfcBox(&t, iBody, 0, -3, -0.2, 6, 1, 0, 0.6, 0.6, 0.6, 0)) + ",$,.FLOOR.)");
+    int iWall = t.Add(std::string(t.bIfc4 ? "IFCWALL(" : "IFCWALLSTANDARDCASE(") + Guid(11) + ",$,'Front wall',$,$," +
+                      Ref(Place(iGroundPlace)) + "," + Ref(IfcBox(&t, iBody, 0, 0, 0, 6, 0.3, 2.8, 0.8, 0.3, 0.2, 0)) +
+                      ",$" + ifc4 + ")");
+    int iWindowOpening = t.Add("IFCOPENINGELEMENT(" + Guid(12) + ",$,'Window opening',$,$," + Ref(Place(iGroundPlace)) +
+                               "," + Ref(IfcBox(&t, iBody, 2, -0.1, 0.9, 3.2, 0.4, 2.1, 1, 1, 1, 0)) + ",$" + ifc4 + ")");
+    int iDoorOpening = t.Add("IFCOPENINGELEMENT(" + Guid(13) + ",$,'Door opening',$,$," + Ref(Place(iGroundPlace)) +
+                             "," + Ref(IfcBox(&t, iBody, 4.5, -0.1, 0, 5.4, 0.4, 2.0, 1, 1, 1, 0)) + ",$" + ifc4 + ")");
+    t.Add("IFCRELVOIDSELEMENT(" + Guid(14) + ",$,$,$," + Ref(iWall) + "," + Ref(iWindowOpening) + ")");
+    t.Add("IFCRELVOIDSELEMENT(" + Guid(15) + ",$,$,$," + Ref(iWall) + "," + Ref(iDoorOpening) + ")");
+    std::string windowTail = t.bIfc4 ? ",1.2,1.2,.WINDOW.,.SINGLE_PANEL.,$)" : ",1.2,1.2)";
+    std::string doorTail = t.bIfc4 ? ",2.0,0.9,.DOOR.,.SINGLE_SWING_LEFT.,$)" : ",2.0,0.9)";
+    int iWindow = t.Add("IFCWINDOW(" + Guid(16) + ",$,'Window',$,$," + Ref(Place(iGroundPlace)) + "," +
+                        Ref(IfcBox(&t, iBody, 2, 0.125, 0.9, 3.2, 0.175, 2.1, 0.6, 0.8, 0.9, 0.7)) + ",$" + windowTail);
+    int iDoor = t.Add("IFCDOOR(" + Guid(17) + ",$,'Door',$,$," + Ref(Place(iGroundPlace)) + "," +
+                      Ref(IfcBox(&t, iBody, 4.5, 0.1, 0, 5.4, 0.2, 2.0, 0.5, 0.35, 0.2, 0)) + ",$" + doorTail);
+    t.Add("IFCRELFILLSELEMENT(" + Guid(18) + ",$,$,$," + Ref(iWindowOpening) + "," + Ref(iWindow) + ")");
+    t.Add("IFCRELFILLSELEMENT(" + Guid(19) + ",$,$,$," + Ref(iDoorOpening) + "," + Ref(iDoor) + ")");
+    int iUpperSlab = t.Add("IFCSLAB(" + Guid(20) + ",$,'Upper slab',$,$," + Ref(Place(iUpperPlace)) + "," +
+                           Ref(IfcBox(&t, iBody, 0, -3, -0.2, 6, 1, 0, 0.6, 0.6, 0.6, 0)) + ",$,.FLOOR.)");
+    t.Add("IFCRELCONTAINEDINSPATIALSTRUCTURE(" + Guid(21) + ",$,$,$,(" + Ref(iSlab) + "," + Ref(iWall) + "," +
+          Ref(iWindow) + "," + Ref(iDoor) + ")," + Ref(iGround) + ")");
+    t.Add("IFCRELCONTAINEDINSPATIALSTRUCTURE(" + Guid(22) + ",$,$,$,(" + Ref(iUpperSlab) + ")," + Ref(iUpper) + ")");
+    return std::string("ISO-10303-21;\nHEADER;\nFILE_DESCRIPTION(('ViewDefinition [CoordinationView]'),'2;1');\n"
+                       "FILE_NAME('test.ifc','2026-01-01T00:00:00',(''),(''),'Ambulon tests','Ambulon tests','');\n"
+                       "FILE_SCHEMA(('") +
+           pstrSchema + "'));\nENDSEC;\nDATA;\n" + t.data + "ENDSEC;\nEND-ISO-10303-21;\n";
+}

@@ -16,3 +16,11 @@ TwExportModel twSample_SmallHouse(void);
 // windows with frames and glass, doors, stairs, roof, furniture), repeated on a grid of
 // iHousesX by iHousesZ houses 20 metres apart
 TwExportModel twSample_GridHouses(int iHousesX, int iHousesZ);
+// A small building as an IFC file's text, in the schema given ("IFC4" or "IFC2X3"): a
+// ground floor slab and a wall of 6 metres along X (0.3 thick, 2.8 high) with a window
+// opening (x 2 to 3.2, z 0.9 to 2.1) filled by a glazed window and a door opening (x 4.5 to
+// 5.4) filled by a door, storeys "Ground floor" and "Upper floor" (at 3 m, with its slab),
+// the wall red, the glass transparent, each element's GlobalId "TwTest" and its number; at
+// dOffsetX and dOffsetY metres from its origin with that as its map conversion when they
+// aren't 0. Z up, as IFC is.
+std::string twSample_IfcBuilding(const char* pstrSchema, double dOffsetX = 0, double dOffsetY = 0);

@@ -63,7 +63,8 @@ function Value(field) {
 }
 
 // A compound angle of degrees, minutes, seconds and millionths as degrees
-function Degrees(list) {
+function Degrees(field) {
+    const list = Value(field);
     if (!Array.isArray(list) || list.length < 3)
         return NaN;
     const v = list.map(Value);
