@@ -537,6 +537,22 @@ if [ -r "$SAMPLE" ] && [ -r "$GLTF" ] && strings "$BUILD/Ambulon.exe" | grep -q 
         import -window root "$BUILD/e2e-link-damaged.png"
         grep -q "'broken.glb' loaded in" "$LOG" && fail "link: the damaged file replaced the model"
         [ -e "$TEMP/Opening.bin" ] && fail "link: the exporter's output was left"
+        # an IFC4 building through the IFC engine, then garbage named .ifc, which leaves it
+        "$BUILD/write_model" --ifc "$WORK/models/building.ifc"
+        echo "$WORK/models/building.ifc" > "$WORK/drop.txt"
+        kill -USR1 "$PID"
+        wait_for_text "$LOG" "'building.ifc' loaded in" 60 || fail "link: the IFC4 building didn't open"
+        sleep 1
+        import -window root "$BUILD/e2e-link-ifc4.png"
+        grep -q "IfcWindow" "$TEMP/Export.elements" || fail "link: the IFC4 building's side file names no window"
+        head -c 4000 /dev/urandom > "$WORK/models/garbage.ifc"
+        echo "$WORK/models/garbage.ifc" > "$WORK/drop.txt"
+        kill -USR1 "$PID"
+        wait_for_text "$LOG" "on '$WORK/models/garbage.ifc': it is not an IFC file" 60 ||
+            fail "link: no reason for the garbage IFC"
+        sleep 0.5
+        import -window root "$BUILD/e2e-link-garbage.png"
+        grep -q "IfcWindow" "$TEMP/Export.elements" || fail "link: the garbage IFC replaced the building"
     fi
     run_and_quit "$LOG" link-end
     expect_in_order "$LOG" link "Initializing model link" "---Entering main loop---" \

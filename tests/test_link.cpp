@@ -4,6 +4,7 @@
 // recent models' list, the link's back-off, and the side file of what each element is.
 #include <GL/glew.h>
 #include <gtest/gtest.h>
+#include <math.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -228,6 +229,20 @@ TEST_F(Link, ALinkWithoutMemorySaysSo)
 }
 #endif
 
+// An IFC building opened through the IFC engine: its site's place becomes the sun's, and the
+// side file carries its classes
+TEST_F(Link, AnIfcBuildingBringsItsSiteToTheSun)
+{
+    twHarness_WriteText(dir + "far.ifc", twSample_IfcBuilding("IFC4", 500000, 5200000));
+    ASSERT_EQ(twLink_Open((dir + "far.ifc").c_str(), 0), 1);
+    Settle();
+    ASSERT_EQ(pWorld->iNumElements, 5);
+    EXPECT_NEAR(pEngine->sunPlace.fLatitude, 48.1333f, 1e-3f);
+    EXPECT_NEAR(pEngine->sunPlace.fLongitude, 11.5f, 1e-3f);
+    EXPECT_FLOAT_EQ(pEngine->sunPlace.fUtcOffset, 1.0f);
+    EXPECT_TRUE(twTest_LogHas("The sun stands over the site: 48.1333 north, 11.5000 east\n"));
+}
+
 // A light that still fits stays through a reload; one that no longer fits goes into its own
 // folder under Temp, whole, with a message
 TEST_F(Link, ALightThatNoLongerFitsIsSetAside)
@@ -333,12 +348,23 @@ TEST_F(Link, ASideFileIsReadOnlyForItsOwnModel)
     EXPECT_STREQ(pInfo->apstrFields[1], "IfcWall");
     EXPECT_STREQ(pInfo->apstrFields[3], "0123456789abcdefABCDEF");
     EXPECT_EQ(twWorld_GetElementInfo(pWorld->iNumElements), nullptr);
-    // another model's size, one line short, a line too many, another magic: none is taken
+    EXPECT_EQ(pWorld->place.bKnown, 1);
+    EXPECT_TRUE(isnan(pWorld->place.dLatitude)) << "the house has no site";
+    // a file of the first version, without its place line, is read all the same
+    size_t uiPlace = text.find("place\t");
+    std::string first = "Ambulon elements 1" + text.substr(18, uiPlace - 18) + text.substr(text.find('\n', uiPlace) + 1);
+    ASSERT_EQ(twWorld_ReadElementInfo(first.data(), (int64_t)first.size(), (int64_t)model.size()), 1);
+    EXPECT_STREQ(twWorld_GetElementInfo(1)->apstrFields[1], "IfcWall");
+    EXPECT_EQ(pWorld->place.bKnown, 0);
+    // another model's size, one line short, a line too many, another magic, a place line that
+    // moves nowhere: none is taken
     std::string shortOne = text.substr(0, text.rfind('\n', text.size() - 2) + 1);
+    std::string lost = text.substr(0, uiPlace) + "place\tnan\t0\t0" + text.substr(text.find('\n', uiPlace));
     const std::pair<std::string, int64_t> aBad[] = {{text, (int64_t)model.size() + 1},
                                                     {shortOne, (int64_t)model.size()},
                                                     {text + "extra\n", (int64_t)model.size()},
-                                                    {"Ambulon elements 2" + text.substr(18), (int64_t)model.size()}};
+                                                    {"Ambulon elements 3" + text.substr(18), (int64_t)model.size()},
+                                                    {lost, (int64_t)model.size()}};
     for (const auto& bad : aBad) {
         EXPECT_EQ(twWorld_ReadElementInfo(bad.first.data(), (int64_t)bad.first.size(), bad.second), 0);
         EXPECT_EQ(twWorld_GetElementInfo(0), nullptr);

@@ -12,7 +12,7 @@ FUZZ=$(cd "$1" && pwd)
 BUILD=$(cd "$2" && pwd)
 shift 2
 SEEDS=$FUZZ/seeds
-mkdir -p "$SEEDS"/{pack,strings,settings,gallery,bmp,tga,dds,model,light,lists}
+mkdir -p "$SEEDS"/{pack,strings,settings,gallery,bmp,tga,dds,model,light,lists,ifc}
 cp "$BUILD/Data/Strings/Strings.bin" "$SEEDS/strings/"
 cp "$BUILD/Data/Settings.bin" "$SEEDS/settings/"
 # a date and place: the sun following midsummer noon at 51.5 north
@@ -31,12 +31,21 @@ status=0
 "$BUILD/write_seeds" "$SEEDS" >/dev/null || { echo "write_seeds failed"; status=1; }
 IFC=/usr/share/assimp/models/IFC/AC14-FZK-Haus.ifc
 [ -f "$IFC" ] && "$BUILD/ambexport" -q -o "$SEEDS/model/sample_house.bin" "$IFC"
+# the IFC engine's streams of the test building and the sample house, as the exporter reads them
+if command -v node >/dev/null 2>&1 && [ -f "$BUILD/ifc/ifc_stream.js" ]; then
+    [ -f "$SEEDS/building.ifc" ] && node "$BUILD/ifc/ifc_stream.js" "$SEEDS/building.ifc" 3>"$SEEDS/ifc/building.stream"
+    [ -f "$IFC" ] && node "$BUILD/ifc/ifc_stream.js" "$IFC" 3>"$SEEDS/ifc/sample_house.stream"
+else
+    echo "no Node or IFC reader: fuzz_ifc starts from an empty corpus"
+fi
 # the side file beside that model, and one of three elements of a 100-byte model as the
 # target reads against; a list of recent models
 mv "$SEEDS/model/sample_house.elements" "$SEEDS/lists/" 2>/dev/null
 printf 'Ambulon elements 1\nmodel\t100\t3\nsource\t/m/house.ifc\nWall\tIfcWall\tGround\t0123456789abcdefABCDEF\nSlab\nRoof\tIfcRoof\n' \
     > "$SEEDS/lists/three.elements"
 printf 'Ambulon recent 1\nlive\t1\n/m/house.ifc\n/m/tower.glb\n' > "$SEEDS/lists/recent.txt"
+printf 'Ambulon elements 2\nmodel\t100\t1\nsource\t/m/far.ifc\nplace\t500000.000\t0.000\t-5200000.000\t48.13\t11.5\tnan\tnan\tnan\tnan\tEPSG:25832\nWall\tIfcWall\n' \
+    > "$SEEDS/lists/placed.elements"
 # a gallery of one view (field of view 80) and one clip of two keys, all else zero
 zeros() { head -c "$1" /dev/zero; }
 {
@@ -47,7 +56,7 @@ zeros() { head -c "$1" /dev/zero; }
 # the display driver keeps some blocks for good
 export LSAN_OPTIONS="suppressions=$(cd "$(dirname "$0")/.." && pwd)/lsan.supp:print_suppressions=0"
 
-for target in pack strings settings gallery bmp tga dds model light lists; do
+for target in pack strings settings gallery bmp tga dds model light lists ifc; do
     mkdir -p "$FUZZ/corpus/$target"
     # a copy's pack holds its directory of 520 bytes an entry behind its files
     max_len=16384

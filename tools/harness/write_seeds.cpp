@@ -4,7 +4,8 @@
 // are packed again behind a few bytes of program so that the pack fits a fuzz input. Needs
 // a display.
 //
-//   write_seeds <seeds folder>      (writes into its pack/, settings/, gallery/ and model/)
+//   write_seeds <seeds folder>      (writes into its pack/, settings/, gallery/ and model/, and
+//                                    building.ifc, an IFC file for the IFC reader's seeds)
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -116,6 +117,8 @@ int main(int argc, char** argv)
     twHarness_WriteText(seeds + "settings/picture_written.bin", twHarness_ReadFile(temp + TW_PICTURE_FILE));
     twHarness_WriteText(seeds + "gallery/written.bin", twHarness_ReadFile(temp + TW_GALLERY_FILE));
     twHarness_WriteText(seeds + "model/small_house.bin", twHarness_ReadFile(temp + "Export.bin"));
+    // the IFC reader's seeds are this building's stream, which the IFC engine writes
+    twHarness_WriteText(seeds + "building.ifc", twSample_IfcBuilding("IFC4", 500000, 5200000));
     printf("write_seeds: a copy of %d resources, its gallery, settings and sun into %s\n", (int)resources.size(),
            seeds.c_str());
     twEngine_Shutdown();
