@@ -26,6 +26,7 @@
 #define FAR_FROM_ORIGIN 1000.0         // metres: a model further off is moved near the origin
 #define OFFSET_STEP 1000.0             // the move, in whole kilometres
 #define HEADER_BYTES 16384             // where an IFC file's header must name itself
+#define READ_PIECE (1u << 20)          // bytes of a record read at a time
 
 // A record's body, read without ever running past its end: a read beyond it gives zeros and
 // marks the body bad
@@ -254,10 +255,15 @@ int twExportIfc_ReadStream(FILE* pIn, const TwExportOptions& options, TwExportSc
             *pError = "the IFC reader's stream is damaged (a record too long)";
             return 0;
         }
-        body.resize(uiBytes);
-        if (uiBytes && fread(body.data(), 1, uiBytes, pIn) != uiBytes) {
-            *pError = "the IFC reader stopped before the end of the file";
-            return 0;
+        // read as it comes: a length the bytes don't follow costs no more than the bytes
+        body.clear();
+        while (body.size() < uiBytes) {
+            size_t uiAt = body.size(), uiPiece = uiBytes - uiAt < READ_PIECE ? uiBytes - uiAt : READ_PIECE;
+            body.resize(uiAt + uiPiece);
+            if (fread(body.data() + uiAt, 1, uiPiece, pIn) != uiPiece) {
+                *pError = "the IFC reader stopped before the end of the file";
+                return 0;
+            }
         }
         Body b = {body.data(), body.size(), 0, false};
         switch (aucHead[0]) {
