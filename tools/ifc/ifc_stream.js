@@ -72,6 +72,37 @@ function Degrees(field) {
     return sign * (Math.abs(v[0]) + Math.abs(v[1]) / 60 + Math.abs(v[2]) / 3600 + Math.abs(v[3] || 0) / 3600e6);
 }
 
+// The engine's script, compiled from V8's cache of it beside this file when there is one:
+// compiling its 5 MB of schema every export costs more than a small export itself
+function RequireEngine() {
+    const path = require('path'), vm = require('vm'), Module = require('module');
+    const file = require.resolve('web-ifc');
+    const cacheFile = path.join(__dirname, 'web-ifc.' + process.versions.v8 + '.cache');
+    let cached;
+    try {
+        cached = fs.readFileSync(cacheFile);
+    } catch (e) {
+        cached = undefined;
+    }
+    const script = new vm.Script(Module.wrap(fs.readFileSync(file, 'utf8')), { filename: file, cachedData: cached });
+    const module = { exports: {} };
+    script.runInThisContext().call(module.exports, module.exports, Module.createRequire(file), module, file, path.dirname(file));
+    return {
+        engine: module.exports,
+        // the cache written once the engine has run, whole or not at all; a folder that takes no file keeps none
+        keep: () => {
+            if (cached && !script.cachedDataRejected)
+                return;
+            try {
+                fs.writeFileSync(cacheFile + '.part', script.createCachedData());
+                fs.renameSync(cacheFile + '.part', cacheFile);
+            } catch (e) {
+                try { fs.unlinkSync(cacheFile + '.part'); } catch (e2) { /* nothing was written */ }
+            }
+        },
+    };
+}
+
 function Lines(api, model, code) {
     const out = [];
     const ids = api.GetLineIDsWithType(model, code, true);
@@ -153,9 +184,10 @@ function Main() {
     const major = Number(process.versions.node.split('.')[0]);
     if (major < 16)
         Fail('Node ' + process.versions.node + ' is too old for the IFC engine (16 or newer)', 3);
-    let W;
+    let W, loaded;
     try {
-        W = require('web-ifc');
+        loaded = RequireEngine();
+        W = loaded.engine;
     } catch (e) {
         Fail('the IFC engine (web-ifc) is not installed beside the exporter', 3);
     }
@@ -235,6 +267,7 @@ function Main() {
         end.u32(parts);
         Send('Z', end);
         api.CloseModel(model);
+        loaded.keep();
         process.exit(0);
     }).catch((e) => Fail('the IFC engine failed: ' + (e && e.message ? e.message : e)));
 }
