@@ -16,11 +16,14 @@
 
 // A view from outside the building at eye height, looking at it, in the CAD host's Z-up
 // axes: the viewer turns (x, y, z) into (x, z, -y).
-static void GrowByElements(const TwExportModel& model, bool bBuildingOnly, float* afMin, float* afMax)
+// What the view frames, in tiers: 0 the building's walls, slabs, roofs and columns, 1 any
+// element of a known type (a services model has no walls, and its untyped marker proxies
+// may stand far off), 2 everything
+static void GrowByElements(const TwExportModel& model, int iTier, float* afMin, float* afMax)
 {
     for (const TwExportElement& e : model.elements) {
         bool bBuilding = e.iType == 1 || e.iType == 2 || e.iType == 3 || e.iType == 6;
-        if (bBuildingOnly && !bBuilding)
+        if ((iTier == 0 && !bBuilding) || (iTier == 1 && e.iType == TW_EXPORT_OTHER))
             continue;
         for (const TwExportMesh& mesh : e.meshes)
             for (const TwExportVertex& v : mesh.verts)
@@ -78,9 +81,8 @@ static void BoxAngles(const float* afMin, const float* afMax, float ex, float ey
 static void PlaceCamera(TwExportModel* pModel)
 {
     float afMin[3] = {1e30f, 1e30f, 1e30f}, afMax[3] = {-1e30f, -1e30f, -1e30f};
-    GrowByElements(*pModel, true, afMin, afMax);
-    if (afMin[0] > afMax[0]) // no building elements: the whole model
-        GrowByElements(*pModel, false, afMin, afMax);
+    for (int iTier = 0; iTier < 3 && afMin[0] > afMax[0]; iTier++)
+        GrowByElements(*pModel, iTier, afMin, afMax);
     float cx = (afMin[0] + afMax[0]) * 0.5f, cz = (afMin[2] + afMax[2]) * 0.5f;
     float hx = (afMax[0] - afMin[0]) * 0.5f, hz = (afMax[2] - afMin[2]) * 0.5f;
     float fDistance = sqrtf(hx * hx + hz * hz) * VIEW_DISTANCE + 2.0f;
