@@ -16,7 +16,7 @@
 #include "world/world.h"
 
 #define STR_ELEMENT 380 // then type, layer, triangles, size
-#define STR_SOURCE_FIELDS 385 // name, IFC class, storey, GlobalId: the side file's lines
+#define STR_SOURCE_FIELDS 385 // name, IFC class, storey, GlobalId, model: the side file's lines
 #define STR_TYPE_FIRST 250 // the display name of type t is string 250 + t
 #define PANEL_WIDTH 440
 #define LINE_STEP 18

@@ -50,7 +50,7 @@ int twWorld_ShadowsReady(void);
 void twWorld_FreeShadows(void);
 // pick.cpp: the element under a window pixel (-1 for none), drawn over the frame (picked
 // glazed, tracked outlined) and told in TW_PICK_LINES lines of "label\tvalue"
-#define TW_PICK_LINES 9 // five, and up to four from the side file
+#define TW_PICK_LINES 10 // five, and up to five from the side file
 #define TW_PICK_LINE_SIZE 160
 int twWorld_PickElement(const TwCamera* pCam, int iX, int iY);
 void twWorld_DrawPicked(int iPicked, int iTracked);

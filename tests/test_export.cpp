@@ -11,6 +11,7 @@
 #include <set>
 
 #include "engine/memory.h"
+#include "engine/vector.h"
 #include "interface/layers.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
@@ -250,7 +251,7 @@ TEST_F(Export, IfcOfBothSchemasKeepsItsStoreysColoursAndOpenings)
 // have no shape each end with one reason for the viewer, and no signal
 TEST_F(Export, IfcFarFromItsOriginComesNearAndBadIfcFailsWithItsReason)
 {
-    twHarness_WriteText(dir + "far.ifc", twSample_IfcBuilding("IFC4", 500000, 5200000));
+    twHarness_WriteText(dir + "far.ifc", twSample_IfcBuilding("IFC4", 500000, 5200000, 0, 300000, 5000000));
     ASSERT_EQ(Run("'" + dir + "far.ifc' -o '" + dir + "far.bin'"), 0);
     ASSERT_EQ(Load(dir + "far.bin"), 1);
     ASSERT_EQ(twWorld_LoadElementInfo((dir + "far.bin").c_str()), 1);
@@ -263,7 +264,7 @@ TEST_F(Export, IfcFarFromItsOriginComesNearAndBadIfcFailsWithItsReason)
     EXPECT_DOUBLE_EQ(pWorld->place.adMoved[2], -5200000.0);
     EXPECT_NEAR(pWorld->place.dLatitude, 48.1333, 1e-3);
     EXPECT_NEAR(pWorld->place.dLongitude, 11.5, 1e-3);
-    EXPECT_DOUBLE_EQ(pWorld->place.dEastings, 500000.0);
+    EXPECT_DOUBLE_EQ(pWorld->place.dEastings, 300000.0);
     EXPECT_STREQ(pWorld->place.szMap, "EPSG:25832");
 
     std::string whole = twSample_IfcBuilding("IFC4");
@@ -286,6 +287,79 @@ TEST_F(Export, IfcFarFromItsOriginComesNearAndBadIfcFailsWithItsReason)
         EXPECT_NE(out.find(std::string("\n") + c.pstrReason), std::string::npos) << out;
     }
     EXPECT_EQ(twHarness_ReadFile(dir + "kept.bin"), "the model from before");
+}
+
+// The box of a model's elements of a class whose model is named so
+static void ClassBox(const char* pstrClass, const char* pstrModel, float* pvMin, float* pvMax)
+{
+    for (int i = 0; i < 3; i++)
+        pvMin[i] = 1e30f, pvMax[i] = -1e30f;
+    for (int e = 0; e < pWorld->iNumElements; e++) {
+        const TwElementInfo* pInfo = twWorld_GetElementInfo(e);
+        if (!pInfo || strcmp(pInfo->apstrFields[1], pstrClass) || strcmp(pInfo->apstrFields[4], pstrModel))
+            continue;
+        twBox_Grow(pvMin, pvMax, pWorld->pElements[e].vMin, pWorld->pElements[e].vMax);
+    }
+}
+
+// Two buildings of the same site whose maps put one 100 m east and 50 m north of the other
+// come out that far apart, their layers named by model; a model that can't be read leaves
+// the other
+TEST_F(Export, SeveralModelsLineUpByTheirMaps)
+{
+    twHarness_WriteText(dir + "west.ifc", twSample_IfcBuilding("IFC4", 500000, 5200000, 0, 300000, 5000000));
+    twHarness_WriteText(dir + "east.ifc", twSample_IfcBuilding("IFC4", 500000, 5200000, 100, 300100, 5000050));
+    twHarness_WriteText(dir + "broken.ifc", "no IFC at all");
+    ASSERT_EQ(Run("--progress -o '" + dir + "both.bin' '" + dir + "west.ifc' '" + dir + "east.ifc' '" + dir +
+                  "broken.ifc'"),
+              0);
+    EXPECT_NE(twHarness_ReadFile(dir + "export.out").find("skipped broken: it is not an IFC file"), std::string::npos);
+    ASSERT_EQ(Load(dir + "both.bin"), 1);
+    ASSERT_EQ(twWorld_LoadElementInfo((dir + "both.bin").c_str()), 1);
+    EXPECT_EQ(pWorld->iNumElements, 10);
+    std::set<std::string> layers;
+    for (int i = 0; i < pLayers->iNumLayers; i++)
+        layers.insert((const char*)twLayers_GetLayer(i) + TW_LAYER_NAME_OFFSET);
+    EXPECT_EQ(layers, (std::set<std::string>{"west / Ground floor", "west / Upper floor", "east / Ground floor",
+                                             "east / Upper floor"}));
+    float afWest[2][3], afEast[2][3];
+    ClassBox("IfcWall", "west", afWest[0], afWest[1]);
+    ClassBox("IfcWall", "east", afEast[0], afEast[1]);
+    EXPECT_NEAR(afEast[0][0] - afWest[0][0], 100.0f, 0.01f) << "east";
+    EXPECT_NEAR(afEast[0][1] - afWest[0][1], 0.0f, 0.01f) << "level";
+    EXPECT_NEAR(afEast[0][2] - afWest[0][2], -50.0f, 0.01f) << "north is -Z";
+}
+
+// The three models of one project (architecture, structure, services) make one: every
+// model's elements, the architecture's and the structure's walls where each other's are,
+// and what they share by GlobalId drawn once
+TEST_F(Export, AProjectsThreeModelsMakeOne)
+{
+    std::string shared = std::string(AMB_SOURCE_DIR) + "/../shared/ifc/";
+    if (access((shared + "Building-Hvac.ifc").c_str(), R_OK) != 0)
+        GTEST_SKIP() << "the project's models aren't beside the project";
+    ASSERT_EQ(Run("-o '" + dir + "project.bin' '" + shared + "Building-Architecture.ifc' '" + shared +
+                  "Building-Structural.ifc' '" + shared + "Building-Hvac.ifc'"),
+              0);
+    ASSERT_EQ(Load(dir + "project.bin"), 1);
+    ASSERT_EQ(twWorld_LoadElementInfo((dir + "project.bin").c_str()), 1);
+    std::map<std::string, int> models;
+    std::set<std::string> ids;
+    for (int e = 0; e < pWorld->iNumElements; e++) {
+        const TwElementInfo* pInfo = twWorld_GetElementInfo(e);
+        models[pInfo->apstrFields[4]]++;
+        EXPECT_TRUE(ids.insert(pInfo->apstrFields[3]).second) << "drawn twice: " << pInfo->apstrFields[0];
+    }
+    EXPECT_GT(models["Building-Architecture"], 0);
+    EXPECT_GT(models["Building-Structural"], 0);
+    EXPECT_GT(models["Building-Hvac"], 0);
+    float afArch[2][3], afStruct[2][3];
+    ClassBox("IfcWall", "Building-Architecture", afArch[0], afArch[1]);
+    ClassBox("IfcWall", "Building-Structural", afStruct[0], afStruct[1]);
+    for (int i = 0; i < 3; i++) {
+        EXPECT_LT(afArch[0][i], afStruct[1][i]) << i;
+        EXPECT_LT(afStruct[0][i], afArch[1][i]) << i;
+    }
 }
 
 // A wall as a textured quad and a door, in two objects of an OBJ file

@@ -258,9 +258,9 @@ typedef int (*TwLightAbortFn)(void);
 #define TW_ELEMENT_INFO_MAGIC "Ambulon elements 2"
 #define TW_ELEMENT_INFO_MAGIC_1 "Ambulon elements 1" // before the place line: still read
 #define TW_ELEMENT_INFO_MAX_SIZE (16 << 20)
-#define TW_ELEMENT_INFO_FIELDS 4
+#define TW_ELEMENT_INFO_FIELDS 5 // name, class, storey, GlobalId, and the model of several it came from
 struct TwElementInfo {
-    const char* apstrFields[TW_ELEMENT_INFO_FIELDS]; // name, IFC class, storey, GlobalId; "" when unknown
+    const char* apstrFields[TW_ELEMENT_INFO_FIELDS]; // name, IFC class, storey, GlobalId, model; "" when unknown
 };
 
 // Where the model stands on the earth, as its side file tells it; NaN where not known

@@ -10,15 +10,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <string>
+#include <vector>
+
 #include "engine/core.h"
 #include "platform/window.h"
 #include "tools/export/export.h"
 
 static const char* s_pstrHelp =
     "usage: ambexport [options] <model file> [<output>]\n"
+    "       ambexport [options] -o <output> <model file>...\n"
     "\n"
-    "Writes the model as an Ambulon model file (\"Export.bin\"). Reads what assimp reads:\n"
-    "IFC, OBJ, glTF, FBX, DAE, 3DS and more. Lengths come out in metres with Y up.\n"
+    "Writes the model as an Ambulon model file (\"Export.bin\"). Reads IFC (2x3, 4, 4x3, by\n"
+    "the IFC engine web-ifc, run by Node) and what assimp reads: OBJ, glTF, FBX, DAE, 3DS and\n"
+    "more. Lengths come out in metres with Y up. Several models (the disciplines of one\n"
+    "project) make one: lined up by their map conversions, each layer named \"<model> /\n"
+    "<storey>\", what two share by GlobalId taken once; one that can't be read is left out.\n"
     "\n"
     "  -o, --output PATH        the file to write (default: <model name>.bin here)\n"
     "      --open               write it as the viewer's Temp/Export.bin and start the viewer\n"
@@ -156,16 +163,21 @@ int main(int argc, char** argv)
         default: fputs(s_pstrHelp, stderr); return 2;
         }
     }
-    if (optind >= argc || argc - optind > 2) {
+    // the second of two names is the output, where -o names none and it is a model file
+    int iInputs = argc - optind;
+    if (iInputs == 2 && output.empty() && twExport_Lower(argv[optind + 1]).size() > 4 &&
+        twExport_Lower(argv[optind + 1]).compare(strlen(argv[optind + 1]) - 4, 4, ".bin") == 0)
+        output = argv[--argc];
+    iInputs = argc - optind;
+    if (iInputs < 1 || (iInputs > 1 && output.empty() && !bOpen)) {
         fputs(s_pstrHelp, stderr);
         return 2;
     }
     if (options.fScale <= 0 || options.iMaxTexture < 1 || (options.iMaxTexture & (options.iMaxTexture - 1)))
         return Fail(nullptr, "--scale must be above 0 and --max-texture a power of two");
     const char* pstrInput = argv[optind];
+    std::vector<std::string> inputs(argv + optind, argv + argc);
     options.ifcReader = OwnFolder() + "ifc/ifc_stream.js";
-    if (argc - optind == 2)
-        output = argv[optind + 1];
     if (bOpen) {
         std::string temp = ViewerTempFolder();
         if (temp.empty())
@@ -178,13 +190,23 @@ int main(int argc, char** argv)
     struct stat st;
     bool bKeep = bOpen && bIfNone && stat(output.c_str(), &st) == 0;
     if (!bKeep) {
-        if (stat(pstrInput, &st) != 0 || !S_ISREG(st.st_mode))
-            return Fail(pstrInput, "can't read the file");
+        for (const std::string& input : inputs)
+            if (stat(input.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
+                return Fail(input.c_str(), "can't read the file");
         TwExportModel model;
         TwExportStats stats;
         std::string error;
-        if (!twExportScene_Convert(pstrInput, options, &model, &stats, &error))
-            return Fail(pstrInput, error.c_str());
+        std::vector<std::string> skipped;
+        int bOk = inputs.size() == 1 ? twExportScene_Convert(pstrInput, options, &model, &stats, &error)
+                                     : twExport_ConvertMany(inputs, options, &model, &stats, &error, &skipped);
+        if (!bOk)
+            return Fail(inputs.size() == 1 ? pstrInput : nullptr, error.c_str());
+        for (const std::string& why : skipped) {
+            // for the viewer, which names the model left out
+            if (s_bReporting)
+                printf("skipped %s\n", why.c_str());
+            fprintf(stderr, "ambexport: left out: %s\n", why.c_str());
+        }
         // written beside and renamed: a failed export never destroys the model that was there
         std::vector<uint8_t> bytes = twExport_Write(model);
         if (!twExport_WriteBytes(bytes, output))

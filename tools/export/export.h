@@ -65,6 +65,7 @@ struct TwExportSoup {
 struct TwExportSceneElement {
     std::string name;
     std::string sourceClass, storey, globalId; // for the side file
+    std::string source;                        // the model it came from, where several were joined
     int iType = TW_EXPORT_OTHER;
     int iLayer = 0;
     std::map<int, TwExportSoup> soups;        // by material
@@ -89,6 +90,15 @@ int twExport_IfcType(const std::string& cls, const std::string& lowerName); // T
 int twExport_NameType(const std::string& lowerName); // by keywords, for formats without classes
 
 // Reads the source and builds the model; 0 with a message in *pError.
+// Several sources made one model: each read by its reader, lined up by their map conversions
+// (else by their own coordinates), what two share by GlobalId taken once, their layers named
+// "<source> / <storey>"; a source that can't be read is passed over with its reason in
+// *pSkipped. 0 with the last reason when none can be read.
+int twExport_ConvertMany(const std::vector<std::string>& inputs, const TwExportOptions& options, TwExportModel* pModel,
+                         TwExportStats* pStats, std::string* pError, std::vector<std::string>* pSkipped);
+// The scenes of several sources as one, named as given
+int twExport_MergeScenes(const std::vector<TwExportScene>& scenes, const std::vector<std::string>& names,
+                         TwExportScene* pOut);
 int twExportScene_Convert(const char* pstrInput, const TwExportOptions& options, TwExportModel* pModel,
                           TwExportStats* pStats, std::string* pError);
 // export_assimp.cpp: the scene of what assimp reads; 0 with a message

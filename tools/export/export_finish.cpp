@@ -3,6 +3,11 @@
 #include <math.h>
 #include <string.h>
 
+#include <cmath>
+#include <map>
+#include <set>
+
+#include "engine/core.h"
 #include "tools/export/export.h"
 
 #define EYE_HEIGHT 1.7f        // metres above the model's lowest point
@@ -130,6 +135,7 @@ int twExport_Finish(const TwExportScene& scene, const TwExportOptions& options, 
         element.sourceClass = c.sourceClass;
         element.storey = c.storey;
         element.globalId = c.globalId;
+        element.source = c.source;
         for (const auto& soup : c.soups) {
             if (soup.first < 0 || (size_t)soup.first >= scene.materials.size()) {
                 *pError = "an element names a material the scene doesn't have";
@@ -164,18 +170,157 @@ int twExport_Finish(const TwExportScene& scene, const TwExportOptions& options, 
     return 1;
 }
 
+// A source's scene from the reader of its kind: IFC known by its header, the rest by assimp
+static int ReadSource(const char* pstrInput, const TwExportOptions& options, TwExportScene* pScene,
+                      TwExportStats* pStats, std::string* pError)
+{
+    std::string lower = twExport_Lower(pstrInput);
+    bool bNamedIfc = lower.size() > 4 && lower.compare(lower.size() - 4, 4, ".ifc") == 0;
+    if (twExportIfc_IsIfc(pstrInput))
+        return twExportIfc_Read(pstrInput, options, pScene, pStats, pError);
+    if (bNamedIfc) {
+        *pError = "it is not an IFC file: its header names no ISO-10303-21 schema";
+        return 0;
+    }
+    return twExportAssimp_Read(pstrInput, options, pScene, pStats, pError);
+}
+
+// The map's metres between two models' origins, in the model's axes (X east, Y up, Z south),
+// where both give a map conversion; nothing else is known to line them up
+static void MapShift(const TwExportPlace& from, const TwExportPlace& to, double* pdShift)
+{
+    pdShift[0] = pdShift[1] = pdShift[2] = 0;
+    if (!from.bMapConversion || !to.bMapConversion)
+        return;
+    double adDelta[3] = {from.dEastings - to.dEastings, from.dHeight - to.dHeight, to.dNorthings - from.dNorthings};
+    for (int i = 0; i < 3; i++)
+        pdShift[i] = std::isfinite(adDelta[i]) ? adDelta[i] : 0;
+}
+
+// The name a model goes by among the others: its file's, without folders and extension
+static std::string SourceName(const std::string& path)
+{
+    std::string base = twCore_BaseName(path.c_str());
+    return base.substr(0, base.rfind('.'));
+}
+
+int twExport_MergeScenes(const std::vector<TwExportScene>& scenes, const std::vector<std::string>& names,
+                         TwExportScene* pOut)
+{
+    size_t uiRef = 0;
+    for (size_t i = 0; i < scenes.size(); i++)
+        if (scenes[i].place.bMapConversion) {
+            uiRef = i;
+            break;
+        }
+    if (scenes.empty() || names.size() != scenes.size())
+        return 0;
+    const TwExportScene& ref = scenes[uiRef];
+    pOut->projectName = scenes[0].projectName;
+    pOut->schema = ref.schema;
+    pOut->place = ref.place;
+    memcpy(pOut->adOffset, ref.adOffset, sizeof(pOut->adOffset));
+    std::map<std::string, int> materialIds, layerIds;
+    std::set<std::string> globalIds;
+    for (size_t s = 0; s < scenes.size(); s++) {
+        const TwExportScene& scene = scenes[s];
+        // each model's own move near its origin undone, and the maps' distance between them
+        double adShift[3];
+        MapShift(scene.place, ref.place, adShift);
+        float afShift[3];
+        for (int i = 0; i < 3; i++)
+            afShift[i] = (float)(adShift[i] + scene.adOffset[i] - ref.adOffset[i]);
+        std::vector<int> textureIds, materialMap, layerMap;
+        for (const TwExportTexture& t : scene.textures) {
+            textureIds.push_back((int)pOut->textures.size());
+            pOut->textures.push_back(t);
+        }
+        // one material for each look, however many models repeat it
+        for (TwExportMaterial m : scene.materials) {
+            if (m.iTexture >= 0)
+                m.iTexture = (size_t)m.iTexture < textureIds.size() ? textureIds[m.iTexture] : -1;
+            char szKey[700];
+            snprintf(szKey, sizeof(szKey), "%s|%.3f|%.3f|%.3f|%.3f|%d", m.name.c_str(), m.vDiffuse[0], m.vDiffuse[1],
+                     m.vDiffuse[2], m.fTransparency, m.iTexture);
+            auto it = materialIds.find(szKey);
+            if (it == materialIds.end()) {
+                it = materialIds.emplace(szKey, (int)pOut->materials.size()).first;
+                pOut->materials.push_back(m);
+            }
+            materialMap.push_back(it->second);
+        }
+        for (const std::string& layer : scene.layers) {
+            std::string name = scenes.size() > 1 ? twExport_ToLatin1(names[s]) + " / " + layer : layer;
+            auto it = layerIds.find(name);
+            if (it == layerIds.end()) {
+                it = layerIds.emplace(name, (int)pOut->layers.size()).first;
+                pOut->layers.push_back(name);
+            }
+            layerMap.push_back(it->second);
+        }
+        for (const TwExportSceneElement& e : scene.elements) {
+            // what two models share (a chimney both draw) is drawn once, as the first gives it
+            if (!e.globalId.empty() && !globalIds.insert(e.globalId).second)
+                continue;
+            TwExportSceneElement out;
+            out.name = e.name;
+            out.sourceClass = e.sourceClass;
+            out.storey = e.storey;
+            out.globalId = e.globalId;
+            out.iType = e.iType;
+            out.source = scenes.size() > 1 ? twExport_ToLatin1(names[s]) : e.source;
+            out.iLayer = e.iLayer >= 0 && (size_t)e.iLayer < layerMap.size() ? layerMap[e.iLayer] : 0;
+            for (const auto& soup : e.soups) {
+                if (soup.first < 0 || (size_t)soup.first >= materialMap.size())
+                    return 0;
+                TwExportSoup& moved = out.soups[materialMap[soup.first]];
+                uint32_t uiBase = (uint32_t)(moved.positions.size() / 3);
+                for (size_t i = 0; i < soup.second.positions.size(); i++)
+                    moved.positions.push_back(soup.second.positions[i] + afShift[i % 3]);
+                moved.uvs.insert(moved.uvs.end(), soup.second.uvs.begin(), soup.second.uvs.end());
+                for (uint32_t c : soup.second.corners)
+                    moved.corners.push_back(uiBase + c);
+            }
+            pOut->elements.push_back(std::move(out));
+        }
+    }
+    if (pOut->layers.empty())
+        pOut->layers.push_back("Model");
+    return 1;
+}
+
+int twExport_ConvertMany(const std::vector<std::string>& inputs, const TwExportOptions& options, TwExportModel* pModel,
+                         TwExportStats* pStats, std::string* pError, std::vector<std::string>* pSkipped)
+{
+    std::vector<TwExportScene> scenes;
+    std::vector<std::string> names;
+    for (const std::string& input : inputs) {
+        TwExportScene scene;
+        std::string why;
+        if (!ReadSource(input.c_str(), options, &scene, pStats, &why)) {
+            // one model that can't be read leaves the others
+            if (pSkipped)
+                pSkipped->push_back(SourceName(input) + ": " + why);
+            *pError = SourceName(input) + ": " + why;
+            continue;
+        }
+        scenes.push_back(std::move(scene));
+        names.push_back(SourceName(input));
+    }
+    if (scenes.empty())
+        return 0;
+    TwExportScene joined;
+    if (!twExport_MergeScenes(scenes, names, &joined)) {
+        *pError = "the models could not be joined";
+        return 0;
+    }
+    return twExport_Finish(joined, options, pModel, pStats, pError);
+}
+
 int twExportScene_Convert(const char* pstrInput, const TwExportOptions& options, TwExportModel* pModel,
                           TwExportStats* pStats, std::string* pError)
 {
     TwExportScene scene;
-    std::string lower = twExport_Lower(pstrInput);
-    bool bNamedIfc = lower.size() > 4 && lower.compare(lower.size() - 4, 4, ".ifc") == 0;
-    int bRead = 0;
-    if (twExportIfc_IsIfc(pstrInput))
-        bRead = twExportIfc_Read(pstrInput, options, &scene, pStats, pError);
-    else if (bNamedIfc)
-        *pError = "it is not an IFC file: its header names no ISO-10303-21 schema";
-    else
-        bRead = twExportAssimp_Read(pstrInput, options, &scene, pStats, pError);
-    return bRead && twExport_Finish(scene, options, pModel, pStats, pError);
+    return ReadSource(pstrInput, options, &scene, pStats, pError) &&
+           twExport_Finish(scene, options, pModel, pStats, pError);
 }

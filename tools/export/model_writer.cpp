@@ -233,8 +233,8 @@ std::vector<uint8_t> twExport_WriteInfo(const TwExportModel& model, uint64_t uiM
     PutField(&out, p.crs);
     out += "\n";
     for (const TwExportElement& e : model.elements) {
-        const std::string* apFields[4] = {&e.name, &e.sourceClass, &e.storey, &e.globalId};
-        for (int i = 0; i < 4; i++) {
+        const std::string* apFields[5] = {&e.name, &e.sourceClass, &e.storey, &e.globalId, &e.source};
+        for (int i = 0; i < (e.source.empty() ? 4 : 5); i++) {
             if (i)
                 out += '\t';
             PutField(&out, *apFields[i]);

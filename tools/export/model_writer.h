@@ -35,6 +35,7 @@ struct TwExportElement {
     std::string name;                   // kept in the record's exporter bytes
     // what the element is in its source, for the side file only: IFC class, storey, GlobalId
     std::string sourceClass, storey, globalId;
+    std::string source;                 // the model it came from, where several were joined
     int32_t iType = 1;
     int32_t iLayer = 0;
     float vMin[3] = {0, 0, 0}, vMax[3] = {0, 0, 0}; // both zero: from the meshes

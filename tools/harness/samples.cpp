@@ -238,8 +238,11 @@ static std::string Num(double d)
     return sz;
 }
 
+static int s_iFirstId;
+
 static std::string Guid(int i)
 {
+    i += s_iFirstId;
     char sz[32];
     snprintf(sz, sizeof(sz), "TwTest%016d", i);
     return std::string("'") + sz + "'";
@@ -269,8 +272,10 @@ static int IfcBox(IfcText* t, int iContext, double x0, double y0, double z0, dou
     return t->Add("IFCPRODUCTDEFINITIONSHAPE($,$,(" + Ref(iRep) + "))");
 }
 
-std::string twSample_IfcBuilding(const char* pstrSchema, double dOffsetX, double dOffsetY)
+std::string twSample_IfcBuilding(const char* pstrSchema, double dOffsetX, double dOffsetY, int iFirstId,
+                                 double dEastings, double dNorthings)
 {
+    s_iFirstId = iFirstId;
     IfcText t;
     t.bIfc4 = strcmp(pstrSchema, "IFC2X3") != 0;
     int iOrigin = t.Add("IFCCARTESIANPOINT((0.,0.,0.))");
@@ -282,9 +287,9 @@ std::string twSample_IfcBuilding(const char* pstrSchema, double dOffsetX, double
     int iUnits = t.Add("IFCUNITASSIGNMENT((" + Ref(iMetre) + "))");
     int iProject = t.Add("IFCPROJECT(" + Guid(1) + ",$,'Test project',$,$,$,$,(" + Ref(iContext) + ")," +
                          Ref(iUnits) + ")");
-    if (t.bIfc4 && (dOffsetX != 0 || dOffsetY != 0)) {
+    if (t.bIfc4 && (dEastings != 0 || dNorthings != 0)) {
         int iCrs = t.Add("IFCPROJECTEDCRS('EPSG:25832',$,$,$,$,$,$)");
-        t.Add("IFCMAPCONVERSION(" + Ref(iContext) + "," + Ref(iCrs) + "," + Num(dOffsetX) + "," + Num(dOffsetY) +
+        t.Add("IFCMAPCONVERSION(" + Ref(iContext) + "," + Ref(iCrs) + "," + Num(dEastings) + "," + Num(dNorthings) +
               ",0.,1.,0.,1.)");
     }
     int iSitePoint = t.Add("IFCCARTESIANPOINT((" + Num(dOffsetX) + "," + Num(dOffsetY) + ",0.))");

@@ -20,7 +20,8 @@ TwExportModel twSample_GridHouses(int iHousesX, int iHousesZ);
 // ground floor slab and a wall of 6 metres along X (0.3 thick, 2.8 high) with a window
 // opening (x 2 to 3.2, z 0.9 to 2.1) filled by a glazed window and a door opening (x 4.5 to
 // 5.4) filled by a door, storeys "Ground floor" and "Upper floor" (at 3 m, with its slab),
-// the wall red, the glass transparent, each element's GlobalId "TwTest" and its number; at
-// dOffsetX and dOffsetY metres from its origin with that as its map conversion when they
-// aren't 0. Z up, as IFC is.
-std::string twSample_IfcBuilding(const char* pstrSchema, double dOffsetX = 0, double dOffsetY = 0);
+// the wall red, the glass transparent, each element's GlobalId "TwTest" and its number (from
+// iFirstId on); its site at dOffsetX and dOffsetY metres from its origin, and its origin at
+// dEastings and dNorthings of a map (EPSG:25832) when they aren't 0. Z up, as IFC is.
+std::string twSample_IfcBuilding(const char* pstrSchema, double dOffsetX = 0, double dOffsetY = 0, int iFirstId = 0,
+                                 double dEastings = 0, double dNorthings = 0);

@@ -118,7 +118,7 @@ int main(int argc, char** argv)
     twHarness_WriteText(seeds + "gallery/written.bin", twHarness_ReadFile(temp + TW_GALLERY_FILE));
     twHarness_WriteText(seeds + "model/small_house.bin", twHarness_ReadFile(temp + "Export.bin"));
     // the IFC reader's seeds are this building's stream, which the IFC engine writes
-    twHarness_WriteText(seeds + "building.ifc", twSample_IfcBuilding("IFC4", 500000, 5200000));
+    twHarness_WriteText(seeds + "building.ifc", twSample_IfcBuilding("IFC4", 500000, 5200000, 0, 300000, 5000000));
     printf("write_seeds: a copy of %d resources, its gallery, settings and sun into %s\n", (int)resources.size(),
            seeds.c_str());
     twEngine_Shutdown();
