@@ -164,11 +164,9 @@ int main(int argc, char** argv)
         }
     }
     // the second of two names is the output, where -o names none and it is a model file
-    int iInputs = argc - optind;
-    if (iInputs == 2 && output.empty() && twExport_Lower(argv[optind + 1]).size() > 4 &&
-        twExport_Lower(argv[optind + 1]).compare(strlen(argv[optind + 1]) - 4, 4, ".bin") == 0)
+    if (argc - optind == 2 && output.empty() && twExport_HasExtension(argv[optind + 1], ".bin"))
         output = argv[--argc];
-    iInputs = argc - optind;
+    int iInputs = argc - optind;
     if (iInputs < 1 || (iInputs > 1 && output.empty() && !bOpen)) {
         fputs(s_pstrHelp, stderr);
         return 2;

@@ -84,6 +84,7 @@ struct TwExportScene {
 
 // export_types.cpp: what the readers share
 std::string twExport_Lower(std::string s);
+bool twExport_HasExtension(const std::string& path, const char* pstrExtension); // ".ifc", whatever its case
 bool twExport_Contains(const std::string& lower, const char* const* apstrWords); // any word, null-ended list
 std::string twExport_ToLatin1(const std::string& utf8); // the viewer's texts are Latin bytes
 int twExport_IfcType(const std::string& cls, const std::string& lowerName); // TW_EXPORT_LEFT_OUT too

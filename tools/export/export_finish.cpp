@@ -174,11 +174,9 @@ int twExport_Finish(const TwExportScene& scene, const TwExportOptions& options, 
 static int ReadSource(const char* pstrInput, const TwExportOptions& options, TwExportScene* pScene,
                       TwExportStats* pStats, std::string* pError)
 {
-    std::string lower = twExport_Lower(pstrInput);
-    bool bNamedIfc = lower.size() > 4 && lower.compare(lower.size() - 4, 4, ".ifc") == 0;
     if (twExportIfc_IsIfc(pstrInput))
         return twExportIfc_Read(pstrInput, options, pScene, pStats, pError);
-    if (bNamedIfc) {
+    if (twExport_HasExtension(pstrInput, ".ifc")) {
         *pError = "it is not an IFC file: its header names no ISO-10303-21 schema";
         return 0;
     }

@@ -2,6 +2,7 @@
 // from words of a name.
 #include <ctype.h>
 #include <stdint.h>
+#include <string.h>
 
 #include "tools/export/export.h"
 
@@ -10,6 +11,13 @@ std::string twExport_Lower(std::string s)
     for (char& c : s)
         c = (char)tolower((unsigned char)c);
     return s;
+}
+
+bool twExport_HasExtension(const std::string& path, const char* pstrExtension)
+{
+    std::string lower = twExport_Lower(path);
+    size_t uiLen = strlen(pstrExtension);
+    return lower.size() > uiLen && lower.compare(lower.size() - uiLen, uiLen, pstrExtension) == 0;
 }
 
 bool twExport_Contains(const std::string& lower, const char* const* apstrWords)
