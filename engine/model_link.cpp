@@ -77,6 +77,75 @@ static void ReadReport(char* pstrWhy, int iWhySize, float* pfFraction)
     }
 }
 
+// ---------------------------------------------------------------------------------------------
+// The export started ahead
+// ---------------------------------------------------------------------------------------------
+
+static void StopWaiting(void)
+{
+    TwLink* l = pLink;
+    if (l->iWaitingFeed >= 0)
+        close(l->iWaitingFeed);
+    if (l->iWaitingPid)
+        twWindow_StopProgram(l->iWaitingPid);
+    l->iWaitingFeed = -1;
+    l->iWaitingPid = 0;
+}
+
+// An IFC source, by the first line of its header: only its engine is worth starting ahead
+static int IsIfc(const char* pstrPath)
+{
+    char szLine[64];
+    twWindow_ReadFirstLine(pstrPath, szLine, sizeof(szLine));
+    return !strncmp(szLine, "ISO-10303-21", 12);
+}
+
+static void StartWaiting(void)
+{
+    TwLink* l = pLink;
+    char szExporter[TW_PATH_SIZE], szOutput[TW_PATH_SIZE], szReport[TW_PATH_SIZE];
+    snprintf(szExporter, sizeof(szExporter), "%s%s", twCore_GetProgramDir(), TW_EXPORTER_NAME);
+    twCore_GetTempPath(TW_LINK_OUTPUT, szOutput);
+    twCore_GetTempPath(TW_LINK_REPORT, szReport);
+    if (!szOutput[0] || !szReport[0] || access(szExporter, X_OK) != 0)
+        return;
+    RemoveExportFiles();
+    const char* const apstrArgs[] = {szExporter, "--background", "-q", "--wait", "--warm", l->szSource, "-o", szOutput,
+                                     nullptr};
+    l->iWaitingPid = twWindow_StartProgram(apstrArgs, szReport, &l->iWaitingFeed);
+    if (!l->iWaitingPid)
+        return;
+    snprintf(l->szWaitingFor, sizeof(l->szWaitingFor), "%s", l->szSource);
+    twLog(TAG, "The next export of '%s' waits ready\n", twCore_BaseName(l->szSource));
+}
+
+// The export started ahead given its file; 0 when there is none or it has gone
+static int TakeWaiting(const char* pstrPath)
+{
+    TwLink* l = pLink;
+    int iExit = 0;
+    if (!l->iWaitingPid)
+        return 0;
+    if (twWindow_PollProgram(l->iWaitingPid, &iExit)) {
+        twLogError(TAG, "!The export waiting ready ended with %d: one starts anew\n", iExit);
+        l->iWaitingPid = 0;
+        StopWaiting();
+        return 0;
+    }
+    char szLine[TW_PATH_SIZE + 2];
+    int iLen = snprintf(szLine, sizeof(szLine), "%s\n\n", pstrPath);
+    int bSent = iLen < (int)sizeof(szLine) && !strchr(pstrPath, '\n') && write(l->iWaitingFeed, szLine, iLen) == iLen;
+    if (!bSent) {
+        StopWaiting();
+        return 0;
+    }
+    close(l->iWaitingFeed);
+    l->iWaitingFeed = -1;
+    l->iPid = l->iWaitingPid;
+    l->iWaitingPid = 0;
+    return 1;
+}
+
 static int StartExport(const char* pstrPath, int bReload)
 {
     TwLink* l = pLink;
@@ -94,18 +163,23 @@ static int StartExport(const char* pstrPath, int bReload)
         twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), twCore_BaseName(pstrPath));
         return 0;
     }
-    RemoveExportFiles();
-    const char* const apstrArgs[] = {szExporter, "--background", "-q", "-o", szOutput, pstrPath, nullptr};
-    l->iPid = twWindow_StartProgram(apstrArgs, szReport);
-    if (!l->iPid) {
-        twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), TW_EXPORTER_NAME);
-        return 0;
+    int bWaiting = TakeWaiting(pstrPath);
+    if (!bWaiting) {
+        StopWaiting();
+        RemoveExportFiles();
+        const char* const apstrArgs[] = {szExporter, "--background", "-q", "-o", szOutput, pstrPath, nullptr};
+        l->iPid = twWindow_StartProgram(apstrArgs, szReport, nullptr);
+        if (!l->iPid) {
+            twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), TW_EXPORTER_NAME);
+            return 0;
+        }
     }
     l->bReload = bReload;
     snprintf(l->szExporting, sizeof(l->szExporting), "%s", pstrPath);
     l->fFraction = -1;
     l->dStarted = twTimer_Seconds();
-    twLog(TAG, "Exporting '%s'%s\n", pstrPath, bReload ? " again: it was saved" : "");
+    twLog(TAG, "Exporting '%s'%s%s\n", pstrPath, bReload ? " again: it was saved" : "",
+          bWaiting ? ", by the export waiting ready" : "");
     return 1;
 }
 
@@ -240,6 +314,7 @@ static void Finish(int iExit)
     TwLink* l = pLink;
     TwEngine* e = pEngine;
     l->iPid = 0;
+    l->bWaitAhead = 1;
     char szOutput[TW_PATH_SIZE], szLine[160];
     twCore_GetTempPath(TW_LINK_OUTPUT, szOutput);
     ReadReport(szLine, sizeof(szLine), nullptr);
@@ -334,6 +409,14 @@ void twLink_Update(void)
             Finish(iExit);
         return;
     }
+    // the export waiting ready serves the watched source alone
+    if (l->iWaitingPid && (!l->bLive || strcmp(l->szWaitingFor, l->szSource) != 0))
+        StopWaiting();
+    if (l->bWaitAhead) {
+        l->bWaitAhead = 0;
+        if (!l->iWaitingPid && l->bLive && l->szSource[0] && IsIfc(l->szSource))
+            StartWaiting();
+    }
     if (twLink_SourceSaved())
         twLink_Open(l->szSource, 1);
 }
@@ -365,6 +448,8 @@ int twLink_Init(void)
         return 0;
     }
     pLink->iWatch = -1;
+    pLink->iWaitingFeed = -1;
+    pLink->bWaitAhead = 1;
     pLink->bLive = 1;
     twLink_LoadRecent();
     twLink_UpdateRecentStates();
@@ -381,6 +466,7 @@ void twLink_Free(void)
         return;
     if (pLink->iPid)
         StopExport();
+    StopWaiting();
     twWindow_StopWatch(pLink->iWatch);
     twMem_Free(pLink);
     pLink = nullptr;

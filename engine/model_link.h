@@ -62,6 +62,12 @@ struct TwLink {
     TwRecentModel aRecent[TW_RECENT_MAX];
     int32_t iNumRecent;
     double dLastReload;               // seconds: when the last reload was loaded, for the benchmark
+    // the next export of an IFC source, started ahead with its engine ready: a save finds
+    // it waiting for the file's name on its input
+    int32_t iWaitingPid;              // 0: none
+    int32_t iWaitingFeed;             // its input; -1: none
+    int32_t bWaitAhead;               // start one at the next frame without an export
+    char szWaitingFor[TW_PATH_SIZE];  // the source it was started for
 };
 
 extern TwLink* pLink;

@@ -550,20 +550,39 @@ int twWindow_FindProgram(const char* pstrName)
 
 // A program that runs beside the viewer, found on the PATH, reading nothing and writing
 // what it says into a file
-int twWindow_StartProgram(const char* const* ppstrArgs, const char* pstrOutputPath)
+int twWindow_StartProgram(const char* const* ppstrArgs, const char* pstrOutputPath, int* piFeed)
 {
+    int aiFeed[2] = {-1, -1};
+    if (piFeed) {
+        *piFeed = -1;
+        if (pipe2(aiFeed, O_CLOEXEC) != 0) {
+            twLogError("twWindow_StartProgram", "!pipe2 : '%s' (%s)\n", ppstrArgs[0], strerror(errno));
+            return 0;
+        }
+        // a program that ended before it was fed must not end the viewer with it
+        signal(SIGPIPE, SIG_IGN);
+    }
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    if (piFeed)
+        posix_spawn_file_actions_adddup2(&actions, aiFeed[0], STDIN_FILENO);
+    else
+        posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, pstrOutputPath, O_WRONLY | O_CREAT | O_TRUNC, 0644);
     posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
     pid_t pid;
     int iErr = posix_spawnp(&pid, ppstrArgs[0], &actions, nullptr, (char* const*)ppstrArgs, environ);
     posix_spawn_file_actions_destroy(&actions);
+    if (piFeed)
+        close(aiFeed[0]);
     if (iErr != 0) {
         twLogError("twWindow_StartProgram", "!posix_spawnp : '%s' (%s)\n", ppstrArgs[0], strerror(iErr));
+        if (piFeed)
+            close(aiFeed[1]);
         return 0;
     }
+    if (piFeed)
+        *piFeed = aiFeed[1];
     return (int)pid;
 }
 

@@ -71,7 +71,9 @@ int twWindow_RenameFile(const char* pstrFrom, const char* pstrTo); // replaces t
 void twWindow_ReadFirstLine(const char* pstrPath, char* pstrOut, int iOutSize); // without its end; empty when none
 int twWindow_RemoveDirectory(const char* pstrPath); // an empty one
 int twWindow_FindProgram(const char* pstrName);     // 1 when an executable of that name is on the PATH
-int twWindow_StartProgram(const char* const* ppstrArgs, const char* pstrOutputPath); // its id, or 0
+// Its id, or 0; its output and errors go to the file. With piFeed its input is a pipe whose
+// end *piFeed writes to (closed by the caller); without, it reads nothing.
+int twWindow_StartProgram(const char* const* ppstrArgs, const char* pstrOutputPath, int* piFeed);
 int twWindow_PollProgram(int iPid, int* piExitCode); // 1 when it ended, with its exit code (-1: killed)
 void twWindow_StopProgram(int iPid);                 // killed and waited for
 int twWindow_GetDocumentsFolder(char* pstrOut);     // the user's documents folder, without the last "/"

@@ -178,7 +178,7 @@ static void StartEncoding(void)
                                      "-start_number", "1", "-i", szPattern, "-vf",
                                      "scale=trunc(iw/2)*2:trunc(ih/2)*2", "-pix_fmt", "yuv420p", "-f", "mp4",
                                      s_video.szMp4Part, nullptr};
-    s_video.iPid = twWindow_StartProgram(apstrArgs, szOutput);
+    s_video.iPid = twWindow_StartProgram(apstrArgs, szOutput, nullptr);
     if (!s_video.iPid) {
         Finish(0);
         return;

@@ -289,6 +289,27 @@ TEST_F(Export, IfcFarFromItsOriginComesNearAndBadIfcFailsWithItsReason)
     EXPECT_EQ(twHarness_ReadFile(dir + "kept.bin"), "the model from before");
 }
 
+// An export started ahead, its engine warmed on the file, writes what a plain one writes
+// once it is given the file; one given a file it can't read says why; one given nothing
+// writes nothing
+TEST_F(Export, AnExportWaitingReadyWritesWhatAPlainOneWrites)
+{
+    std::string ifc = dir + "building.ifc";
+    twHarness_WriteText(ifc, twSample_IfcBuilding("IFC4"));
+    twHarness_WriteText(dir + "noise.ifc", std::string(3000, 'x'));
+    ASSERT_EQ(Run("-q '" + ifc + "' -o '" + dir + "plain.bin'"), 0);
+    twHarness_WriteText(dir + "names.txt", ifc + "\n\n");
+    ASSERT_EQ(Run("-q --wait --warm '" + ifc + "' -o '" + dir + "waited.bin' < '" + dir + "names.txt'"), 0)
+        << twHarness_ReadFile(dir + "export.out");
+    EXPECT_EQ(twHarness_ReadFile(dir + "waited.bin"), twHarness_ReadFile(dir + "plain.bin"));
+    EXPECT_EQ(twHarness_ReadFile(dir + "waited.elements"), twHarness_ReadFile(dir + "plain.elements"));
+    twHarness_WriteText(dir + "names.txt", dir + "noise.ifc\n\n");
+    EXPECT_EQ(Run("--progress --wait --warm '" + ifc + "' -o '" + dir + "noise.bin' < '" + dir + "names.txt'"), 1);
+    EXPECT_NE(("\n" + twHarness_ReadFile(dir + "export.out")).find("\nerror it is not an IFC file"), std::string::npos);
+    EXPECT_EQ(Run("-q --wait --warm '" + ifc + "' -o '" + dir + "none.bin' < /dev/null"), 0);
+    EXPECT_FALSE(twCore_FileExists((dir + "none.bin").c_str()));
+}
+
 // The box of a model's elements of a class whose model is named so
 static void ClassBox(const char* pstrClass, const char* pstrModel, float* pvMin, float* pvMax)
 {

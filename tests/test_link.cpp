@@ -241,6 +241,28 @@ TEST_F(Link, AnIfcBuildingBringsItsSiteToTheSun)
     EXPECT_NEAR(pEngine->sunPlace.fLongitude, 11.5f, 1e-3f);
     EXPECT_FLOAT_EQ(pEngine->sunPlace.fUtcOffset, 1.0f);
     EXPECT_TRUE(twTest_LogHas("The sun stands over the site: 48.1333 north, 11.5000 east\n"));
+    // its next export waits ready, and a save goes through it
+    twLink_Update();
+    ASSERT_NE(pLink->iWaitingPid, 0);
+    int iWaiting = pLink->iWaitingPid;
+    double dBefore = pLink->dLastReload;
+    twHarness_WriteText(dir + "far.ifc", twSample_IfcBuilding("IFC4", 500010, 5200000));
+    for (int i = 0; i < 6000 && pLink->dLastReload == dBefore; i++) {
+        usleep(10000);
+        twLink_Update();
+    }
+    ASSERT_NE(pLink->dLastReload, dBefore);
+    EXPECT_EQ(pWorld->iNumElements, 5);
+    EXPECT_DOUBLE_EQ(pWorld->place.adMoved[0], 500000.0);
+    EXPECT_TRUE(twTest_LogHas("far.ifc' again: it was saved, by the export waiting ready\n"));
+    twLink_Update();
+    EXPECT_NE(pLink->iWaitingPid, 0);
+    EXPECT_NE(pLink->iWaitingPid, iWaiting);
+    // the link switched off ends the one waiting
+    twLink_SetLive(0);
+    twLink_Update();
+    EXPECT_EQ(pLink->iWaitingPid, 0);
+    twLink_SetLive(1);
 }
 
 // A light that still fits stays through a reload; one that no longer fits goes into its own

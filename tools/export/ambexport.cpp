@@ -20,6 +20,7 @@
 static const char* s_pstrHelp =
     "usage: ambexport [options] <model file> [<output>]\n"
     "       ambexport [options] -o <output> <model file>...\n"
+    "       ambexport [options] --wait [--warm <model file>] -o <output>\n"
     "\n"
     "Writes the model as an Ambulon model file (\"Export.bin\"). Reads IFC (2x3, 4, 4x3, by\n"
     "the IFC engine web-ifc, run by Node) and what assimp reads: OBJ, glTF, FBX, DAE, 3DS and\n"
@@ -42,6 +43,10 @@ static const char* s_pstrHelp =
     "      --progress           print \"progress F\" lines as it goes (F from 0 to 1, -1 reading),\n"
     "                           and on failure one \"error <reason>\" line\n"
     "      --background         --progress, at a priority a little below the viewer's\n"
+    "      --wait               make the IFC engine ready, then read the model files' names\n"
+    "                           from standard input, one a line, up to an empty line\n"
+    "      --warm PATH          with --wait, read this IFC file twice to nowhere first: the\n"
+    "                           engine is then quicker on it and on files like it\n"
     "  -q, --quiet              print nothing but errors\n"
     "  -h, --help               this text\n"
     "\n"
@@ -102,6 +107,23 @@ static std::string ViewerTempFolder(void)
     return temp;
 }
 
+// The model files' names on standard input, one a line, up to an empty line or the end; 0
+// when none came
+static int ReadNames(std::vector<std::string>* pNames)
+{
+    char szLine[TW_PATH_SIZE + 2];
+    while (fgets(szLine, sizeof(szLine), stdin)) {
+        size_t uiLen = strcspn(szLine, "\n");
+        if (!szLine[uiLen] && !feof(stdin))
+            return 0; // longer than any path
+        if (!uiLen)
+            break;
+        szLine[uiLen] = 0;
+        pNames->push_back(szLine);
+    }
+    return !pNames->empty();
+}
+
 static std::string OwnFolder(void)
 {
     char szPath[TW_PATH_SIZE];
@@ -114,7 +136,7 @@ static std::string OwnFolder(void)
 int main(int argc, char** argv)
 {
     enum { kOpen = 256, kIfNone, kViewer, kScale, kZUp, kCrease, kPlaneAngle, kPlaneTolerance, kMaxTexture,
-           kSunAltitude, kSunAzimuth, kProgress, kBackground };
+           kSunAltitude, kSunAzimuth, kProgress, kBackground, kWait, kWarm };
     static const struct option aOptions[] = {
         {"output", required_argument, nullptr, 'o'}, {"open", no_argument, nullptr, kOpen},
         {"if-none", no_argument, nullptr, kIfNone}, {"viewer", required_argument, nullptr, kViewer},
@@ -124,13 +146,14 @@ int main(int argc, char** argv)
         {"max-texture", required_argument, nullptr, kMaxTexture},
         {"sun-altitude", required_argument, nullptr, kSunAltitude},
         {"sun-azimuth", required_argument, nullptr, kSunAzimuth}, {"progress", no_argument, nullptr, kProgress},
-        {"background", no_argument, nullptr, kBackground},
+        {"background", no_argument, nullptr, kBackground}, {"wait", no_argument, nullptr, kWait},
+        {"warm", required_argument, nullptr, kWarm},
         {"quiet", no_argument, nullptr, 'q'},
         {"help", no_argument, nullptr, 'h'}, {nullptr, 0, nullptr, 0},
     };
     TwExportOptions options;
-    std::string output, viewer;
-    int bOpen = 0, bIfNone = 0, bQuiet = 0, iOption;
+    std::string output, viewer, warm;
+    int bOpen = 0, bIfNone = 0, bQuiet = 0, bWait = 0, iOption;
     while ((iOption = getopt_long(argc, argv, "o:qh", aOptions, nullptr)) != -1) {
         switch (iOption) {
         case 'o': output = optarg; break;
@@ -158,24 +181,36 @@ int main(int argc, char** argv)
             options.pfnProgress = PrintProgress;
             s_bReporting = 1;
             break;
+        case kWait: bWait = 1; break;
+        case kWarm: warm = optarg; break;
         case 'q': bQuiet = 1; break;
         case 'h': fputs(s_pstrHelp, stdout); return 0;
         default: fputs(s_pstrHelp, stderr); return 2;
         }
     }
     // the second of two names is the output, where -o names none and it is a model file
-    if (argc - optind == 2 && output.empty() && twExport_HasExtension(argv[optind + 1], ".bin"))
+    if (!bWait && argc - optind == 2 && output.empty() && twExport_HasExtension(argv[optind + 1], ".bin"))
         output = argv[--argc];
-    int iInputs = argc - optind;
+    std::vector<std::string> inputs(argv + optind, argv + argc);
+    options.ifcReader = OwnFolder() + "ifc/ifc_stream.js";
+    if (bWait) {
+        // the viewer's next export, started ahead: the engine's start is paid before the save
+        if (!inputs.empty() || output.empty() || bOpen) {
+            fputs(s_pstrHelp, stderr);
+            return 2;
+        }
+        twExportIfc_StartWaiting(options, warm.empty() ? nullptr : warm.c_str());
+        if (!ReadNames(&inputs))
+            return 0; // nothing came to export
+    }
+    int iInputs = (int)inputs.size();
     if (iInputs < 1 || (iInputs > 1 && output.empty() && !bOpen)) {
         fputs(s_pstrHelp, stderr);
         return 2;
     }
     if (options.fScale <= 0 || options.iMaxTexture < 1 || (options.iMaxTexture & (options.iMaxTexture - 1)))
         return Fail(nullptr, "--scale must be above 0 and --max-texture a power of two");
-    const char* pstrInput = argv[optind];
-    std::vector<std::string> inputs(argv + optind, argv + argc);
-    options.ifcReader = OwnFolder() + "ifc/ifc_stream.js";
+    const char* pstrInput = inputs[0].c_str();
     if (bOpen) {
         std::string temp = ViewerTempFolder();
         if (temp.empty())

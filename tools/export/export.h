@@ -110,6 +110,9 @@ int twExportAssimp_Read(const char* pstrInput, const TwExportOptions& options, T
 int twExportIfc_IsIfc(const char* pstrPath);
 int twExportIfc_Read(const char* pstrInput, const TwExportOptions& options, TwExportScene* pScene,
                      TwExportStats* pStats, std::string* pError);
+// A reader made ready before its file is known, and warmed on pstrWarm (an IFC file, or null),
+// taken by the next IFC file read; 1 when started
+int twExportIfc_StartWaiting(const TwExportOptions& options, const char* pstrWarm);
 int twExportIfc_ReadStream(FILE* pIn, const TwExportOptions& options, TwExportScene* pScene, TwExportStats* pStats,
                            std::string* pError);
 // export_finish.cpp: the model of a scene, its meshes made and its start view placed; 0 with

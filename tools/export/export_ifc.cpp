@@ -9,6 +9,7 @@
 #include <stdio.h>
 #include <string.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -27,6 +28,7 @@
 #define OFFSET_STEP 1000.0             // the move, in whole kilometres
 #define HEADER_BYTES 16384             // where an IFC file's header must name itself
 #define READ_PIECE (1u << 20)          // bytes of a record read at a time
+#define WARM_MAX_BYTES (16u << 20)     // larger files are not read ahead: their start costs little beside them
 
 // A record's body, read without ever running past its end: a read beyond it gives zeros and
 // marks the body bad
@@ -342,12 +344,19 @@ int twExportIfc_IsIfc(const char* pstrPath)
 }
 
 // Node with the IFC reader's script, writing its stream to a pipe on descriptor 3; it dies
-// with the exporter, so that a cancelled export leaves no engine behind
-static pid_t StartReader(const std::string& script, const char* pstrInput, int* piStream)
+// with the exporter, so that a cancelled export leaves no engine behind. With piFeed it
+// makes the engine ready, warms it on pstrInput (when given) and waits for the path of the
+// file to stream on the pipe *piFeed writes to.
+static pid_t StartReader(const std::string& script, const char* pstrInput, int* piStream, int* piFeed)
 {
-    int aiPipe[2];
+    int aiPipe[2], aiFeed[2] = {-1, -1};
     if (pipe2(aiPipe, O_CLOEXEC) != 0)
         return -1;
+    if (piFeed && pipe2(aiFeed, O_CLOEXEC) != 0) {
+        close(aiPipe[0]);
+        close(aiPipe[1]);
+        return -1;
+    }
     pid_t iParent = getpid();
     pid_t iPid = fork();
     if (iPid == 0) {
@@ -356,18 +365,67 @@ static pid_t StartReader(const std::string& script, const char* pstrInput, int* 
             _exit(1);
         dup2(aiPipe[1], 3);
         int iNull = open("/dev/null", O_RDWR);
-        dup2(iNull, 0);
+        dup2(piFeed ? aiFeed[0] : iNull, 0);
         dup2(iNull, 1);
         dup2(iNull, 2);
-        execlp("node", "node", script.c_str(), pstrInput, (char*)nullptr);
+        if (piFeed)
+            execlp("node", "node", script.c_str(), "--wait", pstrInput, (char*)nullptr);
+        else
+            execlp("node", "node", script.c_str(), pstrInput, (char*)nullptr);
         _exit(127);
     }
     close(aiPipe[1]);
+    if (aiFeed[0] >= 0)
+        close(aiFeed[0]);
     if (iPid < 0) {
         close(aiPipe[0]);
+        if (aiFeed[1] >= 0)
+            close(aiFeed[1]);
         return -1;
     }
     *piStream = aiPipe[0];
+    if (piFeed)
+        *piFeed = aiFeed[1];
+    return iPid;
+}
+
+// The reader started before its file was known, for the first IFC file of the export
+static pid_t s_iWaitingPid = -1;
+static int s_iWaitingStream = -1, s_iWaitingFeed = -1;
+
+int twExportIfc_StartWaiting(const TwExportOptions& options, const char* pstrWarm)
+{
+    if (s_iWaitingPid > 0 || access(options.ifcReader.c_str(), R_OK) != 0)
+        return 0;
+    // a reader that is gone before it is asked must not take the exporter with it
+    signal(SIGPIPE, SIG_IGN);
+    struct stat st;
+    bool bWarm = pstrWarm && stat(pstrWarm, &st) == 0 && st.st_size <= (off_t)WARM_MAX_BYTES && twExportIfc_IsIfc(pstrWarm);
+    s_iWaitingPid = StartReader(options.ifcReader, bWarm ? pstrWarm : nullptr, &s_iWaitingStream, &s_iWaitingFeed);
+    return s_iWaitingPid > 0;
+}
+
+// The waiting reader given its file: its pid and stream, or -1 when there is none or it has
+// gone (it is then waited for, and a new one starts in its place)
+static pid_t TakeWaiting(const char* pstrInput, int* piStream)
+{
+    pid_t iPid = s_iWaitingPid;
+    int iFeed = s_iWaitingFeed;
+    s_iWaitingPid = -1;
+    s_iWaitingFeed = -1;
+    if (iPid <= 0)
+        return -1;
+    std::string line = std::string(pstrInput) + "\n";
+    bool bSent = line.find('\n') == line.size() - 1 && write(iFeed, line.data(), line.size()) == (ssize_t)line.size();
+    close(iFeed);
+    if (!bSent) {
+        kill(iPid, SIGKILL);
+        close(s_iWaitingStream);
+        while (waitpid(iPid, nullptr, 0) < 0 && errno == EINTR) {
+        }
+        return -1;
+    }
+    *piStream = s_iWaitingStream;
     return iPid;
 }
 
@@ -389,7 +447,9 @@ int twExportIfc_Read(const char* pstrInput, const TwExportOptions& options, TwEx
     if (options.pfnProgress)
         options.pfnProgress(-1.0f);
     int iStream = -1;
-    pid_t iPid = StartReader(options.ifcReader, pstrInput, &iStream);
+    pid_t iPid = TakeWaiting(pstrInput, &iStream);
+    if (iPid < 0)
+        iPid = StartReader(options.ifcReader, pstrInput, &iStream, nullptr);
     if (iPid < 0) {
         *pError = std::string("the IFC reader could not be started: ") + strerror(errno);
         return 0;

@@ -5,6 +5,10 @@
 // nothing about the geometry: ambexport does.
 //
 //   node ifc_stream.js <file.ifc>        (descriptor 3 open for writing)
+//   node ifc_stream.js --wait [<file>]   the engine made ready (and warmed on the file, read
+//                                        once to nowhere), then the path of the file to
+//                                        stream is read from standard input: a save of a
+//                                        linked file finds the engine loaded and warm
 //
 // Records: a kind byte, a u32 length, the body. Strings are a u16 length and UTF-8 bytes.
 'use strict';
@@ -15,6 +19,7 @@ const STREAM_VERSION = 1;
 const MAX_FILE_BYTES = 1024 * 1024 * 1024; // the engine's 4 GB of WebAssembly holds about four times the file
 const PROGRESS_EVERY = 64;                  // elements between two progress records
 const OUT = 3;
+let out = OUT;       // where records go: nowhere while the engine warms
 
 function Writer() {
     this.parts = [];
@@ -41,10 +46,12 @@ function Send(kind, body) {
     const head = Buffer.alloc(5);
     head.write(kind, 0, 'latin1');
     head.writeUInt32LE(body.size, 1);
-    fs.writeSync(OUT, Buffer.concat([head].concat(body.parts)));
+    fs.writeSync(out, Buffer.concat([head].concat(body.parts)));
 }
 
 function Fail(text, code) {
+    if (out !== OUT)
+        throw new Error(text); // the warm-up's failure is nobody's
     const w = new Writer();
     w.str(text);
     try {
@@ -171,9 +178,34 @@ function SendPlace(api, W, model) {
     Send('G', w);
 }
 
-function Main() {
-    const path = process.argv[2];
-    if (!path)
+// A line of standard input, read as it comes; null at its end
+function ReadLine() {
+    const buf = Buffer.alloc(4096);
+    let line = Buffer.alloc(0);
+    for (;;) {
+        let got;
+        try {
+            got = fs.readSync(0, buf, 0, buf.length, null);
+        } catch (e) {
+            if (e.code === 'EAGAIN')
+                continue;
+            return null;
+        }
+        if (got === 0)
+            return null;
+        line = Buffer.concat([line, buf.subarray(0, got)]);
+        const end = line.indexOf(10);
+        if (end >= 0)
+            return line.subarray(0, end).toString('utf8');
+        if (line.length > 65536)
+            return null;
+    }
+}
+
+async function Main() {
+    const wait = process.argv[2] === '--wait';
+    let path = wait ? null : process.argv[2];
+    if (!wait && !path)
         Fail('no file given', 2);
     try {
         fs.fstatSync(OUT);
@@ -181,6 +213,11 @@ function Main() {
         process.stderr.write('ifc_stream: descriptor 3 is not open\n');
         process.exit(2);
     }
+    // the head first: every reason that follows reaches the exporter
+    const head = new Writer();
+    head.bytes(Buffer.from(STREAM_MAGIC, 'latin1'));
+    head.u32(STREAM_VERSION);
+    fs.writeSync(OUT, Buffer.concat(head.parts));
     const major = Number(process.versions.node.split('.')[0]);
     if (major < 16)
         Fail('Node ' + process.versions.node + ' is too old for the IFC engine (16 or newer)', 3);
@@ -191,6 +228,35 @@ function Main() {
     } catch (e) {
         Fail('the IFC engine (web-ifc) is not installed beside the exporter', 3);
     }
+    const api = new W.IfcAPI();
+    await api.Init();
+    if (api.SetLogLevel && W.LogLevel)
+        api.SetLogLevel(W.LogLevel.LOG_LEVEL_OFF);
+    if (wait) {
+        // the engine's code and ours compiled for this kind of file: twice halves a save's time
+        if (process.argv[3]) {
+            out = fs.openSync('/dev/null', 'w');
+            for (let i = 0; i < 2; i++) {
+                try {
+                    Export(api, W, process.argv[3]);
+                } catch (e) {
+                    break;
+                }
+            }
+            fs.closeSync(out);
+            out = OUT;
+        }
+        path = ReadLine();
+        if (!path)
+            process.exit(0); // nothing came to export
+    }
+    Export(api, W, path);
+    loaded.keep();
+    process.exit(0);
+}
+
+// The file's elements streamed
+function Export(api, W, path) {
     let size;
     try {
         size = fs.statSync(path).size;
@@ -200,22 +266,15 @@ function Main() {
     if (size > MAX_FILE_BYTES)
         Fail('the file is too big for the IFC engine (' + Math.round(size / 1048576) + ' MB, at most ' + MAX_FILE_BYTES / 1048576 + ' MB)');
     const data = fs.readFileSync(path);
-    const head = new Writer();
-    head.bytes(Buffer.from(STREAM_MAGIC, 'latin1'));
-    head.u32(STREAM_VERSION);
-    fs.writeSync(OUT, Buffer.concat(head.parts));
-    const api = new W.IfcAPI();
-    api.Init().then(() => {
-        if (api.SetLogLevel && W.LogLevel)
-            api.SetLogLevel(W.LogLevel.LOG_LEVEL_OFF);
-        let model;
-        try {
-            model = api.OpenModel(new Uint8Array(data.buffer, data.byteOffset, data.length), { COORDINATE_TO_ORIGIN: false });
-        } catch (e) {
-            Fail('the IFC engine could not read it: ' + (e && e.message ? e.message : e));
-        }
-        if (model < 0 || !api.IsModelOpen(model))
-            Fail('the IFC engine could not read it');
+    let model;
+    try {
+        model = api.OpenModel(new Uint8Array(data.buffer, data.byteOffset, data.length), { COORDINATE_TO_ORIGIN: false });
+    } catch (e) {
+        Fail('the IFC engine could not read it: ' + (e && e.message ? e.message : e));
+    }
+    if (model < 0 || !api.IsModelOpen(model))
+        Fail('the IFC engine could not read it');
+    try {
         // the schema, and the building's name (or the project's) for the model's
         const schema = new Writer();
         schema.str(api.GetModelSchema(model) || '');
@@ -266,11 +325,10 @@ function Main() {
         end.u32(elements);
         end.u32(parts);
         Send('Z', end);
+    } finally {
         api.CloseModel(model);
-        loaded.keep();
-        process.exit(0);
-    }).catch((e) => Fail('the IFC engine failed: ' + (e && e.message ? e.message : e)));
+    }
 }
 
 process.on('uncaughtException', (e) => Fail('the IFC engine failed: ' + (e && e.message ? e.message : e)));
-Main();
+Main().catch((e) => Fail('the IFC engine failed: ' + (e && e.message ? e.message : e)));
