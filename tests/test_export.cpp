@@ -349,6 +349,22 @@ TEST_F(Export, SeveralModelsLineUpByTheirMaps)
     EXPECT_NEAR(afEast[0][0] - afWest[0][0], 100.0f, 0.01f) << "east";
     EXPECT_NEAR(afEast[0][1] - afWest[0][1], 0.0f, 0.01f) << "level";
     EXPECT_NEAR(afEast[0][2] - afWest[0][2], -50.0f, 0.01f) << "north is -Z";
+
+    // a map in millimetres whose x axis points north: the east model's wall, along its own
+    // x, runs north from 100 m east and 50 m north of the west model's origin
+    twHarness_WriteText(dir + "east.ifc", twSample_IfcBuilding("IFC4", 0, 0, 100, 300100, 5000050, 90, true));
+    twHarness_WriteText(dir + "west.ifc", twSample_IfcBuilding("IFC4", 0, 0, 0, 300000, 5000000));
+    ASSERT_EQ(Run("-o '" + dir + "both.bin' '" + dir + "west.ifc' '" + dir + "east.ifc'"), 0);
+    twWorld_Free();
+    ASSERT_EQ(Load(dir + "both.bin"), 1);
+    ASSERT_EQ(twWorld_LoadElementInfo((dir + "both.bin").c_str()), 1);
+    ClassBox("IfcWall", "west", afWest[0], afWest[1]);
+    ClassBox("IfcWall", "east", afEast[0], afEast[1]);
+    EXPECT_NEAR(afWest[1][0] - afWest[0][0], 6.0f, 0.01f);
+    EXPECT_NEAR(afEast[1][0], 100.0f, 0.01f);
+    EXPECT_NEAR(afEast[0][0], 99.7f, 0.01f);
+    EXPECT_NEAR(afEast[1][2], -50.0f, 0.01f);
+    EXPECT_NEAR(afEast[0][2], -56.0f, 0.01f);
 }
 
 // The three models of one project (architecture, structure, services) make one: every

@@ -183,16 +183,39 @@ static int ReadSource(const char* pstrInput, const TwExportOptions& options, TwE
     return twExportAssimp_Read(pstrInput, options, pScene, pStats, pError);
 }
 
-// The map's metres between two models' origins, in the model's axes (X east, Y up, Z south),
-// where both give a map conversion; nothing else is known to line them up
-static void MapShift(const TwExportPlace& from, const TwExportPlace& to, double* pdShift)
+// Where a model's points go in another's: each map conversion takes its model's plan (x
+// east-ish, y north-ish) by a turn to its x axis and a move to the map; a point of one model
+// goes to the map by its own and back by the other's. Height is moved alone. Models without
+// a conversion stay where their coordinates put them.
+struct MapMove {
+    double adTurn[4];  // plan x, y of the model to plan x, y of the other
+    double adMove[3];  // then moved, in the viewer's axes (X east, Y up, Z south)
+};
+
+static void MapTurn(const TwExportPlace& p, double* pdCos, double* pdSin)
 {
-    pdShift[0] = pdShift[1] = pdShift[2] = 0;
+    double c = p.dXAxisAbscissa, s = p.dXAxisOrdinate, f = sqrt(c * c + s * s);
+    *pdCos = std::isfinite(f) && f > 0 ? c / f : 1;
+    *pdSin = std::isfinite(f) && f > 0 ? s / f : 0;
+}
+
+static MapMove MapShift(const TwExportPlace& from, const TwExportPlace& to)
+{
+    MapMove m = {{1, 0, 0, 1}, {0, 0, 0}};
     if (!from.bMapConversion || !to.bMapConversion)
-        return;
-    double adDelta[3] = {from.dEastings - to.dEastings, from.dHeight - to.dHeight, to.dNorthings - from.dNorthings};
+        return m;
+    double cf, sf, ct, st;
+    MapTurn(from, &cf, &sf);
+    MapTurn(to, &ct, &st);
+    // the other's turn undone after this one's: a turn by the difference of the two
+    double c = ct * cf + st * sf, s = ct * sf - st * cf;
+    m.adTurn[0] = c, m.adTurn[1] = -s, m.adTurn[2] = s, m.adTurn[3] = c;
+    double dE = from.dEastings - to.dEastings, dN = from.dNorthings - to.dNorthings, dH = from.dHeight - to.dHeight;
+    double x = ct * dE + st * dN, y = -st * dE + ct * dN;
+    double adMove[3] = {x, dH, -y};
     for (int i = 0; i < 3; i++)
-        pdShift[i] = std::isfinite(adDelta[i]) ? adDelta[i] : 0;
+        m.adMove[i] = std::isfinite(adMove[i]) ? adMove[i] : 0;
+    return m;
 }
 
 // The name a model goes by among the others: its file's, without folders and extension
@@ -222,12 +245,9 @@ int twExport_MergeScenes(const std::vector<TwExportScene>& scenes, const std::ve
     std::set<std::string> globalIds;
     for (size_t s = 0; s < scenes.size(); s++) {
         const TwExportScene& scene = scenes[s];
-        // each model's own move near its origin undone, and the maps' distance between them
-        double adShift[3];
-        MapShift(scene.place, ref.place, adShift);
-        float afShift[3];
-        for (int i = 0; i < 3; i++)
-            afShift[i] = (float)(adShift[i] + scene.adOffset[i] - ref.adOffset[i]);
+        // each model's own move near its origin undone, the maps' turn and distance between
+        // them, and the reference's move near its origin
+        MapMove move = MapShift(scene.place, ref.place);
         std::vector<int> textureIds, materialMap, layerMap;
         for (const TwExportTexture& t : scene.textures) {
             textureIds.push_back((int)pOut->textures.size());
@@ -273,8 +293,14 @@ int twExport_MergeScenes(const std::vector<TwExportScene>& scenes, const std::ve
                     return 0;
                 TwExportSoup& moved = out.soups[materialMap[soup.first]];
                 uint32_t uiBase = (uint32_t)(moved.positions.size() / 3);
-                for (size_t i = 0; i < soup.second.positions.size(); i++)
-                    moved.positions.push_back(soup.second.positions[i] + afShift[i % 3]);
+                for (size_t i = 0; i + 2 < soup.second.positions.size(); i += 3) {
+                    const float* pf = &soup.second.positions[i];
+                    double x = pf[0] + scene.adOffset[0], y = -(pf[2] + scene.adOffset[2]);
+                    double tx = move.adTurn[0] * x + move.adTurn[1] * y, ty = move.adTurn[2] * x + move.adTurn[3] * y;
+                    moved.positions.push_back((float)(tx + move.adMove[0] - ref.adOffset[0]));
+                    moved.positions.push_back((float)(pf[1] + scene.adOffset[1] + move.adMove[1] - ref.adOffset[1]));
+                    moved.positions.push_back((float)(-ty + move.adMove[2] - ref.adOffset[2]));
+                }
                 moved.uvs.insert(moved.uvs.end(), soup.second.uvs.begin(), soup.second.uvs.end());
                 for (uint32_t c : soup.second.corners)
                     moved.corners.push_back(uiBase + c);

@@ -225,6 +225,13 @@ static void ReadPlace(Build* pBuild, Body* b)
     p->dLatitude = F64(b);
     p->dLongitude = F64(b);
     p->dElevation = F64(b);
+    // the map's coordinates in metres; a stream without the unit gives them as they were
+    double dUnit = F64(b);
+    if (!b->bBad && std::isfinite(dUnit) && dUnit > 0) {
+        p->dEastings *= dUnit;
+        p->dNorthings *= dUnit;
+        p->dHeight *= dUnit;
+    }
 }
 
 int twExportIfc_ReadStream(FILE* pIn, const TwExportOptions& options, TwExportScene* pScene, TwExportStats* pStats,

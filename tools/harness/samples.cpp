@@ -273,7 +273,7 @@ static int IfcBox(IfcText* t, int iContext, double x0, double y0, double z0, dou
 }
 
 std::string twSample_IfcBuilding(const char* pstrSchema, double dOffsetX, double dOffsetY, int iFirstId,
-                                 double dEastings, double dNorthings)
+                                 double dEastings, double dNorthings, double dTurnDegrees, bool bMapInMillimetres)
 {
     s_iFirstId = iFirstId;
     IfcText t;
@@ -288,9 +288,11 @@ std::string twSample_IfcBuilding(const char* pstrSchema, double dOffsetX, double
     int iProject = t.Add("IFCPROJECT(" + Guid(1) + ",$,'Test project',$,$,$,$,(" + Ref(iContext) + ")," +
                          Ref(iUnits) + ")");
     if (t.bIfc4 && (dEastings != 0 || dNorthings != 0)) {
-        int iCrs = t.Add("IFCPROJECTEDCRS('EPSG:25832',$,$,$,$,$,$)");
-        t.Add("IFCMAPCONVERSION(" + Ref(iContext) + "," + Ref(iCrs) + "," + Num(dEastings) + "," + Num(dNorthings) +
-              ",0.,1.,0.,1.)");
+        double dUnit = bMapInMillimetres ? 1000 : 1, dTurn = dTurnDegrees * M_PI / 180;
+        std::string mapUnit = bMapInMillimetres ? Ref(t.Add("IFCSIUNIT(*,.LENGTHUNIT.,.MILLI.,.METRE.)")) : "$";
+        int iCrs = t.Add("IFCPROJECTEDCRS('EPSG:25832',$,$,$,$,$," + mapUnit + ")");
+        t.Add("IFCMAPCONVERSION(" + Ref(iContext) + "," + Ref(iCrs) + "," + Num(dEastings * dUnit) + "," +
+              Num(dNorthings * dUnit) + ",0.," + Num(cos(dTurn)) + "," + Num(sin(dTurn)) + ",1.)");
     }
     int iSitePoint = t.Add("IFCCARTESIANPOINT((" + Num(dOffsetX) + "," + Num(dOffsetY) + ",0.))");
     int iSiteAxes = t.Add("IFCAXIS2PLACEMENT3D(" + Ref(iSitePoint) + ",$,$)");

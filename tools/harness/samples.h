@@ -22,6 +22,9 @@ TwExportModel twSample_GridHouses(int iHousesX, int iHousesZ);
 // 5.4) filled by a door, storeys "Ground floor" and "Upper floor" (at 3 m, with its slab),
 // the wall red, the glass transparent, each element's GlobalId "TwTest" and its number (from
 // iFirstId on); its site at dOffsetX and dOffsetY metres from its origin, and its origin at
-// dEastings and dNorthings of a map (EPSG:25832) when they aren't 0. Z up, as IFC is.
+// dEastings and dNorthings of a map (EPSG:25832) when they aren't 0, its x axis turned
+// dTurnDegrees from the map's east towards north, the map's unit the millimetre when
+// bMapInMillimetres (dEastings and dNorthings stay metres). Z up, as IFC is.
 std::string twSample_IfcBuilding(const char* pstrSchema, double dOffsetX = 0, double dOffsetY = 0, int iFirstId = 0,
-                                 double dEastings = 0, double dNorthings = 0);
+                                 double dEastings = 0, double dNorthings = 0, double dTurnDegrees = 0,
+                                 bool bMapInMillimetres = false);

@@ -156,16 +156,55 @@ function Containers(api, W, model) {
     };
 }
 
+const PREFIXES = { EXA: 1e18, PETA: 1e15, TERA: 1e12, GIGA: 1e9, MEGA: 1e6, KILO: 1e3, HECTO: 1e2, DECA: 1e1,
+    DECI: 1e-1, CENTI: 1e-2, MILLI: 1e-3, MICRO: 1e-6, NANO: 1e-9, PICO: 1e-12, FEMTO: 1e-15, ATTO: 1e-18 };
+
+// Metres in a length unit (an SI unit with its prefix, or one converted from another, as
+// feet are); NaN where it can't be told
+function Metres(api, model, id, depth) {
+    if (id == null || depth > 4)
+        return NaN;
+    const unit = api.GetLine(model, id);
+    if (!unit)
+        return NaN;
+    if (unit.Prefix !== undefined || Value(unit.Name) === 'METRE') {
+        const prefix = Value(unit.Prefix);
+        return prefix ? PREFIXES[prefix] || NaN : 1;
+    }
+    const factor = Value(unit.ConversionFactor);
+    if (factor == null)
+        return NaN;
+    const measure = api.GetLine(model, factor);
+    return Number(Value(measure.ValueComponent)) * Metres(api, model, Value(measure.UnitComponent), depth + 1);
+}
+
+// The project's length unit, which the map's is where its system names none
+function ProjectLengthUnit(api, W, model) {
+    for (const assignment of Lines(api, model, W.IFCUNITASSIGNMENT))
+        for (const u of assignment.Units || []) {
+            const unit = api.GetLine(model, Value(u));
+            if (unit && Value(unit.UnitType) === 'LENGTHUNIT')
+                return Value(u);
+        }
+    return null;
+}
+
 // The map conversion and the site's place: eastings, northings, height, the x axis, the
-// scale, the system's name; latitude, longitude and elevation (NaN where not given)
+// scale, the system's name; latitude, longitude and elevation (NaN where not given); the
+// metres in the map's unit
 function SendPlace(api, W, model) {
     const w = new Writer();
     const conv = W.IFCMAPCONVERSION ? Lines(api, model, W.IFCMAPCONVERSION)[0] : null;
-    let crs = '';
+    let crs = '', mapUnit = NaN;
     if (conv) {
         const target = Value(conv.TargetCRS);
-        if (target != null)
-            crs = Value(api.GetLine(model, target).Name) || '';
+        const system = target != null ? api.GetLine(model, target) : null;
+        if (system)
+            crs = Value(system.Name) || '';
+        let unit = system ? Value(system.MapUnit) : null;
+        if (unit == null)
+            unit = ProjectLengthUnit(api, W, model);
+        mapUnit = Metres(api, model, unit, 0);
     }
     w.u8(conv ? 1 : 0);
     for (const f of ['Eastings', 'Northings', 'OrthogonalHeight', 'XAxisAbscissa', 'XAxisOrdinate', 'Scale'])
@@ -175,6 +214,7 @@ function SendPlace(api, W, model) {
     w.f64(site ? Degrees(site.RefLatitude) : NaN);
     w.f64(site ? Degrees(site.RefLongitude) : NaN);
     w.f64(site && Value(site.RefElevation) != null ? Number(Value(site.RefElevation)) : NaN);
+    w.f64(mapUnit);
     Send('G', w);
 }
 
