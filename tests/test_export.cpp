@@ -1,6 +1,7 @@
 // The exporter run as the CAD host would: its files read back by the viewer's loader.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <dirent.h>
 #include <math.h>
 #include <stb_image_write.h>
 #include <string.h>
@@ -365,6 +366,53 @@ TEST_F(Export, SeveralModelsLineUpByTheirMaps)
     EXPECT_NEAR(afEast[0][0], 99.7f, 0.01f);
     EXPECT_NEAR(afEast[1][2], -50.0f, 0.01f);
     EXPECT_NEAR(afEast[0][2], -56.0f, 0.01f);
+}
+
+// Several models exported with their streams kept: a save of one reads the engine for that
+// one alone, a model unchanged since needs no engine at all, and a kept stream that is
+// damaged is read anew
+TEST_F(Export, ModelsUnchangedSinceTheirLastExportAreReadFromTheirKeptStreams)
+{
+    std::string west = dir + "west.ifc", east = dir + "east.ifc", keep = dir + "kept streams";
+    twHarness_WriteText(west, twSample_IfcBuilding("IFC4", 0, 0, 0, 300000, 5000000));
+    twHarness_WriteText(east, twSample_IfcBuilding("IFC4", 0, 0, 100, 300100, 5000050));
+    std::string names = " -o '" + dir + "both.bin' '" + west + "' '" + east + "'";
+    ASSERT_EQ(Run("-q" + names), 0);
+    std::string plain = twHarness_ReadFile(dir + "both.bin");
+    ASSERT_EQ(Run("-q --keep '" + keep + "'" + names), 0);
+    EXPECT_EQ(twHarness_ReadFile(dir + "both.bin"), plain);
+    // without Node, only what was kept can be read
+    std::string noNode = "PATH=/nonexistent ";
+    ASSERT_EQ(system((noNode + AMB_BUILD_DIR "/ambexport -q --keep '" + keep + "'" + names).c_str()), 0);
+    EXPECT_EQ(twHarness_ReadFile(dir + "both.bin"), plain);
+    // west saved 20 m further east: the engine reads it, east comes from its kept stream
+    twHarness_WriteText(west, twSample_IfcBuilding("IFC4", 20, 0, 0, 300000, 5000000));
+    ASSERT_EQ(Run("-q --keep '" + keep + "'" + names), 0);
+    ASSERT_EQ(Load(dir + "both.bin"), 1);
+    ASSERT_EQ(twWorld_LoadElementInfo((dir + "both.bin").c_str()), 1);
+    float afWest[2][3], afEast[2][3];
+    ClassBox("IfcWall", "west", afWest[0], afWest[1]);
+    ClassBox("IfcWall", "east", afEast[0], afEast[1]);
+    EXPECT_NEAR(afWest[0][0], 20.0f, 0.01f);
+    EXPECT_NEAR(afEast[0][0], 100.0f, 0.01f);
+    twWorld_Free();
+    // every kept stream damaged: both read anew, the same model
+    std::string kept = twHarness_ReadFile(dir + "both.bin");
+    DIR* pDir = opendir(keep.c_str());
+    ASSERT_NE(pDir, nullptr);
+    int iStreams = 0;
+    for (struct dirent* pEntry; (pEntry = readdir(pDir));)
+        if (strstr(pEntry->d_name, ".stream")) {
+            std::string path = keep + "/" + pEntry->d_name;
+            std::string bytes = twHarness_ReadFile(path);
+            truncate(path.c_str(), (off_t)(bytes.size() / 2));
+            iStreams++;
+        }
+    closedir(pDir);
+    EXPECT_EQ(iStreams, 2);
+    ASSERT_EQ(Run("-q --keep '" + keep + "'" + names), 0);
+    EXPECT_EQ(twHarness_ReadFile(dir + "both.bin"), kept);
+    EXPECT_NE(twHarness_ReadFile(dir + "export.out").find("doesn't read"), std::string::npos);
 }
 
 // The three models of one project (architecture, structure, services) make one: every

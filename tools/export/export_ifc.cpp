@@ -4,9 +4,11 @@
 // as it comes, through a reader that trusts none of its counts.
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <math.h>
 #include <signal.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -436,9 +438,80 @@ static pid_t TakeWaiting(const char* pstrInput, int* piStream)
     return iPid;
 }
 
+// ---------------------------------------------------------------------------------------------
+// Kept streams: a source of several that wasn't saved is read from what its engine said last
+// ---------------------------------------------------------------------------------------------
+
+// "<keep>/<hash of the path>": ".stream" the engine's stream, ".key" the source's size and
+// time it was taken from
+static std::string KeptName(const TwExportOptions& options, const char* pstrInput)
+{
+    char szReal[PATH_MAX];
+    const char* pstrPath = realpath(pstrInput, szReal) ? szReal : pstrInput;
+    uint64_t uiHash = 1469598103934665603ull;
+    for (const char* p = pstrPath; *p; p++)
+        uiHash = (uiHash ^ (uint8_t)*p) * 1099511628211ull;
+    char szName[32];
+    snprintf(szName, sizeof(szName), "/%016llx", (unsigned long long)uiHash);
+    return options.keep + szName;
+}
+
+static std::string SourceKey(const char* pstrInput)
+{
+    struct stat st;
+    if (stat(pstrInput, &st) != 0)
+        return "";
+    char szKey[96];
+    snprintf(szKey, sizeof(szKey), "%lld %lld.%09ld %u\n", (long long)st.st_size, (long long)st.st_mtim.tv_sec,
+             st.st_mtim.tv_nsec, STREAM_VERSION);
+    return szKey;
+}
+
+static std::string ReadSmall(const std::string& path)
+{
+    char szText[128];
+    FILE* pFile = fopen(path.c_str(), "rb");
+    if (!pFile)
+        return "";
+    size_t uiGot = fread(szText, 1, sizeof(szText) - 1, pFile);
+    fclose(pFile);
+    return std::string(szText, uiGot);
+}
+
+// A stream read from the engine's pipe and written on into a file as it goes
+struct Tee {
+    FILE* pFrom;
+    FILE* pTo;
+    bool bLost; // the copy failed: it is not kept
+};
+
+static ssize_t TeeRead(void* pCookie, char* pBuffer, size_t uiSize)
+{
+    Tee* t = (Tee*)pCookie;
+    size_t uiGot = fread(pBuffer, 1, uiSize, t->pFrom);
+    if (uiGot && !t->bLost && fwrite(pBuffer, 1, uiGot, t->pTo) != uiGot)
+        t->bLost = true;
+    return (ssize_t)uiGot;
+}
+
 int twExportIfc_Read(const char* pstrInput, const TwExportOptions& options, TwExportScene* pScene,
                      TwExportStats* pStats, std::string* pError)
 {
+    std::string kept = options.keep.empty() ? "" : KeptName(options, pstrInput);
+    std::string key = kept.empty() ? "" : SourceKey(pstrInput);
+    if (!key.empty() && ReadSmall(kept + ".key") == key) {
+        FILE* pKept = fopen((kept + ".stream").c_str(), "rb");
+        std::string why;
+        int bOk = pKept && twExportIfc_ReadStream(pKept, options, pScene, pStats, &why);
+        if (pKept)
+            fclose(pKept);
+        if (bOk)
+            return 1;
+        // a kept stream that doesn't read is the engine's to make again
+        fprintf(stderr, "ambexport: the kept stream of '%s' doesn't read (%s): read anew\n", pstrInput, why.c_str());
+        *pScene = TwExportScene();
+    }
+
     FILE* pFile = fopen(pstrInput, "rb");
     bool bWhole = pFile && EndsWhole(pFile);
     if (pFile)
@@ -462,9 +535,35 @@ int twExportIfc_Read(const char* pstrInput, const TwExportOptions& options, TwEx
         return 0;
     }
     FILE* pIn = fdopen(iStream, "rb");
-    int bOk = pIn && twExportIfc_ReadStream(pIn, options, pScene, pStats, pError);
+    Tee tee = {pIn, nullptr, false};
+    FILE* pTee = nullptr;
+    if (pIn && !key.empty()) {
+        mkdir(options.keep.c_str(), 0755);
+        tee.pTo = fopen((kept + ".stream.part").c_str(), "wb");
+        cookie_io_functions_t functions = {TeeRead, nullptr, nullptr, nullptr};
+        pTee = tee.pTo ? fopencookie(&tee, "rb", functions) : nullptr;
+    }
+    int bOk = pIn && twExportIfc_ReadStream(pTee ? pTee : pIn, options, pScene, pStats, pError);
     // at the stream's end the engine is ending too; before it, it may still be at work
     bool bEnded = !pIn || feof(pIn) || ferror(pIn);
+    if (pTee)
+        fclose(pTee);
+    if (tee.pTo) {
+        // kept only whole, and only when the source didn't change while it was read; the old
+        // key goes first, so that no stream stands beside another's key
+        std::string part = kept + ".stream.part";
+        bool bWhole = fclose(tee.pTo) == 0 && bOk && !tee.bLost && SourceKey(pstrInput) == key;
+        unlink((kept + ".key").c_str());
+        FILE* pKey = nullptr;
+        bool bKept = bWhole && rename(part.c_str(), (kept + ".stream").c_str()) == 0 &&
+                     (pKey = fopen((kept + ".key").c_str(), "wb")) != nullptr && fputs(key.c_str(), pKey) >= 0;
+        if (pKey && fclose(pKey) != 0)
+            bKept = false;
+        if (!bKept) {
+            unlink(part.c_str());
+            unlink((kept + ".key").c_str());
+        }
+    }
     if (pIn)
         fclose(pIn);
     else
