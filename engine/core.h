@@ -6,6 +6,7 @@
 
 #define TW_PATH_SIZE 512
 #define TW_TEXT_SIZE 64
+#define TW_SET_SIZE (TW_PATH_SIZE * 4) // the whole paths of several files, joined by tabs
 
 // Resource pack trailer and directory entry
 #define TW_PACK_MAGIC "TWRS"

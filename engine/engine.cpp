@@ -627,8 +627,12 @@ int twEngine_InitWorld(void)
         }
         snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", szPath);
         // what each element is, where the exporter said so; the model it came from is shown
-        if (twWorld_LoadElementInfo(szPath) && pWorld->szInfoSource[0])
-            snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", pWorld->szInfoSource);
+        if (twWorld_LoadElementInfo(szPath) && pWorld->szInfoSource[0]) {
+            // of several, the first
+            int iFirst = (int)strcspn(pWorld->szInfoSource, "\t");
+            snprintf(e->szModelPath, sizeof(e->szModelPath), "%.*s", iFirst < TW_PATH_SIZE ? iFirst : TW_PATH_SIZE - 1,
+                     pWorld->szInfoSource);
+        }
     }
     // a place in the list: the head lamp while all six modes are offered
     e->iRenderModeWanted = TW_MODE_LAMP;
@@ -794,9 +798,9 @@ int twEngine_RunPending(const char* pstrPath, int* piStep, int* piKind, float* p
         return 1;
     }
     if (*piKind == TW_PENDING_OPEN_MODEL) {
-        char szPath[TW_PATH_SIZE];
+        char szPath[TW_SET_SIZE];
         twWindow_SetDialogMode(1);
-        int bChosen = twWindow_GetFileFromDialog(1, szPath, TW_LINK_FILTER, twStrings_Get(TW_STR_MODEL_FILES), 0);
+        int bChosen = twWindow_GetFileFromDialog(3, szPath, TW_LINK_FILTER, twStrings_Get(TW_STR_MODEL_FILES), 0);
         twWindow_SetDialogMode(0);
         if (bChosen)
             twLink_Open(szPath, 0);

@@ -40,19 +40,24 @@ int twLink_TimerStep(TwLinkTimer* t, double dNow, int bChanged, int bBusy)
 
 void twLink_Watch(void)
 {
-    twWindow_StopWatch(pLink->iWatch);
-    pLink->iWatch = -1;
+    char aszFiles[TW_LINK_MAX_SOURCES][TW_PATH_SIZE];
+    int iFiles = pLink->bLive ? twLink_SplitSet(pLink->szSource, aszFiles, TW_LINK_MAX_SOURCES) : 0, iWatched = 0;
     memset(&pLink->timer, 0, sizeof(pLink->timer));
-    if (pLink->bLive && pLink->szSource[0]) {
-        pLink->iWatch = twWindow_WatchFile(pLink->szSource);
-        if (pLink->iWatch >= 0)
-            twLog(TAG, "Watching '%s'\n", pLink->szSource);
+    for (int i = 0; i < TW_LINK_MAX_SOURCES; i++) {
+        twWindow_StopWatch(pLink->aiWatch[i]);
+        pLink->aiWatch[i] = i < iFiles ? twWindow_WatchFile(aszFiles[i]) : -1;
+        if (pLink->aiWatch[i] >= 0) {
+            twLog(TAG, "Watching '%s'\n", aszFiles[i]);
+            iWatched++;
+        }
     }
+    char szName[256];
+    twLink_SetName(pLink->szSource, szName, sizeof(szName));
     if (!pLink->bLive)
         snprintf(pLink->szLinkStatus, sizeof(pLink->szLinkStatus), "%s", twStrings_Get(TW_LINK_STR_LINK_OFF));
-    else if (pLink->iWatch >= 0)
+    else if (iWatched)
         snprintf(pLink->szLinkStatus, sizeof(pLink->szLinkStatus), "%s %.80s", twStrings_Get(TW_LINK_STR_WATCHING),
-                 twCore_BaseName(pLink->szSource));
+                 szName);
     else
         pLink->szLinkStatus[0] = 0;
 }
@@ -71,7 +76,12 @@ void twLink_SetLive(int bLive)
 int twLink_SourceSaved(void)
 {
     TwLink* l = pLink;
-    int bChanged = l->iWatch >= 0 && twWindow_FileChanged(l->iWatch, l->szSource);
+    // each watch is asked, so that none keeps events of a save already exported
+    char aszFiles[TW_LINK_MAX_SOURCES][TW_PATH_SIZE];
+    int iFiles = twLink_SplitSet(l->szSource, aszFiles, TW_LINK_MAX_SOURCES), bChanged = 0;
+    for (int i = 0; i < iFiles; i++)
+        if (l->aiWatch[i] >= 0 && twWindow_FileChanged(l->aiWatch[i], aszFiles[i]))
+            bChanged = 1;
     int iStep = twLink_TimerStep(&l->timer, twTimer_Seconds(), bChanged, 0);
     if (iStep == TW_LINK_NOW_BACKED_OFF) {
         char szWait[64];

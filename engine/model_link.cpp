@@ -31,6 +31,45 @@ void twLink_Message(const char* pstrFirst, const char* pstrSecond)
     twEngine_ShowMessage(TW_MESSAGE_TEXT, TW_MESSAGE_SECONDS, szText);
 }
 
+int twLink_SplitSet(const char* pstrSet, char (*paszOut)[TW_PATH_SIZE], int iMax)
+{
+    int n = 0;
+    for (const char* p = pstrSet; p && *p && n < iMax;) {
+        int iLen = (int)strcspn(p, "\t");
+        if (iLen > 0 && iLen < TW_PATH_SIZE) {
+            memcpy(paszOut[n], p, (size_t)iLen);
+            paszOut[n++][iLen] = 0;
+        }
+        p += iLen + (p[iLen] == '\t');
+    }
+    return n;
+}
+
+void twLink_SetName(const char* pstrSet, char* pstrOut, int iOutSize)
+{
+    char aszFiles[TW_LINK_MAX_SOURCES][TW_PATH_SIZE];
+    int n = twLink_SplitSet(pstrSet, aszFiles, TW_LINK_MAX_SOURCES);
+    if (n > 1)
+        snprintf(pstrOut, iOutSize, "%.200s +%d", twCore_BaseName(aszFiles[0]), n - 1);
+    else
+        snprintf(pstrOut, iOutSize, "%.200s", n ? twCore_BaseName(aszFiles[0]) : "");
+}
+
+// The first IFC file of a set, by the first line of its header: only the IFC engine is
+// worth starting ahead; null when none is
+static const char* FirstIfc(const char* pstrSet, char* pstrOut)
+{
+    char aszFiles[TW_LINK_MAX_SOURCES][TW_PATH_SIZE];
+    int n = twLink_SplitSet(pstrSet, aszFiles, TW_LINK_MAX_SOURCES);
+    for (int i = 0; i < n; i++) {
+        char szLine[64];
+        twWindow_ReadFirstLine(aszFiles[i], szLine, sizeof(szLine));
+        if (!strncmp(szLine, "ISO-10303-21", 12))
+            return strcpy(pstrOut, aszFiles[i]);
+    }
+    return nullptr;
+}
+
 // ---------------------------------------------------------------------------------------------
 // The export
 // ---------------------------------------------------------------------------------------------
@@ -92,31 +131,50 @@ static void StopWaiting(void)
     l->iWaitingPid = 0;
 }
 
-// An IFC source, by the first line of its header: only its engine is worth starting ahead
-static int IsIfc(const char* pstrPath)
+// The exporter's words for a set: "--background -q [--keep <Temp's kept streams>] -o
+// <output>", then what more is given, up to null; their number
+static int ExporterArgs(const char* pstrSet, const char** ppstrArgs, char* pstrExporter, char* pstrOutput,
+                        char* pstrKept)
 {
-    char szLine[64];
-    twWindow_ReadFirstLine(pstrPath, szLine, sizeof(szLine));
-    return !strncmp(szLine, "ISO-10303-21", 12);
+    char aszFiles[TW_LINK_MAX_SOURCES][TW_PATH_SIZE];
+    int n = 0;
+    snprintf(pstrExporter, TW_PATH_SIZE, "%s%s", twCore_GetProgramDir(), TW_EXPORTER_NAME);
+    twCore_GetTempPath(TW_LINK_OUTPUT, pstrOutput);
+    twCore_GetTempPath(TW_LINK_KEPT, pstrKept);
+    ppstrArgs[n++] = pstrExporter;
+    ppstrArgs[n++] = "--background";
+    ppstrArgs[n++] = "-q";
+    // a save of one of several reads the others from what their engine said last
+    if (pstrKept[0] && twLink_SplitSet(pstrSet, aszFiles, TW_LINK_MAX_SOURCES) > 1) {
+        ppstrArgs[n++] = "--keep";
+        ppstrArgs[n++] = pstrKept;
+    }
+    ppstrArgs[n++] = "-o";
+    ppstrArgs[n++] = pstrOutput;
+    ppstrArgs[n] = nullptr;
+    return n;
 }
 
 static void StartWaiting(void)
 {
     TwLink* l = pLink;
-    char szExporter[TW_PATH_SIZE], szOutput[TW_PATH_SIZE], szReport[TW_PATH_SIZE];
-    snprintf(szExporter, sizeof(szExporter), "%s%s", twCore_GetProgramDir(), TW_EXPORTER_NAME);
-    twCore_GetTempPath(TW_LINK_OUTPUT, szOutput);
+    char szExporter[TW_PATH_SIZE], szOutput[TW_PATH_SIZE], szKept[TW_PATH_SIZE], szReport[TW_PATH_SIZE];
+    char szIfc[TW_PATH_SIZE];
+    const char* apstrArgs[16];
+    int n = ExporterArgs(l->szSource, apstrArgs, szExporter, szOutput, szKept);
     twCore_GetTempPath(TW_LINK_REPORT, szReport);
-    if (!szOutput[0] || !szReport[0] || access(szExporter, X_OK) != 0)
+    if (!szOutput[0] || !szReport[0] || access(szExporter, X_OK) != 0 || !FirstIfc(l->szSource, szIfc))
         return;
+    apstrArgs[n++] = "--wait";
+    apstrArgs[n++] = "--warm";
+    apstrArgs[n++] = szIfc;
+    apstrArgs[n] = nullptr;
     RemoveExportFiles();
-    const char* const apstrArgs[] = {szExporter, "--background", "-q", "--wait", "--warm", l->szSource, "-o", szOutput,
-                                     nullptr};
     l->iWaitingPid = twWindow_StartProgram(apstrArgs, szReport, &l->iWaitingFeed);
     if (!l->iWaitingPid)
         return;
     snprintf(l->szWaitingFor, sizeof(l->szWaitingFor), "%s", l->szSource);
-    twLog(TAG, "The next export of '%s' waits ready\n", twCore_BaseName(l->szSource));
+    twLog(TAG, "The next export of '%s' waits ready\n", twCore_BaseName(szIfc));
 }
 
 // The export started ahead given its file; 0 when there is none or it has gone
@@ -132,9 +190,13 @@ static int TakeWaiting(const char* pstrPath)
         StopWaiting();
         return 0;
     }
-    char szLine[TW_PATH_SIZE + 2];
-    int iLen = snprintf(szLine, sizeof(szLine), "%s\n\n", pstrPath);
-    int bSent = iLen < (int)sizeof(szLine) && !strchr(pstrPath, '\n') && write(l->iWaitingFeed, szLine, iLen) == iLen;
+    // the set's files one a line, and an empty line
+    char szLines[TW_SET_SIZE + 2];
+    int iLen = snprintf(szLines, sizeof(szLines), "%s\n\n", pstrPath);
+    for (char* p = szLines; *p; p++)
+        if (*p == '\t')
+            *p = '\n';
+    int bSent = iLen < (int)sizeof(szLines) && !strchr(pstrPath, '\n') && write(l->iWaitingFeed, szLines, iLen) == iLen;
     if (!bSent) {
         StopWaiting();
         return 0;
@@ -149,9 +211,15 @@ static int TakeWaiting(const char* pstrPath)
 static int StartExport(const char* pstrPath, int bReload)
 {
     TwLink* l = pLink;
-    char szExporter[TW_PATH_SIZE], szOutput[TW_PATH_SIZE], szReport[TW_PATH_SIZE];
-    snprintf(szExporter, sizeof(szExporter), "%s%s", twCore_GetProgramDir(), TW_EXPORTER_NAME);
-    twCore_GetTempPath(TW_LINK_OUTPUT, szOutput);
+    char szExporter[TW_PATH_SIZE], szOutput[TW_PATH_SIZE], szKept[TW_PATH_SIZE], szReport[TW_PATH_SIZE];
+    char aszFiles[TW_LINK_MAX_SOURCES][TW_PATH_SIZE], szName[256];
+    const char* apstrArgs[16 + TW_LINK_MAX_SOURCES];
+    int n = ExporterArgs(pstrPath, apstrArgs, szExporter, szOutput, szKept);
+    int iFiles = twLink_SplitSet(pstrPath, aszFiles, TW_LINK_MAX_SOURCES);
+    for (int i = 0; i < iFiles; i++)
+        apstrArgs[n++] = aszFiles[i];
+    apstrArgs[n] = nullptr;
+    twLink_SetName(pstrPath, szName, sizeof(szName));
     twCore_GetTempPath(TW_LINK_REPORT, szReport);
     if (access(szExporter, X_OK) != 0) {
         twLogError(TAG, "!The exporter '%s' isn't beside the viewer\n", szExporter);
@@ -160,14 +228,13 @@ static int StartExport(const char* pstrPath, int bReload)
     }
     if (!szOutput[0] || !szReport[0]) {
         twLogError(TAG, "!twCore_GetTempPath : no folder for the export of '%s'\n", pstrPath);
-        twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), twCore_BaseName(pstrPath));
+        twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), szName);
         return 0;
     }
     int bWaiting = TakeWaiting(pstrPath);
     if (!bWaiting) {
         StopWaiting();
         RemoveExportFiles();
-        const char* const apstrArgs[] = {szExporter, "--background", "-q", "-o", szOutput, pstrPath, nullptr};
         l->iPid = twWindow_StartProgram(apstrArgs, szReport, nullptr);
         if (!l->iPid) {
             twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), TW_EXPORTER_NAME);
@@ -199,32 +266,45 @@ void twLink_Cancel(void)
         return;
     StopExport();
     twLog(TAG, "The export of '%s' was cancelled\n", pLink->szExporting);
-    twLink_Message(twStrings_Get(TW_LINK_STR_CANCELLED), twCore_BaseName(pLink->szExporting));
+    char szName[256];
+    twLink_SetName(pLink->szExporting, szName, sizeof(szName));
+    twLink_Message(twStrings_Get(TW_LINK_STR_CANCELLED), szName);
 }
 
 int twLink_Open(const char* pstrGiven, int bReload)
 {
     if (!pLink || !pstrGiven || !pstrGiven[0])
         return 0;
-    // the list of recent models and the watch need the whole path
-    char szPath[PATH_MAX];
-    if (!realpath(pstrGiven, szPath) || strlen(szPath) >= TW_PATH_SIZE)
-        snprintf(szPath, sizeof(szPath), "%s", pstrGiven);
-    const char* pstrPath = szPath;
-    const char* pstrWhy = twLink_WhyNot(pstrPath);
-    if (pstrWhy) {
-        twLogError(TAG, "!'%s' %s: the open model stays\n", pstrPath, pstrWhy);
-        char szLine[TW_PATH_SIZE];
-        snprintf(szLine, sizeof(szLine), "%.200s %s", twCore_BaseName(pstrPath), pstrWhy);
-        twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), szLine);
-        return 0;
+    // the list of recent models and the watch need whole paths; of several files, one that
+    // can't be opened is left out and the others open
+    char aszGiven[TW_LINK_MAX_SOURCES][TW_PATH_SIZE], szSet[TW_SET_SIZE] = "";
+    int iGiven = twLink_SplitSet(pstrGiven, aszGiven, TW_LINK_MAX_SOURCES), iFiles = 0;
+    for (int i = 0; i < iGiven; i++) {
+        char szPath[PATH_MAX];
+        if (!realpath(aszGiven[i], szPath) || strlen(szPath) >= TW_PATH_SIZE)
+            snprintf(szPath, sizeof(szPath), "%s", aszGiven[i]);
+        const char* pstrWhy = twLink_WhyNot(szPath);
+        if (pstrWhy) {
+            twLogError(TAG, "!'%s' %s: %s\n", szPath, pstrWhy, iGiven > 1 ? "left out" : "the open model stays");
+            char szLine[TW_PATH_SIZE];
+            snprintf(szLine, sizeof(szLine), "%.200s %s", twCore_BaseName(szPath), pstrWhy);
+            twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), szLine);
+            continue;
+        }
+        size_t uiAt = strlen(szSet);
+        if (uiAt + strlen(szPath) + 2 > sizeof(szSet))
+            break;
+        snprintf(szSet + uiAt, sizeof(szSet) - uiAt, "%s%s", iFiles++ ? "\t" : "", szPath);
     }
+    if (!iFiles)
+        return 0;
+    const char* pstrPath = szSet;
     // one export at a time: a new open takes the place of one that runs
     if (twLink_IsExporting()) {
         StopExport();
         twLog(TAG, "The export of '%s' makes way\n", pLink->szExporting);
     }
-    if (!bReload && twCore_HasResource(TW_MODEL_RESOURCE, pstrPath)) {
+    if (!bReload && iFiles == 1 && twCore_HasResource(TW_MODEL_RESOURCE, pstrPath)) {
         // a published copy opens through its own loader, with its light and gallery
         pEngine->fProgressFade = 0;
         if (!twEngine_Load(pstrPath))
@@ -325,7 +405,9 @@ static void Finish(int iExit)
         twLogError(TAG, "!The exporter ended with %d on '%s': %s\n", iExit, l->szExporting, szLine);
         // the reason on a line of its own, under the file's name
         char szWhy[TW_PATH_SIZE];
-        snprintf(szWhy, sizeof(szWhy), "%.60s\n%.150s", twCore_BaseName(l->szExporting), szLine);
+        char szName[256];
+        twLink_SetName(l->szExporting, szName, sizeof(szName));
+        snprintf(szWhy, sizeof(szWhy), "%.60s\n%.150s", szName, szLine);
         twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), szWhy);
         RemoveExportFiles();
         return;
@@ -353,7 +435,9 @@ static void Finish(int iExit)
         if (bWasLoaded)
             RestoreOpen(szOpen, iOpenSource, &kept, pstrHidden);
         twMem_Free(pstrHidden);
-        twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), twCore_BaseName(l->szExporting));
+        char szName[256];
+        twLink_SetName(l->szExporting, szName, sizeof(szName));
+        twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), szName);
         return;
     }
     PutModelInPlace(szOutput);
@@ -370,7 +454,9 @@ static void Finish(int iExit)
     twEngine_ModelIn(bReload);
     // the light of Temp, when it still fits; else it goes aside, kept
     char szAside[TW_PATH_SIZE];
-    SetAsideFolder(l->szExporting, szAside);
+    char aszFirst[1][TW_PATH_SIZE] = {""};
+    twLink_SplitSet(l->szExporting, aszFirst, 1);
+    SetAsideFolder(aszFirst[0], szAside);
     if (twEngine_ReloadLight(szAside) < 0) {
         twLogError(TAG, "The light no longer fits the model: it is kept in '%s'\n", szAside);
         // the folder from the viewer's own, which the user knows
@@ -380,9 +466,11 @@ static void Finish(int iExit)
         twLink_Message(twStrings_Get(TW_LINK_STR_LIGHT_SET_ASIDE), pstrShown);
     }
     snprintf(l->szSource, sizeof(l->szSource), "%s", l->szExporting);
-    snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", l->szSource);
+    snprintf(e->szModelPath, sizeof(e->szModelPath), "%s", aszFirst[0]);
     twEngine_ApplySettings();
-    twLog(TAG, "'%s' loaded in %.2f s after an export of %.2f s\n", twCore_BaseName(l->szSource),
+    char szName[256];
+    twLink_SetName(l->szSource, szName, sizeof(szName));
+    twLog(TAG, "'%s' loaded in %.2f s after an export of %.2f s\n", szName,
           twTimer_Seconds() - dLoad, dLoad - l->dStarted);
     if (bReload) {
         l->dLastReload = twTimer_Seconds();
@@ -397,7 +485,7 @@ void twLink_Update(void)
     TwLink* l = pLink;
     if (!l)
         return;
-    char szDropped[TW_PATH_SIZE];
+    char szDropped[TW_SET_SIZE];
     if (twWindow_TakeDroppedFile(szDropped, sizeof(szDropped))) {
         twLog(TAG, "Dropped: '%s'\n", szDropped);
         twLink_Open(szDropped, 0);
@@ -414,7 +502,7 @@ void twLink_Update(void)
         StopWaiting();
     if (l->bWaitAhead) {
         l->bWaitAhead = 0;
-        if (!l->iWaitingPid && l->bLive && l->szSource[0] && IsIfc(l->szSource))
+        if (!l->iWaitingPid && l->bLive && l->szSource[0])
             StartWaiting();
     }
     if (twLink_SourceSaved())
@@ -447,7 +535,8 @@ int twLink_Init(void)
         twLogError("twLink_Init", "!malloc : pLink\n");
         return 0;
     }
-    pLink->iWatch = -1;
+    for (int i = 0; i < TW_LINK_MAX_SOURCES; i++)
+        pLink->aiWatch[i] = -1;
     pLink->iWaitingFeed = -1;
     pLink->bWaitAhead = 1;
     pLink->bLive = 1;
@@ -467,7 +556,8 @@ void twLink_Free(void)
     if (pLink->iPid)
         StopExport();
     StopWaiting();
-    twWindow_StopWatch(pLink->iWatch);
+    for (int i = 0; i < TW_LINK_MAX_SOURCES; i++)
+        twWindow_StopWatch(pLink->aiWatch[i]);
     twMem_Free(pLink);
     pLink = nullptr;
 }

@@ -16,6 +16,8 @@
 #define TW_LINK_OUTPUT "Opening.bin"      // in Temp: the exporter's model until it has loaded
 #define TW_LINK_REPORT "Opening.txt"      // in Temp: what the exporter said
 #define TW_LINK_SET_ASIDE "Set aside"     // in Temp: light solutions that no longer fit
+#define TW_LINK_KEPT "Kept streams"      // in Temp: the engine's streams of a set's IFC sources
+#define TW_LINK_MAX_SOURCES 8             // files of one set, opened together as one model
 #define TW_LINK_QUIET 0.25                // seconds a saved source must rest before it is exported
 #define TW_LINK_FIRST_WAIT 3.0            // seconds of changes without rest before it is exported anyway
 #define TW_LINK_LONGEST_WAIT 120.0        // the back-off's end
@@ -41,20 +43,20 @@ struct TwLinkTimer {
 };
 
 struct TwRecentModel {
-    char szPath[TW_PATH_SIZE];
+    char szPath[TW_SET_SIZE];         // one file, or the set of several
     char szLabel[64];                 // the page's button: the name and its folder, unique
     int32_t bMissing;                 // greyed out on the page
 };
 
 struct TwLink {
     int32_t bLive;                    // the Model page's switch: saves of the source reload
-    char szSource[TW_PATH_SIZE];      // the file the open model was exported from; empty: none
-    int32_t iWatch;                   // -1: not watched
+    char szSource[TW_SET_SIZE];       // the files the open model was exported from, joined by tabs; empty: none
+    int32_t aiWatch[TW_LINK_MAX_SOURCES]; // each source's; -1: not watched
     TwLinkTimer timer;
     // the export that runs
     int32_t iPid;                     // 0: none
     int32_t bReload;                  // a save of the open source: the walker and layers stay
-    char szExporting[TW_PATH_SIZE];
+    char szExporting[TW_SET_SIZE];
     float fFraction;                  // how far it is, 0 to 1; below 0 while the source is read
     double dStarted;                  // seconds of the timer
     char szStatus[TW_PATH_SIZE];      // the bar's line
@@ -67,16 +69,22 @@ struct TwLink {
     int32_t iWaitingPid;              // 0: none
     int32_t iWaitingFeed;             // its input; -1: none
     int32_t bWaitAhead;               // start one at the next frame without an export
-    char szWaitingFor[TW_PATH_SIZE];  // the source it was started for
+    char szWaitingFor[TW_SET_SIZE];   // the sources it was started for
 };
 
 extern TwLink* pLink;
 
 int twLink_Init(void);  // the full program only; reads the recent models and picks up the source of Temp's model
 void twLink_Free(void); // an export that runs is stopped and its files removed
-// A file to open: a copy through its own loader, anything else through the exporter. 1 when
-// it was started; 0 with a message and a log line, the open model kept
-int twLink_Open(const char* pstrPath, int bReload);
+// A file to open, or several joined by tabs that make one model: a copy through its own
+// loader, anything else through the exporter. A file of several that can't be opened is left
+// out with a message. 1 when it was started; 0 with a message and a log line, the open model
+// kept
+int twLink_Open(const char* pstrPaths, int bReload);
+// The files of a set, at most iMax; their number
+int twLink_SplitSet(const char* pstrSet, char (*paszOut)[TW_PATH_SIZE], int iMax);
+// "name" of one file, "name +2" of a set of three
+void twLink_SetName(const char* pstrSet, char* pstrOut, int iOutSize);
 void twLink_Update(void);       // each frame: the export's progress and end, the source's saves
 int twLink_IsExporting(void);
 void twLink_Cancel(void);       // Esc: the export stops, nothing of it is kept

@@ -18,14 +18,14 @@
 // alike apart
 static void MakeLabel(int iIndex, TwRecentModel* pModel, const char* pstrReason)
 {
-    char szDir[TW_PATH_SIZE] = "";
-    twCore_GetDirectory(pModel->szPath, szDir);
+    char aszFirst[1][TW_PATH_SIZE] = {""}, szDir[TW_PATH_SIZE] = "", szName[256];
+    twLink_SplitSet(pModel->szPath, aszFirst, 1);
+    twCore_GetDirectory(aszFirst[0], szDir);
+    twLink_SetName(pModel->szPath, szName, sizeof(szName));
     if (pstrReason)
-        snprintf(pModel->szLabel, sizeof(pModel->szLabel), "%d  %.24s  (%.24s)", iIndex + 1,
-                 twCore_BaseName(pModel->szPath), pstrReason);
+        snprintf(pModel->szLabel, sizeof(pModel->szLabel), "%d  %.24s  (%.24s)", iIndex + 1, szName, pstrReason);
     else
-        snprintf(pModel->szLabel, sizeof(pModel->szLabel), "%d  %.24s  %.30s", iIndex + 1,
-                 twCore_BaseName(pModel->szPath), szDir);
+        snprintf(pModel->szLabel, sizeof(pModel->szLabel), "%d  %.24s  %.30s", iIndex + 1, szName, szDir);
 }
 
 // Why a file can't be opened, or null when it can
@@ -43,12 +43,28 @@ const char* twLink_WhyNot(const char* pstrPath)
     return nullptr;
 }
 
+// Why none of a set's files can be opened (the first's reason), or null when one can
+static const char* WhyNotSet(const char* pstrSet)
+{
+    char aszFiles[TW_LINK_MAX_SOURCES][TW_PATH_SIZE];
+    int n = twLink_SplitSet(pstrSet, aszFiles, TW_LINK_MAX_SOURCES);
+    const char* pstrFirst = n ? nullptr : twStrings_Get(TW_LINK_STR_NOT_FOUND);
+    for (int i = 0; i < n; i++) {
+        const char* pstrWhy = twLink_WhyNot(aszFiles[i]);
+        if (!pstrWhy)
+            return nullptr;
+        if (!pstrFirst)
+            pstrFirst = pstrWhy;
+    }
+    return pstrFirst;
+}
+
 void twLink_UpdateRecentStates(void)
 {
     if (!pLink)
         return;
     for (int i = 0; i < pLink->iNumRecent; i++) {
-        const char* pstrWhy = twLink_WhyNot(pLink->aRecent[i].szPath);
+        const char* pstrWhy = WhyNotSet(pLink->aRecent[i].szPath);
         pLink->aRecent[i].bMissing = pstrWhy != nullptr;
         MakeLabel(i, &pLink->aRecent[i], pstrWhy);
     }
@@ -62,6 +78,22 @@ const char* twLink_RecentPath(const char* pstrLabel)
         if (!strcmp(pLink->aRecent[i].szLabel, pstrLabel))
             return pLink->aRecent[i].bMissing ? nullptr : pLink->aRecent[i].szPath;
     return nullptr;
+}
+
+// A line of Recent.txt: a whole path, or several joined by tabs (a set opened together)
+static int WholePaths(const char* pLine, int iLen)
+{
+    if (iLen >= TW_SET_SIZE)
+        return 0;
+    int iFiles = 0;
+    for (int iAt = 0; iAt < iLen; iFiles++) {
+        const char* pTab = (const char*)memchr(pLine + iAt, '\t', (size_t)(iLen - iAt));
+        int iPart = pTab ? (int)(pTab - pLine) - iAt : iLen - iAt;
+        if (iPart <= 0 || iPart >= TW_PATH_SIZE || pLine[iAt] != '/' || iFiles >= TW_LINK_MAX_SOURCES)
+            return 0;
+        iAt += iPart + 1;
+    }
+    return pLine[iLen - 1] != '\t';
 }
 
 int twLink_ReadRecent(const char* pData, int iSize)
@@ -92,7 +124,7 @@ int twLink_ReadRecent(const char* pData, int iSize)
         if (!bLiveSeen && iLen == 6 && !memcmp(pLine, "live\t", 5) && (pLine[5] == '0' || pLine[5] == '1')) {
             bLiveSeen = 1;
             pLink->bLive = pLine[5] == '1';
-        } else if (pLine[0] != '/' || iLen >= TW_PATH_SIZE) {
+        } else if (!WholePaths(pLine, iLen)) {
             twLogError(TAG, "!%s: a line that isn't a whole path is passed over\n", TW_RECENT_FILE);
         } else if (pLink->iNumRecent < TW_RECENT_MAX) {
             TwRecentModel* pModel = &pLink->aRecent[pLink->iNumRecent++];
@@ -122,7 +154,7 @@ void twLink_LoadRecent(void)
 // A failed write leaves the list that was there
 void twLink_SaveRecent(void)
 {
-    char szPath[TW_PATH_SIZE], szLine[TW_PATH_SIZE + 2];
+    char szPath[TW_PATH_SIZE], szLine[TW_SET_SIZE + 2];
     twCore_GetTempPath(TW_RECENT_FILE, szPath);
     if (!szPath[0])
         return;

@@ -228,14 +228,29 @@ static void PostTestDrop(void)
     if (!s_bTestDrop)
         return;
     s_bTestDrop = 0;
-    char szPath[TW_PATH_SIZE];
-    twWindow_ReadFirstLine(pstrList, szPath, sizeof(szPath));
+    // every line of the list, as one drop of several files
+    FILE* pFile = fopen(pstrList, "rb");
+    if (!pFile)
+        return;
     SDL_Event event;
     memset(&event, 0, sizeof(event));
-    event.type = SDL_DROPFILE;
-    event.drop.file = SDL_strdup(szPath);
-    if (SDL_PushEvent(&event) != 1)
-        SDL_free(event.drop.file);
+    event.type = SDL_DROPBEGIN;
+    SDL_PushEvent(&event);
+    char szPath[TW_PATH_SIZE];
+    while (fgets(szPath, sizeof(szPath), pFile)) {
+        szPath[strcspn(szPath, "\r\n")] = 0;
+        if (!szPath[0])
+            continue;
+        memset(&event, 0, sizeof(event));
+        event.type = SDL_DROPFILE;
+        event.drop.file = SDL_strdup(szPath);
+        if (SDL_PushEvent(&event) != 1)
+            SDL_free(event.drop.file);
+    }
+    fclose(pFile);
+    memset(&event, 0, sizeof(event));
+    event.type = SDL_DROPCOMPLETE;
+    SDL_PushEvent(&event);
 }
 #endif
 
@@ -256,10 +271,24 @@ int twWindow_SwapBuffers(void)
 
 int twWindow_Proc(const SDL_Event* pEvent)
 {
+    if (pEvent->type == SDL_DROPBEGIN || pEvent->type == SDL_DROPCOMPLETE) {
+        if (pWindow) {
+            if (pEvent->type == SDL_DROPBEGIN)
+                pWindow->szDropped[0] = 0;
+            pWindow->bDropping = pEvent->type == SDL_DROPBEGIN;
+        }
+        return 1;
+    }
     if (pEvent->type == SDL_DROPFILE) {
-        // the last of several files dropped at once is the one kept
-        if (pWindow && pEvent->drop.file)
-            snprintf(pWindow->szDropped, sizeof(pWindow->szDropped), "%s", pEvent->drop.file);
+        // the files dropped at once open together; one that doesn't fit is passed over
+        if (pWindow && pEvent->drop.file) {
+            char* pstrAt = pWindow->szDropped;
+            size_t uiAt = strlen(pstrAt), uiLen = strlen(pEvent->drop.file);
+            if (!strchr(pEvent->drop.file, '\t') && uiAt + uiLen + 2 <= sizeof(pWindow->szDropped))
+                snprintf(pstrAt + uiAt, sizeof(pWindow->szDropped) - uiAt, "%s%s", uiAt ? "\t" : "", pEvent->drop.file);
+            else
+                twLogError("twWindow_Proc", "!The dropped file's path is too long: passed over\n");
+        }
         SDL_free(pEvent->drop.file);
         return 1;
     }
@@ -280,7 +309,7 @@ int twWindow_Proc(const SDL_Event* pEvent)
 
 int twWindow_TakeDroppedFile(char* pstrOut, int iOutSize)
 {
-    if (!pWindow || !pWindow->szDropped[0])
+    if (!pWindow || !pWindow->szDropped[0] || pWindow->bDropping)
         return 0;
     int bFits = snprintf(pstrOut, iOutSize, "%s", pWindow->szDropped) < iOutSize;
     pWindow->szDropped[0] = 0;
@@ -371,7 +400,7 @@ int twWindow_SetDialogMode(int bDialog)
 
 // Runs zenity and reads the path it prints. 1 with a path, 0 when the user cancelled or
 // zenity couldn't run; *pbMissing tells the latter.
-static int RunZenity(int bSave, const char* pstrFilter, char* pstrOut, int iOutSize, int* pbMissing)
+static int RunZenity(int iMode, const char* pstrFilter, char* pstrOut, int iOutSize, int* pbMissing)
 {
     *pbMissing = 0;
     int aiPipe[2];
@@ -383,11 +412,15 @@ static int RunZenity(int bSave, const char* pstrFilter, char* pstrOut, int iOutS
     posix_spawn_file_actions_addclose(&actions, aiPipe[0]);
     posix_spawn_file_actions_addclose(&actions, aiPipe[1]);
     // the named filter first, and every file besides
-    const char* apstrArgs[10];
+    const char* apstrArgs[12];
     int n = 0;
     apstrArgs[n++] = "zenity";
     apstrArgs[n++] = "--file-selection";
-    if (bSave) {
+    if (iMode == 3) {
+        apstrArgs[n++] = "--multiple";
+        apstrArgs[n++] = "--separator=\t";
+    }
+    if (iMode == 2) {
         apstrArgs[n++] = "--save";
         apstrArgs[n++] = "--confirm-overwrite";
     }
@@ -405,7 +438,7 @@ static int RunZenity(int bSave, const char* pstrFilter, char* pstrOut, int iOutS
         *pbMissing = 1;
         return 0;
     }
-    char szRead[2048];
+    char szRead[TW_SET_SIZE + 2];
     int iLen = 0;
     ssize_t iGot;
     while ((iGot = read(aiPipe[0], szRead + iLen, sizeof(szRead) - 1 - iLen)) > 0 ||
@@ -460,10 +493,10 @@ int twWindow_GetFileFromDialog(int iMode, char* pstrPath, const char* pstrExtens
         return 0;
     }
     int bResult = 0;
-    if (iMode == 1 || iMode == 2) {
-        char szChosen[TW_DIALOG_PATH_MAX];
+    if (iMode >= 1 && iMode <= 3) {
+        char szChosen[TW_SET_SIZE];
         int bMissing = 0;
-        bResult = RunZenity(iMode == 2, szFilter, szChosen, sizeof(szChosen), &bMissing);
+        bResult = RunZenity(iMode, szFilter, szChosen, iMode == 3 ? TW_SET_SIZE : TW_DIALOG_PATH_MAX, &bMissing);
         if (bMissing)
             twLogError(pstrTag, "!zenity : not found\n");
         if (bResult)

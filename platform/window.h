@@ -4,6 +4,8 @@
 #pragma once
 #include <stdint.h>
 
+#include "engine/core.h"
+
 struct SDL_Window;
 union SDL_Event;
 
@@ -28,7 +30,8 @@ struct TwWindow {
     int32_t bQuadBuffer;       // the context has stereo buffers
     int32_t bVideoStarted;     // SDL's video subsystem is up
     int32_t bRelativeBeforeDialog; // the mouse was relative when a dialog came up
-    char szDropped[TW_DIALOG_PATH_MAX * 4]; // a file dropped on the window and not yet taken; empty: none
+    char szDropped[TW_SET_SIZE]; // the files dropped on the window together, joined by tabs, not yet taken; empty: none
+    int32_t bDropping;           // a drop has begun and not yet ended: its files are still coming
 };
 
 extern TwWindow* pWindow;
@@ -54,11 +57,12 @@ int twWindow_IsQuadBuffered(void);
 int twWindow_HasStencil(void);
 int twWindow_HasAlpha(void);   // the colour buffer keeps an alpha byte
 int twWindow_SetDialogMode(int bDialog); // brackets every file dialog: 1 before, 0 after
-// mode 1 open, 2 save; 1 when a file was chosen. The extension may be a list ("ifc;obj"):
-// the dialog offers those files under the description, and all files besides
+// mode 1 open, 2 save, 3 open one or several (joined by tabs, TW_SET_SIZE at most); 1 when a
+// file was chosen. The extension may be a list ("ifc;obj"): the dialog offers those files
+// under the description, and all files besides
 int twWindow_GetFileFromDialog(int iMode, char* pstrPath, const char* pstrExtension, const char* pstrDescription,
                                int iUnused);
-int twWindow_TakeDroppedFile(char* pstrOut, int iOutSize); // 1 once for each file dropped on the window
+int twWindow_TakeDroppedFile(char* pstrOut, int iOutSize); // 1 once for each drop: its files, joined by tabs
 // A file watched for changes: its folder is watched, so that a save that replaces the file
 // by a rename is seen too. A handle, or -1; the handle is read without waiting
 int twWindow_WatchFile(const char* pstrPath);

@@ -119,7 +119,7 @@ TEST_F(Link, ASaveReloadsTheModelWhereTheWalkerStands)
     EXPECT_EQ(pWorld->iNumElements, 2);
     EXPECT_STREQ(pEngine->szModelPath, source.c_str());
     EXPECT_STREQ(pLink->aRecent[0].szPath, source.c_str());
-    EXPECT_GE(pLink->iWatch, 0);
+    EXPECT_GE(pLink->aiWatch[0], 0);
     EXPECT_FALSE(twCore_FileExists((dir + "Temp/" TW_LINK_OUTPUT).c_str()));
     EXPECT_TRUE(twCore_FileExists((dir + "Temp/Export.elements").c_str()));
     // the walker somewhere of his own, the upper layer hidden
@@ -265,6 +265,50 @@ TEST_F(Link, AnIfcBuildingBringsItsSiteToTheSun)
     twLink_SetLive(1);
 }
 
+// Two IFC files opened together make one model, both watched and kept as one recent entry; a
+// save of one reloads it with the other read from its kept stream; a file of the set that is
+// missing is left out with a message and the other opens
+TEST_F(Link, SeveralFilesOpenTogetherAndASaveOfOneReloadsIt)
+{
+    std::string west = dir + "west.ifc", east = dir + "east.ifc";
+    twHarness_WriteText(west, twSample_IfcBuilding("IFC4", 0, 0, 0, 300000, 5000000));
+    twHarness_WriteText(east, twSample_IfcBuilding("IFC4", 0, 0, 100, 300100, 5000050));
+    ASSERT_EQ(twLink_Open((west + "\t" + east).c_str(), 0), 1);
+    Settle();
+    ASSERT_EQ(pWorld->iNumElements, 10);
+    EXPECT_GE(LayerIndex("east / Upper floor"), 0);
+    EXPECT_STREQ(pLink->szSource, (west + "\t" + east).c_str());
+    EXPECT_STREQ(pLink->aRecent[0].szPath, pLink->szSource);
+    EXPECT_NE(strstr(pLink->aRecent[0].szLabel, "west.ifc +1"), nullptr) << pLink->aRecent[0].szLabel;
+    EXPECT_GE(pLink->aiWatch[0], 0);
+    EXPECT_GE(pLink->aiWatch[1], 0);
+    // the set comes back with Temp's model: its side file names both
+    EXPECT_STREQ(pWorld->szInfoSource, pLink->szSource);
+    // east moves 10 m east; west comes from what its engine said last
+    double dBefore = pLink->dLastReload;
+    twHarness_WriteText(east, twSample_IfcBuilding("IFC4", 10, 0, 100, 300100, 5000050));
+    for (int i = 0; i < 6000 && pLink->dLastReload == dBefore; i++) {
+        usleep(10000);
+        twLink_Update();
+    }
+    ASSERT_NE(pLink->dLastReload, dBefore);
+    ASSERT_EQ(pWorld->iNumElements, 10);
+    float fEastWall = 1e9f, fWestWall = 1e9f;
+    for (int e = 0; e < pWorld->iNumElements; e++) {
+        const TwElementInfo* pInfo = twWorld_GetElementInfo(e);
+        if (pInfo && !strcmp(pInfo->apstrFields[1], "IfcWall"))
+            (strcmp(pInfo->apstrFields[4], "east") ? fWestWall : fEastWall) = pWorld->pElements[e].vMin[0];
+    }
+    EXPECT_NEAR(fEastWall - fWestWall, 110.0f, 0.01f);
+    EXPECT_TRUE(twCore_FileExists((dir + "Temp/" TW_LINK_KEPT).c_str()));
+    // a set with a file gone: the other opens, and the message names the one left out
+    unlink(east.c_str());
+    ASSERT_EQ(twLink_Open((west + "\t" + east).c_str(), 0), 1);
+    Settle();
+    EXPECT_EQ(pWorld->iNumElements, 5);
+    EXPECT_NE(strstr(pEngine->szMessageText, "east.ifc"), nullptr) << pEngine->szMessageText;
+}
+
 // A light that still fits stays through a reload; one that no longer fits goes into its own
 // folder under Temp, whole, with a message
 TEST_F(Link, ALightThatNoLongerFitsIsSetAside)
@@ -328,8 +372,10 @@ TEST(LinkTimer, ASourceThatNeverRestsIsExportedLessAndLessOften)
 TEST_F(Link, RecentModelsAreReadAndGreyedOutWithTheirReason)
 {
     twHarness_WriteText(dir + "a.ifc", "ISO");
+    // a set of two, one of them gone, can still be opened; one with a relative file is passed over
     std::string text = std::string(TW_RECENT_MAGIC) + "\nlive\t0\n" + dir + "a.ifc\nrelative.ifc\n\n" + dir +
-                       "gone.ifc\r\n" + dir + "\n" + std::string(600, 'x') + "\n/1\n/2\n/3\n/4\n";
+                       "gone.ifc\r\n" + dir + "\n" + dir + "gone.ifc\trelative.ifc\n" + dir + "gone.ifc\t" + dir +
+                       "a.ifc\n" + std::string(600, 'x') + "\n/1\n/2\n/3\n";
     ASSERT_EQ(twLink_ReadRecent(text.data(), (int)text.size()), 1);
     EXPECT_EQ(pLink->bLive, 0);
     ASSERT_EQ(pLink->iNumRecent, TW_RECENT_MAX);
@@ -340,6 +386,8 @@ TEST_F(Link, RecentModelsAreReadAndGreyedOutWithTheirReason)
     EXPECT_NE(strstr(pLink->aRecent[1].szLabel, "(not found)"), nullptr) << pLink->aRecent[1].szLabel;
     EXPECT_EQ(twLink_RecentPath(pLink->aRecent[1].szLabel), nullptr);
     EXPECT_NE(strstr(pLink->aRecent[2].szLabel, "(is a folder)"), nullptr) << pLink->aRecent[2].szLabel;
+    EXPECT_EQ(pLink->aRecent[3].bMissing, 0);
+    EXPECT_NE(strstr(pLink->aRecent[3].szLabel, "gone.ifc +1"), nullptr) << pLink->aRecent[3].szLabel;
     EXPECT_EQ(twLink_ReadRecent("Ambulon recent 2\n/a\n", 19), 0);
     EXPECT_EQ(pLink->iNumRecent, 0);
     pLink->bLive = 1;

@@ -405,7 +405,7 @@ struct TwWorld {
     // model (world/element_info.cpp); none when there is no such file or it isn't this model's
     char* pInfoText;                // the file's text, cut into fields in place
     TwElementInfo* pElementInfo;    // iNumElements records, or null
-    char szInfoSource[TW_PATH_SIZE]; // the file the model was exported from; empty: not known
+    char szInfoSource[TW_SET_SIZE]; // the files the model was exported from, joined by tabs; empty: not known
     TwModelPlace place;             // from the side file; all NaN without one
 };
 

@@ -247,12 +247,15 @@ int main(int argc, char** argv)
         std::vector<uint8_t> bytes = twExport_Write(model);
         if (!twExport_WriteBytes(bytes, output))
             return Fail(output.c_str(), "can't write the model");
-        char szSource[PATH_MAX];
-        if (!realpath(pstrInput, szSource))
-            snprintf(szSource, sizeof(szSource), "%s", pstrInput);
+        // every source, the ones left out too: the viewer watches them all
+        std::string sources;
+        for (const std::string& input : inputs) {
+            char szReal[PATH_MAX];
+            sources += (sources.empty() ? "" : "\t") + std::string(realpath(input.c_str(), szReal) ? szReal : input.c_str());
+        }
         char szInfo[TW_PATH_SIZE];
         twWorld_SideFilePath(output.c_str(), TW_SIDE_ELEMENTS, szInfo);
-        if (!twExport_WriteInfoFile(model, bytes.size(), szSource, szInfo))
+        if (!twExport_WriteInfoFile(model, bytes.size(), sources, szInfo))
             fprintf(stderr, "ambexport: can't write '%s' (the viewer shows no IFC names)\n", szInfo);
         if (options.pfnProgress)
             PrintProgress(1.0f);

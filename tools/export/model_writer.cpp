@@ -218,8 +218,17 @@ std::vector<uint8_t> twExport_WriteInfo(const TwExportModel& model, uint64_t uiM
 {
     std::string out = TW_ELEMENT_INFO_MAGIC "\n";
     out += "model\t" + std::to_string(uiModelSize) + "\t" + std::to_string(model.elements.size()) + "\n";
+    // several sources, joined by tabs, each a field of its own
     out += "source\t";
-    PutField(&out, source);
+    for (size_t uiAt = 0; uiAt <= source.size();) {
+        size_t uiTab = source.find('\t', uiAt);
+        if (uiTab == std::string::npos)
+            uiTab = source.size();
+        PutField(&out, source.substr(uiAt, uiTab - uiAt));
+        if (uiTab < source.size())
+            out += '\t';
+        uiAt = uiTab + 1;
+    }
     out += "\n";
     // where it stands: the move near its origin, the site's latitude, longitude and elevation,
     // the map conversion's eastings, northings and height, and the map's name ("nan": unknown)
