@@ -808,6 +808,20 @@ int twEngine_RunPending(const char* pstrPath, int* piStep, int* piKind, float* p
         *piKind = TW_PENDING_NONE;
         return 1;
     }
+    if (*piKind == TW_PENDING_ADD_MODEL || *piKind == TW_PENDING_REMOVE_MODEL) {
+        char szChosen[TW_SET_SIZE];
+        twWindow_SetDialogMode(1);
+        int bAdd = *piKind == TW_PENDING_ADD_MODEL;
+        int bChosen = bAdd ? twWindow_GetFileFromDialog(3, szChosen, TW_LINK_FILTER, twStrings_Get(TW_STR_MODEL_FILES), 0)
+                           : pLink && twWindow_ChooseFromDialog(twStrings_Get(TW_STR_MODELS_OPEN), pLink->szSource,
+                                                                szChosen, sizeof(szChosen));
+        twWindow_SetDialogMode(0);
+        if (bChosen)
+            twLink_ChangeSet(bAdd ? szChosen : nullptr, bAdd ? nullptr : szChosen);
+        *piStep = 0;
+        *piKind = TW_PENDING_NONE;
+        return 1;
+    }
     if (*piKind != TW_PENDING_PUBLISH_WIN && *piKind != TW_PENDING_PUBLISH_MAC) {
         *piStep = 0;
         *piKind = TW_PENDING_NONE;

@@ -47,6 +47,8 @@ struct TwModelPlace;
 enum TwPendingKind {
     TW_PENDING_NONE = 0, TW_PENDING_OPEN = 1, TW_PENDING_PUBLISH_WIN = 2, TW_PENDING_PUBLISH_MAC = 3,
     TW_PENDING_OPEN_MODEL = 4, // the dialog of building models, then the exporter
+    TW_PENDING_ADD_MODEL = 5,  // the same dialog, its files added to what is open
+    TW_PENDING_REMOVE_MODEL = 6, // a list of the open files, the one chosen taken away
 };
 // The message panel's kinds (iMessageKind): what its second line says
 #define TW_MESSAGE_FILE_ERROR 1 // "File error"

@@ -10,7 +10,14 @@ int main(int argc, char** argv)
 {
     static char s_szOpen[TW_SET_SIZE];
     size_t uiAt = 0;
-    for (int i = 1; i < argc && uiAt + strlen(argv[i]) + 2 <= sizeof(s_szOpen); i++)
-        uiAt += snprintf(s_szOpen + uiAt, sizeof(s_szOpen) - uiAt, "%s%s", uiAt ? "\t" : "", argv[i]);
+    for (int i = 1; i < argc; i++) {
+        size_t uiLen = strlen(argv[i]), uiTab = uiAt ? 1 : 0;
+        if (uiAt + uiTab + uiLen + 1 > sizeof(s_szOpen))
+            break;
+        if (uiTab)
+            s_szOpen[uiAt++] = '\t';
+        memcpy(s_szOpen + uiAt, argv[i], uiLen + 1);
+        uiAt += uiLen;
+    }
     return twEngine_Main(nullptr, uiAt ? s_szOpen : nullptr);
 }

@@ -31,6 +31,18 @@ void twLink_Message(const char* pstrFirst, const char* pstrSecond)
     twEngine_ShowMessage(TW_MESSAGE_TEXT, TW_MESSAGE_SECONDS, szText);
 }
 
+// A file put at the end of a set; 0 when it doesn't fit
+static int AddToSet(char* pstrSet, size_t uiSize, const char* pstrFile)
+{
+    size_t uiAt = strlen(pstrSet), uiLen = strlen(pstrFile), uiTab = uiAt ? 1 : 0;
+    if (uiAt + uiTab + uiLen + 1 > uiSize)
+        return 0;
+    if (uiTab)
+        pstrSet[uiAt] = '\t';
+    memcpy(pstrSet + uiAt + uiTab, pstrFile, uiLen + 1);
+    return 1;
+}
+
 int twLink_SplitSet(const char* pstrSet, char (*paszOut)[TW_PATH_SIZE], int iMax)
 {
     int n = 0;
@@ -245,8 +257,10 @@ static int StartExport(const char* pstrPath, int bReload)
     snprintf(l->szExporting, sizeof(l->szExporting), "%s", pstrPath);
     l->fFraction = -1;
     l->dStarted = twTimer_Seconds();
-    twLog(TAG, "Exporting '%s'%s%s\n", pstrPath, bReload ? " again: it was saved" : "",
-          bWaiting ? ", by the export waiting ready" : "");
+    twLog(TAG, "Exporting '%s'%s\n", pstrPath,
+          bReload == TW_LINK_SAVED ? " again: it was saved" : bReload ? " again: a file added or taken away" : "");
+    if (bWaiting)
+        twLog(TAG, "The export waiting ready takes it\n");
     return 1;
 }
 
@@ -291,10 +305,9 @@ int twLink_Open(const char* pstrGiven, int bReload)
             twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), szLine);
             continue;
         }
-        size_t uiAt = strlen(szSet);
-        if (uiAt + strlen(szPath) + 2 > sizeof(szSet))
+        if (!AddToSet(szSet, sizeof(szSet), szPath))
             break;
-        snprintf(szSet + uiAt, sizeof(szSet) - uiAt, "%s%s", iFiles++ ? "\t" : "", szPath);
+        iFiles++;
     }
     if (!iFiles)
         return 0;
@@ -389,6 +402,49 @@ static void RestoreOpen(const char* pstrOpen, int iSource, const TwCamera* pKept
     twLog(TAG, "'%s' is open again\n", twCore_BaseName(pstrOpen));
 }
 
+// The name a file of a set gives its layers ("<model> / <storey>"): its own, without folders
+// and extension
+static void ModelName(const char* pstrFile, char* pstrOut, int iOutSize)
+{
+    snprintf(pstrOut, iOutSize, "%.200s", twCore_BaseName(pstrFile));
+    char* pDot = strrchr(pstrOut, '.');
+    if (pDot && pDot != pstrOut)
+        *pDot = 0;
+}
+
+// The kept hidden layers' names for the model of another set: a model alone names its
+// layers by storey, one of several "<model> / <storey>". So a file added to one alone
+// puts its name before the names, and the last left of several takes its own away (the
+// others' layers are gone). A new block, or null when the names stay as they are.
+static char* RenameKept(const char* pstrKept, const char* pstrOldSet, const char* pstrNewSet)
+{
+    char aszOld[TW_LINK_MAX_SOURCES][TW_PATH_SIZE], aszNew[TW_LINK_MAX_SOURCES][TW_PATH_SIZE], szModel[256];
+    int iOld = twLink_SplitSet(pstrOldSet, aszOld, TW_LINK_MAX_SOURCES);
+    int iNew = twLink_SplitSet(pstrNewSet, aszNew, TW_LINK_MAX_SOURCES);
+    if (!pstrKept || (iOld > 1) == (iNew > 1) || !iOld || !iNew)
+        return nullptr;
+    ModelName(iOld == 1 ? aszOld[0] : aszNew[0], szModel, sizeof(szModel));
+    size_t uiPrefix = strlen(szModel) + strlen(TW_LAYER_SOURCE_MARK), uiSize = 1;
+    for (const char* p = pstrKept; *p; p += strlen(p) + 1)
+        uiSize += strlen(p) + 1 + uiPrefix;
+    char* pstrOut = (char*)twMem_Malloc((uint32_t)uiSize, "pKeptLayers");
+    if (!pstrOut) {
+        twLogError(TAG, "!malloc : pKeptLayers\n");
+        return nullptr;
+    }
+    size_t n = 0;
+    for (const char* p = pstrKept; *p; p += strlen(p) + 1) {
+        if (iOld == 1) {
+            n += snprintf(pstrOut + n, uiSize - n, "%s%s%s", szModel, TW_LAYER_SOURCE_MARK, p) + 1;
+        } else if (!strncmp(p, szModel, strlen(szModel)) && !strncmp(p + strlen(szModel), TW_LAYER_SOURCE_MARK,
+                                                                       strlen(TW_LAYER_SOURCE_MARK))) {
+            n += snprintf(pstrOut + n, uiSize - n, "%s", p + uiPrefix) + 1;
+        }
+    }
+    pstrOut[n] = 0;
+    return pstrOut;
+}
+
 static void Finish(int iExit)
 {
     TwLink* l = pLink;
@@ -444,7 +500,9 @@ static void Finish(int iExit)
     twWorld_LoadElementInfo(pWorld->szModelPath);
     if (bReload) {
         twCamera_CopyPlace(pCam, &kept);
-        HideLayers(pstrHidden);
+        char* pstrRenamed = RenameKept(pstrHidden, l->szSource, l->szExporting);
+        HideLayers(pstrRenamed ? pstrRenamed : pstrHidden);
+        twMem_Free(pstrRenamed);
     } else {
         e->iSunAltitudeWanted = iAltitude;
         e->iSunAzimuthWanted = iAzimuth;
@@ -472,12 +530,54 @@ static void Finish(int iExit)
     twLink_SetName(l->szSource, szName, sizeof(szName));
     twLog(TAG, "'%s' loaded in %.2f s after an export of %.2f s\n", szName,
           twTimer_Seconds() - dLoad, dLoad - l->dStarted);
-    if (bReload) {
+    if (bReload)
         l->dLastReload = twTimer_Seconds();
-    } else {
+    if (bReload != TW_LINK_SAVED) {
         twLink_AddRecent(l->szSource);
         twLink_Watch();
     }
+}
+
+static int InSet(const char* pstrSet, const char* pstrFile)
+{
+    char aszIn[TW_LINK_MAX_SOURCES][TW_PATH_SIZE];
+    int n = twLink_SplitSet(pstrSet, aszIn, TW_LINK_MAX_SOURCES);
+    for (int i = 0; i < n; i++)
+        if (!strcmp(aszIn[i], pstrFile))
+            return 1;
+    return 0;
+}
+
+int twLink_ChangeSet(const char* pstrAdd, const char* pstrRemove)
+{
+    TwLink* l = pLink;
+    if (!l || !l->szSource[0]) {
+        twLogError(TAG, "!No model of the exporter's is open: nothing to add to or take from\n");
+        return 0;
+    }
+    char aszOld[TW_LINK_MAX_SOURCES][TW_PATH_SIZE], aszAdd[TW_LINK_MAX_SOURCES][TW_PATH_SIZE];
+    char szSet[TW_SET_SIZE] = "", szRemove[PATH_MAX] = "";
+    int iOld = twLink_SplitSet(l->szSource, aszOld, TW_LINK_MAX_SOURCES);
+    int iAdd = pstrAdd ? twLink_SplitSet(pstrAdd, aszAdd, TW_LINK_MAX_SOURCES) : 0, iFiles = 0;
+    if (pstrRemove && !realpath(pstrRemove, szRemove))
+        snprintf(szRemove, sizeof(szRemove), "%s", pstrRemove);
+    for (int i = 0; i < iOld + iAdd; i++) {
+        const char* pstrFile = i < iOld ? aszOld[i] : aszAdd[i - iOld];
+        char szReal[PATH_MAX];
+        if (!realpath(pstrFile, szReal))
+            snprintf(szReal, sizeof(szReal), "%s", pstrFile);
+        // once each, the one taken away not at all
+        int bTwice = !strcmp(szReal, szRemove) || InSet(szSet, szReal);
+        if (!bTwice && iFiles < TW_LINK_MAX_SOURCES && AddToSet(szSet, sizeof(szSet), szReal))
+            iFiles++;
+    }
+    if (!iFiles) {
+        twLogError(TAG, "!The last file of the model stays: it can't be taken away\n");
+        return 0;
+    }
+    if (!strcmp(szSet, l->szSource))
+        return 0;
+    return twLink_Open(szSet, TW_LINK_SET_CHANGED);
 }
 
 void twLink_Update(void)

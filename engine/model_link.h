@@ -32,6 +32,9 @@ enum TwLinkText {
 };
 
 enum TwLinkStep { TW_LINK_IDLE = 0, TW_LINK_NOW = 1, TW_LINK_NOW_BACKED_OFF = 2 };
+// How a model comes: a new one, a save of its sources, or its set with a file added or taken
+// away (the walker and the hidden layers stay, and the new set is watched and remembered)
+enum TwLinkOpen { TW_LINK_NEW = 0, TW_LINK_SAVED = 1, TW_LINK_SET_CHANGED = 2 };
 
 // When a changing source is exported: once it has rested TW_LINK_QUIET, or when it never
 // rests, after a wait that doubles each time so that a file written every moment can't keep
@@ -55,7 +58,7 @@ struct TwLink {
     TwLinkTimer timer;
     // the export that runs
     int32_t iPid;                     // 0: none
-    int32_t bReload;                  // a save of the open source: the walker and layers stay
+    int32_t bReload;                  // a TwLinkOpen: not new, the walker and layers stay
     char szExporting[TW_SET_SIZE];
     float fFraction;                  // how far it is, 0 to 1; below 0 while the source is read
     double dStarted;                  // seconds of the timer
@@ -81,6 +84,9 @@ void twLink_Free(void); // an export that runs is stopped and its files removed
 // out with a message. 1 when it was started; 0 with a message and a log line, the open model
 // kept
 int twLink_Open(const char* pstrPaths, int bReload);
+// Files added to the open set, or one taken from it (null: none): the set exported again as a
+// TW_LINK_SET_CHANGED. 0 with a log line when nothing is open or the last file would go.
+int twLink_ChangeSet(const char* pstrAdd, const char* pstrRemove);
 // The files of a set, at most iMax; their number
 int twLink_SplitSet(const char* pstrSet, char (*paszOut)[TW_PATH_SIZE], int iMax);
 // "name" of one file, "name +2" of a set of three

@@ -20,6 +20,7 @@
 #define TW_STR_LEGAL_LINE 15         // the foot of the information page
 #define TW_STR_PROGRAM_FILES 115     // the open dialog's kind of file
 #define TW_STR_MODEL_FILES 541       // the building models' dialog's kind of file
+#define TW_STR_MODELS_OPEN 561       // the list of the files open together
 #define TW_STR_METRES_SHORT 143      // unit suffixes
 #define TW_STR_FEET_SHORT 144
 #define TW_STR_MODE_PLAIN 150        // render modes

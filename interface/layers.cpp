@@ -9,9 +9,150 @@ TwLayers* pLayers = nullptr;
 
 static void UpdatePointers(void)
 {
-    for (int k = 0; k < pLayers->iPageSize; k++)
-        pLayers->ppLayersForInterface[k] =
-            pLayers->pLayers + ((size_t)pLayers->iPage * pLayers->iPageSize + k) * TW_LAYER_SIZE;
+    for (int k = 0; k < pLayers->iPageSize; k++) {
+        int iRow = pLayers->iPage * pLayers->iPageSize + k;
+        if (!pLayers->piRows) {
+            pLayers->ppLayersForInterface[k] = pLayers->pLayers + (size_t)iRow * TW_LAYER_SIZE;
+            continue;
+        }
+        // past the rows, the zero record after the last layer: rows without a name don't show
+        int iWhat = iRow < pLayers->iNumRows ? pLayers->piRows[iRow] : pLayers->iNumLayers;
+        pLayers->ppLayersForInterface[k] = iWhat >= 0 ? pLayers->pLayers + (size_t)iWhat * TW_LAYER_SIZE
+                                                      : pLayers->pSources + (size_t)(-1 - iWhat) * TW_LAYER_SIZE;
+    }
+}
+
+static const char* LayerName(const uint8_t* pRecord)
+{
+    return (const char*)pRecord + TW_LAYER_NAME_OFFSET;
+}
+
+static void FreeSources(void)
+{
+    twMem_Free(pLayers->piRows);
+    twMem_Free(pLayers->pSources);
+    twMem_Free(pLayers->piSourceShown);
+    twMem_Free(pLayers->piLayerSource);
+    pLayers->piRows = nullptr;
+    pLayers->pSources = nullptr;
+    pLayers->piSourceShown = nullptr;
+    pLayers->piLayerSource = nullptr;
+    pLayers->iNumRows = pLayers->iNumSources = 0;
+}
+
+// The models of "<model> / <storey>" layers, when there are two or more: each model's row,
+// then its layers in their order; layers of no model last. Without memory the list stays
+// as it was, ungrouped.
+static void GroupBySource(void)
+{
+    TwLayers* l = pLayers;
+    FreeSources();
+    int n = l->iNumLayers;
+    if (n < 2)
+        return;
+    l->piLayerSource = (int32_t*)twMem_Malloc((uint32_t)n * 4, "piLayerSource");
+    l->pSources = (uint8_t*)twMem_Malloc((uint32_t)n * TW_LAYER_SIZE, "pLayerSources");
+    if (!l->piLayerSource || !l->pSources) {
+        twLogError("twLayers_Load", "!malloc : pLayerSources: the layers are listed ungrouped\n");
+        FreeSources();
+        return;
+    }
+    memset(l->pSources, 0, (size_t)n * TW_LAYER_SIZE);
+    for (int i = 0; i < n; i++) {
+        const char* pstrName = LayerName(l->pLayers + (size_t)i * TW_LAYER_SIZE);
+        const char* pstrMark = strstr(pstrName, TW_LAYER_SOURCE_MARK);
+        l->piLayerSource[i] = -1;
+        if (!pstrMark || pstrMark == pstrName)
+            continue;
+        size_t uiLen = (size_t)(pstrMark - pstrName);
+        int s = 0;
+        while (s < l->iNumSources && (strlen(twLayers_SourceName(s)) != uiLen ||
+                                      strncmp(twLayers_SourceName(s), pstrName, uiLen) != 0))
+            s++;
+        if (s == l->iNumSources) {
+            uint8_t* pRecord = l->pSources + (size_t)s * TW_LAYER_SIZE;
+            memcpy(pRecord + TW_LAYER_NAME_OFFSET, pstrName, uiLen);
+            l->iNumSources++;
+        }
+        l->piLayerSource[i] = s;
+    }
+    if (l->iNumSources < 2) {
+        FreeSources();
+        return;
+    }
+    // the rows, and pages enough for them: the records' table is made as large
+    int iRows = n + l->iNumSources, iPages = 1 + iRows / l->iPageSize;
+    l->piRows = (int32_t*)twMem_Malloc((uint32_t)iRows * 4, "piLayerRows");
+    l->piSourceShown = (int32_t*)twMem_Malloc((uint32_t)l->iNumSources * 4, "piSourceShown");
+    uint8_t* pMore = iPages > l->iNumPages
+                         ? (uint8_t*)twMem_Malloc((uint32_t)iPages * l->iPageSize * TW_LAYER_SIZE, "pLayers")
+                         : nullptr;
+    if (!l->piRows || !l->piSourceShown || (iPages > l->iNumPages && !pMore)) {
+        twLogError("twLayers_Load", "!malloc : piLayerRows: the layers are listed ungrouped\n");
+        twMem_Free(pMore);
+        FreeSources();
+        return;
+    }
+    if (pMore) {
+        memset(pMore, 0, (size_t)iPages * l->iPageSize * TW_LAYER_SIZE);
+        memcpy(pMore, l->pLayers, (size_t)n * TW_LAYER_SIZE);
+        twMem_Free(l->pLayers);
+        l->pLayers = pMore;
+        l->iNumPages = iPages;
+    }
+    for (int s = 0; s < l->iNumSources; s++) {
+        l->piRows[l->iNumRows++] = -1 - s;
+        for (int i = 0; i < n; i++)
+            if (l->piLayerSource[i] == s)
+                l->piRows[l->iNumRows++] = i;
+    }
+    for (int i = 0; i < n; i++)
+        if (l->piLayerSource[i] < 0)
+            l->piRows[l->iNumRows++] = i;
+    twLayers_SyncSources();
+}
+
+int twLayers_NumSources(void) { return pLayers ? pLayers->iNumSources : 0; }
+
+const char* twLayers_SourceName(int iSource)
+{
+    if (!pLayers || iSource < 0 || iSource >= pLayers->iNumSources)
+        return nullptr;
+    return LayerName(pLayers->pSources + (size_t)iSource * TW_LAYER_SIZE);
+}
+
+int twLayers_SourceVisible(int iSource)
+{
+    for (int i = 0; pLayers && pLayers->piLayerSource && i < pLayers->iNumLayers; i++)
+        if (pLayers->piLayerSource[i] == iSource && twLayers_IsVisible(i))
+            return 1;
+    return 0;
+}
+
+void twLayers_SetSourceVisible(int iSource, int bVisible)
+{
+    for (int i = 0; pLayers && pLayers->piLayerSource && i < pLayers->iNumLayers; i++)
+        if (pLayers->piLayerSource[i] == iSource)
+            twLayers_SetVisible(i, bVisible);
+    twLayers_SyncSources();
+}
+
+void twLayers_SyncSources(void)
+{
+    TwLayers* l = pLayers;
+    if (!l || !l->piSourceShown)
+        return;
+    for (int s = 0; s < l->iNumSources; s++) {
+        int32_t* piWord = (int32_t*)(l->pSources + (size_t)s * TW_LAYER_SIZE + TW_LAYER_VISIBLE_OFFSET);
+        int32_t iWord;
+        memcpy(&iWord, piWord, 4);
+        if (iWord != l->piSourceShown[s])
+            for (int i = 0; i < l->iNumLayers; i++)
+                if (l->piLayerSource[i] == s)
+                    twLayers_SetVisible(i, iWord);
+        iWord = l->piSourceShown[s] = twLayers_SourceVisible(s);
+        memcpy(piWord, &iWord, 4);
+    }
 }
 
 // Room for the pages of records, all zero: rows without a name don't show.
@@ -68,6 +209,7 @@ int twLayers_Load(FILE* pFile, int iNumLayers)
     pLayers->iPage = 0;
     // a count that is an exact multiple of the page size gets one empty page more
     int iNumPages = 1 + iNumLayers / pLayers->iPageSize;
+    FreeSources();
     if (pLayers->pLayers) {
         twLog(pstrTag, "Freeing previous layers\n");
         twMem_Free(pLayers->pLayers);
@@ -97,6 +239,8 @@ int twLayers_Load(FILE* pFile, int iNumLayers)
         int32_t bVisible = 1;
         memcpy(pRecord + TW_LAYER_VISIBLE_OFFSET, &bVisible, 4);
     }
+    GroupBySource();
+    UpdatePointers();
     return 1;
 }
 
@@ -131,11 +275,6 @@ void twLayers_SetVisible(int iIndex, int bVisible)
     int32_t iVisible = bVisible != 0;
     if (pRecord)
         memcpy(pRecord + TW_LAYER_VISIBLE_OFFSET, &iVisible, 4);
-}
-
-static const char* LayerName(const uint8_t* pRecord)
-{
-    return (const char*)pRecord + TW_LAYER_NAME_OFFSET;
 }
 
 char* twLayers_KeepHidden(int* piCount)
@@ -174,6 +313,7 @@ int twLayers_HideNamed(const char* pstrNames)
                 twLayers_SetVisible(i, 0);
                 iHidden++;
             }
+    twLayers_SyncSources();
     return iHidden;
 }
 
@@ -181,6 +321,7 @@ int twLayers_Free(void)
 {
     if (!pLayers)
         return 1;
+    FreeSources();
     if (pLayers->pLayers && !twMem_Free(pLayers->pLayers))
         twLogError("twLayers_Free", "!twMem_Free : pLayers\n");
     if (pLayers->ppLayersForInterface && !twMem_Free(pLayers->ppLayersForInterface))

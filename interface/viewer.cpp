@@ -56,7 +56,7 @@ enum {
     STR_PAGE_SUN = 108, STR_SUN_FOLLOW = 500, STR_SUN_YEAR, STR_SUN_MONTH, STR_SUN_DAY, STR_SUN_HOUR,
     STR_SUN_MINUTE, STR_SUN_LATITUDE, STR_SUN_LONGITUDE, STR_SUN_UTC, STR_SUN_NORTH,
     STR_SMOOTH_EDGES = 520, STR_SCREENSHOTS, STR_OFF_ON, STR_SHOT_FORMATS = 524,
-    STR_OPEN_MODEL = 540, STR_LIVE_LINK = 542, STR_RECENT = 543,
+    STR_OPEN_MODEL = 540, STR_LIVE_LINK = 542, STR_RECENT = 543, STR_ADD_MODEL = 559, STR_REMOVE_MODEL = 560,
 };
 #define PAGE_LAYERS_LOCKED "LAYERSRAD"
 #define GALLERY_IMAGE "GALLERYIMAGE"
@@ -146,6 +146,9 @@ static void PageFile(void)
         StaticAt(LABEL1, 3, STR_LIVE_LINK);
         Option(FIELD1, 3, &s_ui.bLiveLink, 2, s_ui.apszOffOn, nullptr);
         twInterf_AddContainer(FIELD1, ROW(4), WIDGET_W + 10, WIDGET_H, pLink->szLinkStatus);
+        // several models at once: one more, or one fewer
+        twInterf_AddButton(LABEL2, ROW(2), WIDGET_W, WIDGET_H, Str(STR_ADD_MODEL), 0, 0, 0, 1);
+        twInterf_AddButton(LABEL2, ROW(3), WIDGET_W, WIDGET_H, Str(STR_REMOVE_MODEL), 0, 0, 0, 1);
         StaticAt(LABEL1, RECENT_ROW - 1, STR_RECENT);
         for (int i = 0; i < TW_RECENT_MAX; i++)
             twInterf_AddButton(LABEL1, ROW(RECENT_ROW + i), RECENT_W, WIDGET_H, "", 0, 0, 1, 1);
@@ -727,13 +730,15 @@ static void Commands(void)
     } else if (twInterf_IsPage(Str(STR_PAGE_FILE))) {
         const char* pstrRecent = twLink_RecentPath(pstrName);
         if (pstrRecent) {
-            char szPath[TW_PATH_SIZE];
+            char szPath[TW_SET_SIZE];
             snprintf(szPath, sizeof(szPath), "%s", pstrRecent); // the list changes as it opens
             twLink_Open(szPath, 0);
             return;
         }
         int iKind = Is(pstrName, STR_OPEN)          ? TW_PENDING_OPEN
                     : Is(pstrName, STR_OPEN_MODEL)  ? TW_PENDING_OPEN_MODEL
+                    : Is(pstrName, STR_ADD_MODEL)   ? TW_PENDING_ADD_MODEL
+                    : Is(pstrName, STR_REMOVE_MODEL) ? TW_PENDING_REMOVE_MODEL
                     : Is(pstrName, STR_PUBLISH_WIN) ? TW_PENDING_PUBLISH_WIN
                     : Is(pstrName, STR_PUBLISH_MAC) ? TW_PENDING_PUBLISH_MAC
                                                     : TW_PENDING_NONE;

@@ -283,10 +283,12 @@ int twWindow_Proc(const SDL_Event* pEvent)
         // the files dropped at once open together; one that doesn't fit is passed over
         if (pWindow && pEvent->drop.file) {
             char* pstrAt = pWindow->szDropped;
-            size_t uiAt = strlen(pstrAt), uiLen = strlen(pEvent->drop.file);
-            if (!strchr(pEvent->drop.file, '\t') && uiAt + uiLen + 2 <= sizeof(pWindow->szDropped))
-                snprintf(pstrAt + uiAt, sizeof(pWindow->szDropped) - uiAt, "%s%s", uiAt ? "\t" : "", pEvent->drop.file);
-            else
+            size_t uiAt = strlen(pstrAt), uiLen = strlen(pEvent->drop.file), uiTab = uiAt ? 1 : 0;
+            if (!strchr(pEvent->drop.file, '\t') && uiAt + uiTab + uiLen + 1 <= sizeof(pWindow->szDropped)) {
+                if (uiTab)
+                    pstrAt[uiAt] = '\t';
+                memcpy(pstrAt + uiAt + uiTab, pEvent->drop.file, uiLen + 1);
+            } else
                 twLogError("twWindow_Proc", "!The dropped file's path is too long: passed over\n");
         }
         SDL_free(pEvent->drop.file);
@@ -398,9 +400,9 @@ int twWindow_SetDialogMode(int bDialog)
     return 1;
 }
 
-// Runs zenity and reads the path it prints. 1 with a path, 0 when the user cancelled or
-// zenity couldn't run; *pbMissing tells the latter.
-static int RunZenity(int iMode, const char* pstrFilter, char* pstrOut, int iOutSize, int* pbMissing)
+// Runs zenity with the words given and reads what it prints. 1 with a line, 0 when the user
+// cancelled or zenity couldn't run; *pbMissing tells the latter.
+static int RunZenity(const char* const* ppstrArgs, char* pstrOut, int iOutSize, int* pbMissing)
 {
     *pbMissing = 0;
     int aiPipe[2];
@@ -411,26 +413,8 @@ static int RunZenity(int iMode, const char* pstrFilter, char* pstrOut, int iOutS
     posix_spawn_file_actions_adddup2(&actions, aiPipe[1], STDOUT_FILENO);
     posix_spawn_file_actions_addclose(&actions, aiPipe[0]);
     posix_spawn_file_actions_addclose(&actions, aiPipe[1]);
-    // the named filter first, and every file besides
-    const char* apstrArgs[12];
-    int n = 0;
-    apstrArgs[n++] = "zenity";
-    apstrArgs[n++] = "--file-selection";
-    if (iMode == 3) {
-        apstrArgs[n++] = "--multiple";
-        apstrArgs[n++] = "--separator=\t";
-    }
-    if (iMode == 2) {
-        apstrArgs[n++] = "--save";
-        apstrArgs[n++] = "--confirm-overwrite";
-    }
-    apstrArgs[n++] = "--file-filter";
-    apstrArgs[n++] = pstrFilter;
-    apstrArgs[n++] = "--file-filter";
-    apstrArgs[n++] = "All files | *";
-    apstrArgs[n] = nullptr;
     pid_t pid;
-    int iErr = posix_spawnp(&pid, "zenity", &actions, nullptr, (char* const*)apstrArgs, environ);
+    int iErr = posix_spawnp(&pid, "zenity", &actions, nullptr, (char* const*)ppstrArgs, environ);
     posix_spawn_file_actions_destroy(&actions);
     close(aiPipe[1]);
     if (iErr != 0) {
@@ -464,12 +448,33 @@ static int RunZenity(int iMode, const char* pstrFilter, char* pstrOut, int iOutS
     return 1;
 }
 
+// A zenity dialog with the window out of its way: hidden, its context released, and both
+// back after
+static int Dialog(const char* pstrTag, const char* const* ppstrArgs, char* pstrOut, int iOutSize)
+{
+    if (!pWindow || !pWindow->hWnd || !pstrOut)
+        return 0;
+    SDL_HideWindow(pWindow->hWnd);
+    if (SDL_GL_MakeCurrent(pWindow->hWnd, nullptr) != 0) {
+        twLogError(pstrTag, "!wglMakeCurrent (0,0)\n");
+        return 0;
+    }
+    int bMissing = 0;
+    int bResult = RunZenity(ppstrArgs, pstrOut, iOutSize, &bMissing);
+    if (bMissing)
+        twLogError(pstrTag, "!zenity : not found\n");
+    if (SDL_GL_MakeCurrent(pWindow->hWnd, pWindow->hRC) != 0)
+        twLogError(pstrTag, "!wglMakeCurrent (restore)\n");
+    SDL_ShowWindow(pWindow->hWnd);
+    SDL_RaiseWindow(pWindow->hWnd);
+    return bResult;
+}
+
 int twWindow_GetFileFromDialog(int iMode, char* pstrPath, const char* pstrExtension, const char* pstrDescription,
                                int iUnused)
 {
     (void)iUnused;
-    const char* pstrTag = "twWindow_GetFileFromDialog";
-    if (!pWindow || !pWindow->hWnd || !pstrPath)
+    if (iMode < 1 || iMode > 3)
         return 0;
     // "Name | *.a *.A *.b *.B": zenity's patterns tell case apart
     char szFilter[512];
@@ -487,26 +492,47 @@ int twWindow_GetFileFromDialog(int iMode, char* pstrPath, const char* pstrExtens
     }
     if (!pstrExtension)
         snprintf(szFilter, sizeof(szFilter), "Any file | *");
-    SDL_HideWindow(pWindow->hWnd);
-    if (SDL_GL_MakeCurrent(pWindow->hWnd, nullptr) != 0) {
-        twLogError(pstrTag, "!wglMakeCurrent (0,0)\n");
-        return 0;
+    // the named filter first, and every file besides
+    const char* apstrArgs[12];
+    int a = 0;
+    apstrArgs[a++] = "zenity";
+    apstrArgs[a++] = "--file-selection";
+    if (iMode == 3) {
+        apstrArgs[a++] = "--multiple";
+        apstrArgs[a++] = "--separator=\t";
     }
-    int bResult = 0;
-    if (iMode >= 1 && iMode <= 3) {
-        char szChosen[TW_SET_SIZE];
-        int bMissing = 0;
-        bResult = RunZenity(iMode, szFilter, szChosen, iMode == 3 ? TW_SET_SIZE : TW_DIALOG_PATH_MAX, &bMissing);
-        if (bMissing)
-            twLogError(pstrTag, "!zenity : not found\n");
-        if (bResult)
-            strcpy(pstrPath, szChosen);
+    if (iMode == 2) {
+        apstrArgs[a++] = "--save";
+        apstrArgs[a++] = "--confirm-overwrite";
     }
-    if (SDL_GL_MakeCurrent(pWindow->hWnd, pWindow->hRC) != 0)
-        twLogError(pstrTag, "!wglMakeCurrent (restore)\n");
-    SDL_ShowWindow(pWindow->hWnd);
-    SDL_RaiseWindow(pWindow->hWnd);
-    return bResult;
+    apstrArgs[a++] = "--file-filter";
+    apstrArgs[a++] = szFilter;
+    apstrArgs[a++] = "--file-filter";
+    apstrArgs[a++] = "All files | *";
+    apstrArgs[a] = nullptr;
+    return Dialog("twWindow_GetFileFromDialog", apstrArgs, pstrPath, iMode == 3 ? TW_SET_SIZE : TW_DIALOG_PATH_MAX);
+}
+
+int twWindow_ChooseFromDialog(const char* pstrTitle, const char* pstrItems, char* pstrOut, int iOutSize)
+{
+    char aszItems[16][TW_PATH_SIZE];
+    const char* apstrArgs[8 + 16];
+    int a = 0, n = 0;
+    apstrArgs[a++] = "zenity";
+    apstrArgs[a++] = "--list";
+    apstrArgs[a++] = "--column";
+    apstrArgs[a++] = pstrTitle;
+    for (const char* p = pstrItems; p && *p && n < 16;) {
+        int iLen = (int)strcspn(p, "\t");
+        if (iLen > 0 && iLen < TW_PATH_SIZE) {
+            memcpy(aszItems[n], p, (size_t)iLen);
+            aszItems[n][iLen] = 0;
+            apstrArgs[a++] = aszItems[n++];
+        }
+        p += iLen + (p[iLen] == '\t');
+    }
+    apstrArgs[a] = nullptr;
+    return n && Dialog("twWindow_ChooseFromDialog", apstrArgs, pstrOut, iOutSize);
 }
 
 int twWindow_CreateDirectory(const char* pstrPath)

@@ -62,6 +62,8 @@ int twWindow_SetDialogMode(int bDialog); // brackets every file dialog: 1 before
 // under the description, and all files besides
 int twWindow_GetFileFromDialog(int iMode, char* pstrPath, const char* pstrExtension, const char* pstrDescription,
                                int iUnused);
+// One of the items (joined by tabs, 16 at most) chosen in a list under the title; 1 with it
+int twWindow_ChooseFromDialog(const char* pstrTitle, const char* pstrItems, char* pstrOut, int iOutSize);
 int twWindow_TakeDroppedFile(char* pstrOut, int iOutSize); // 1 once for each drop: its files, joined by tabs
 // A file watched for changes: its folder is watched, so that a save that replaces the file
 // by a rename is seen too. A handle, or -1; the handle is read without waiting

@@ -286,3 +286,55 @@ TEST_F(Layers, EveryHiddenLayerIsKeptByNameAndHiddenAgain)
     EXPECT_EQ(twLayers_IsVisible(1), 0);
     EXPECT_EQ(twLayers_IsVisible(3), 1);
 }
+
+// Layers of two models are listed under a row of each model: a press on the row hides or
+// shows all its layers, and the row shows while any of them is; the table stays in order
+TEST_F(Layers, LayersOfSeveralModelsAreListedUnderTheirModel)
+{
+    const char* apstrNames[] = {"arch / Ground", "hvac / Ground", "arch / Roof", "hvac / Roof", "Site"};
+    std::vector<uint8_t> bytes(5 * TW_LAYER_SIZE, 0);
+    for (int i = 0; i < 5; i++)
+        snprintf((char*)&bytes[i * TW_LAYER_SIZE + TW_LAYER_NAME_OFFSET], 32, "%s", apstrNames[i]);
+    twHarness_WriteFile(dir + "layers", bytes);
+    FILE* pFile = fopen((dir + "layers").c_str(), "rb");
+    ASSERT_EQ(twLayers_Load(pFile, 5), 1);
+    fclose(pFile);
+    ASSERT_EQ(twLayers_NumSources(), 2);
+    EXPECT_STREQ(twLayers_SourceName(1), "hvac");
+    // rows, three a page: arch, arch / Ground, arch / Roof | hvac, its two | Site
+    std::vector<std::string> rows;
+    do {
+        for (int r = 0; r < 3; r++)
+            rows.push_back((const char*)twLayers_GetList()[r] + TW_LAYER_NAME_OFFSET);
+    } while (twLayers_NextPage());
+    EXPECT_EQ(rows, (std::vector<std::string>{"arch", "arch / Ground", "arch / Roof", "hvac", "hvac / Ground",
+                                              "hvac / Roof", "Site", "", ""}));
+    EXPECT_STREQ((const char*)twLayers_Find(1) + TW_LAYER_NAME_OFFSET, "hvac / Ground");
+    // hvac's row pressed, as the list does it: its word flipped
+    while (twLayers_PrevPage()) {
+    }
+    twLayers_NextPage();
+    int32_t* piRow = (int32_t*)(twLayers_GetList()[0] + TW_LAYER_VISIBLE_OFFSET);
+    *piRow = 0;
+    twLayers_SyncSources();
+    EXPECT_EQ(twLayers_IsVisible(1), 0);
+    EXPECT_EQ(twLayers_IsVisible(3), 0);
+    EXPECT_EQ(twLayers_IsVisible(0), 1);
+    EXPECT_EQ(twLayers_IsVisible(4), 1);
+    // one layer of it shown again: the row shows, and a sync changes no layer
+    twLayers_SetVisible(3, 1);
+    twLayers_SyncSources();
+    EXPECT_EQ(*piRow, 1);
+    EXPECT_EQ(twLayers_IsVisible(1), 0);
+    EXPECT_EQ(twLayers_SourceVisible(1), 1);
+    // hidden layers kept by name bring their row back hidden
+    twLayers_SetSourceVisible(1, 0);
+    char* pstrKept = twLayers_KeepHidden(nullptr);
+    pFile = fopen((dir + "layers").c_str(), "rb");
+    ASSERT_EQ(twLayers_Load(pFile, 5), 1);
+    fclose(pFile);
+    EXPECT_EQ(twLayers_HideNamed(pstrKept), 2);
+    twMem_Free(pstrKept);
+    EXPECT_EQ(twLayers_SourceVisible(1), 0);
+    EXPECT_EQ(twLayers_SourceVisible(0), 1);
+}

@@ -254,7 +254,8 @@ TEST_F(Link, AnIfcBuildingBringsItsSiteToTheSun)
     ASSERT_NE(pLink->dLastReload, dBefore);
     EXPECT_EQ(pWorld->iNumElements, 5);
     EXPECT_DOUBLE_EQ(pWorld->place.adMoved[0], 500000.0);
-    EXPECT_TRUE(twTest_LogHas("far.ifc' again: it was saved, by the export waiting ready\n"));
+    EXPECT_TRUE(twTest_LogHas("far.ifc' again: it was saved\n"));
+    EXPECT_TRUE(twTest_LogHas("The export waiting ready takes it\n"));
     twLink_Update();
     EXPECT_NE(pLink->iWaitingPid, 0);
     EXPECT_NE(pLink->iWaitingPid, iWaiting);
@@ -301,6 +302,24 @@ TEST_F(Link, SeveralFilesOpenTogetherAndASaveOfOneReloadsIt)
     }
     EXPECT_NEAR(fEastWall - fWestWall, 110.0f, 0.01f);
     EXPECT_TRUE(twCore_FileExists((dir + "Temp/" TW_LINK_KEPT).c_str()));
+    // east taken away and added back, the walker where he stands and west's upper floor
+    // hidden all along; the last file can't be taken away
+    float afPlace[3] = {3, 1.7f, 4};
+    memcpy(pCam->vPos, afPlace, sizeof(afPlace));
+    twLayers_SetVisible(LayerIndex("west / Upper floor"), 0);
+    for (int iStep = 0; iStep < 2; iStep++) {
+        ASSERT_EQ(iStep ? twLink_ChangeSet(east.c_str(), nullptr) : twLink_ChangeSet(nullptr, east.c_str()), 1);
+        Settle();
+        EXPECT_EQ(pWorld->iNumElements, iStep ? 10 : 5);
+        EXPECT_STREQ(pLink->szSource, iStep ? (west + "\t" + east).c_str() : west.c_str());
+        EXPECT_STREQ(pLink->aRecent[0].szPath, pLink->szSource);
+        EXPECT_NEAR(pCam->vPos[0], 3.0f, 0.01f);
+        EXPECT_EQ(twLayers_IsVisible(LayerIndex(iStep ? "west / Upper floor" : "Upper floor")), 0);
+        if (!iStep) {
+            EXPECT_EQ(twLink_ChangeSet(nullptr, west.c_str()), 0);
+            EXPECT_TRUE(twTest_LogHas("!The last file of the model stays: it can't be taken away\n"));
+        }
+    }
     // a set with a file gone: the other opens, and the message names the one left out
     unlink(east.c_str());
     ASSERT_EQ(twLink_Open((west + "\t" + east).c_str(), 0), 1);

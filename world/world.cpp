@@ -259,6 +259,7 @@ void twWorld_UpdateHiddenElements(void)
 {
     if (!pWorld || !pWorld->bLoaded)
         return;
+    twLayers_SyncSources(); // a model's row pressed: its layers follow
     pWorld->bAnyHiddenElements = 0;
     for (int e = 0; pWorld->pucElementShown && e < pWorld->iNumElements; e++)
         pWorld->pucElementShown[e] = (uint8_t)twLayers_IsVisible(pWorld->pElements[e].iLayer);
