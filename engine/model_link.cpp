@@ -194,7 +194,10 @@ static int TakeWaiting(const char* pstrPath)
 {
     TwLink* l = pLink;
     int iExit = 0;
-    if (!l->iWaitingPid)
+    char aszFiles[2][TW_PATH_SIZE];
+    // one started for one file keeps no streams, which a set's next save would want
+    if (!l->iWaitingPid ||
+        (twLink_SplitSet(pstrPath, aszFiles, 2) > 1) != (twLink_SplitSet(l->szWaitingFor, aszFiles, 2) > 1))
         return 0;
     if (twWindow_PollProgram(l->iWaitingPid, &iExit)) {
         twLogError(TAG, "!The export waiting ready ended with %d: one starts anew\n", iExit);

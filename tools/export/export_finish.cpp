@@ -1,8 +1,11 @@
 // The one finisher of every reader: the neutral scene's triangles made into the model's
 // meshes, the start view placed, the counts told.
 #include <math.h>
+#include <pthread.h>
 #include <string.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <set>
@@ -313,22 +316,63 @@ int twExport_MergeScenes(const std::vector<TwExportScene>& scenes, const std::ve
     return 1;
 }
 
+// One source of several, read on a thread of its own
+struct SourceRead {
+    const std::string* pInput;
+    TwExportOptions options;
+    TwExportScene scene;
+    TwExportStats stats;
+    std::string why;
+    int bOk;
+    pthread_t thread;
+    int bStarted;
+};
+
+static void* ReadSourceThread(void* pData)
+{
+    SourceRead* r = (SourceRead*)pData;
+    r->bOk = ReadSource(r->pInput->c_str(), r->options, &r->scene, &r->stats, &r->why);
+    return nullptr;
+}
+
 int twExport_ConvertMany(const std::vector<std::string>& inputs, const TwExportOptions& options, TwExportModel* pModel,
                          TwExportStats* pStats, std::string* pError, std::vector<std::string>* pSkipped)
 {
+    // the sources side by side, as many at once as there are cores; the bar follows the first
+    std::vector<SourceRead> reads(inputs.size());
+    long lCores = sysconf(_SC_NPROCESSORS_ONLN);
+    size_t uiAtOnce = lCores > 1 ? (size_t)lCores : 1;
+    for (size_t i = 0; i < inputs.size(); i++) {
+        reads[i].pInput = &inputs[i];
+        reads[i].options = options;
+        if (i)
+            reads[i].options.pfnProgress = nullptr;
+    }
+    for (size_t uiFirst = 0; uiFirst < reads.size(); uiFirst += uiAtOnce) {
+        size_t uiEnd = std::min(reads.size(), uiFirst + uiAtOnce);
+        for (size_t i = uiFirst; i < uiEnd; i++)
+            reads[i].bStarted = uiEnd - uiFirst > 1 && pthread_create(&reads[i].thread, nullptr, ReadSourceThread,
+                                                                       &reads[i]) == 0;
+        for (size_t i = uiFirst; i < uiEnd; i++) {
+            if (reads[i].bStarted)
+                pthread_join(reads[i].thread, nullptr);
+            else
+                ReadSourceThread(&reads[i]); // one alone, or no thread to be had
+        }
+    }
     std::vector<TwExportScene> scenes;
     std::vector<std::string> names;
-    for (const std::string& input : inputs) {
-        TwExportScene scene;
-        std::string why;
-        if (!ReadSource(input.c_str(), options, &scene, pStats, &why)) {
+    for (SourceRead& r : reads) {
+        const std::string& input = *r.pInput;
+        pStats->iSkipped += r.stats.iSkipped;
+        if (!r.bOk) {
             // one model that can't be read leaves the others
             if (pSkipped)
-                pSkipped->push_back(SourceName(input) + ": " + why);
-            *pError = SourceName(input) + ": " + why;
+                pSkipped->push_back(SourceName(input) + ": " + r.why);
+            *pError = SourceName(input) + ": " + r.why;
             continue;
         }
-        scenes.push_back(std::move(scene));
+        scenes.push_back(std::move(r.scene));
         names.push_back(SourceName(input));
     }
     if (scenes.empty())

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <math.h>
+#include <pthread.h>
 #include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -398,7 +399,9 @@ static pid_t StartReader(const std::string& script, const char* pstrInput, int* 
     return iPid;
 }
 
-// The reader started before its file was known, for the first IFC file of the export
+// The reader started before its file was known, for the first IFC file of the export; the
+// sources of several are read side by side, and one of them takes it
+static pthread_mutex_t s_waitingLock = PTHREAD_MUTEX_INITIALIZER;
 static pid_t s_iWaitingPid = -1;
 static int s_iWaitingStream = -1, s_iWaitingFeed = -1;
 
@@ -418,10 +421,12 @@ int twExportIfc_StartWaiting(const TwExportOptions& options, const char* pstrWar
 // gone (it is then waited for, and a new one starts in its place)
 static pid_t TakeWaiting(const char* pstrInput, int* piStream)
 {
+    pthread_mutex_lock(&s_waitingLock);
     pid_t iPid = s_iWaitingPid;
-    int iFeed = s_iWaitingFeed;
+    int iFeed = s_iWaitingFeed, iStream = s_iWaitingStream;
     s_iWaitingPid = -1;
     s_iWaitingFeed = -1;
+    pthread_mutex_unlock(&s_waitingLock);
     if (iPid <= 0)
         return -1;
     std::string line = std::string(pstrInput) + "\n";
@@ -429,12 +434,12 @@ static pid_t TakeWaiting(const char* pstrInput, int* piStream)
     close(iFeed);
     if (!bSent) {
         kill(iPid, SIGKILL);
-        close(s_iWaitingStream);
+        close(iStream);
         while (waitpid(iPid, nullptr, 0) < 0 && errno == EINTR) {
         }
         return -1;
     }
-    *piStream = s_iWaitingStream;
+    *piStream = iStream;
     return iPid;
 }
 
