@@ -553,6 +553,24 @@ if [ -r "$SAMPLE" ] && [ -r "$GLTF" ] && strings "$BUILD/Ambulon.exe" | grep -q 
         sleep 0.5
         import -window root "$BUILD/e2e-link-garbage.png"
         grep -q "IfcWindow" "$TEMP/Export.elements" || fail "link: the garbage IFC replaced the building"
+        # two files dropped at once make one model, kept as one recent entry, its layers
+        # listed under each model's row on the Layers page
+        printf '%s\n%s\n' "$WORK/models/building.ifc" "$WORK/models/house.ifc" > "$WORK/drop.txt"
+        kill -USR1 "$PID"
+        wait_for_text "$LOG" "'building.ifc +1' loaded in" 120 || fail "link: the two dropped files didn't open"
+        grep -qF "$WORK/models/building.ifc	$WORK/models/house.ifc" "$TEMP/Recent.txt" ||
+            fail "link: the two files aren't one recent entry"
+        sleep 1
+        xdotool key Escape
+        sleep 0.8
+        xdotool mousemove 80 876 # the Layers tab (where the pointer was is not known here)
+        sleep 0.3
+        xdotool click 1
+        sleep 0.6
+        import -window root "$BUILD/e2e-link-two-layers.png"
+        xdotool key Escape
+        sleep 0.5
+        kill -0 "$PID" 2>/dev/null || fail "link: the viewer ended on the Layers page"
     fi
     run_and_quit "$LOG" link-end
     expect_in_order "$LOG" link "Initializing model link" "---Entering main loop---" \
