@@ -57,6 +57,7 @@ enum {
     STR_SUN_MINUTE, STR_SUN_LATITUDE, STR_SUN_LONGITUDE, STR_SUN_UTC, STR_SUN_NORTH,
     STR_SMOOTH_EDGES = 520, STR_SCREENSHOTS, STR_OFF_ON, STR_SHOT_FORMATS = 524,
     STR_OPEN_MODEL = 540, STR_LIVE_LINK = 542, STR_RECENT = 543, STR_ADD_MODEL = 559, STR_REMOVE_MODEL = 560,
+    STR_DATA_COPIED = 391,
 };
 #define PAGE_LAYERS_LOCKED "LAYERSRAD"
 #define GALLERY_IMAGE "GALLERYIMAGE"
@@ -584,6 +585,16 @@ static void ToolKeys(int bZ)
             e->iPickedElement = e->iTrackedElement;
         else if (e->bMeasureMode)
             twMeasure_Click();
+    }
+    // Ctrl+C: the kept element's data as text, for a mail or a sheet
+    if (e->bElementPick && e->iPickedElement >= 0 && twInput_KeyPressed(TW_KEY_C) &&
+        (KeyDown(TW_KEY_LCONTROL) || KeyDown(TW_KEY_RCONTROL))) {
+        char* pstrText = twWorld_ElementCopyText(e->iPickedElement, e->iUnits);
+        if (pstrText && twWindow_SetClipboardText(pstrText)) {
+            twLog("twViewer", "Copied the data of element %d\n", e->iPickedElement);
+            twEngine_ShowMessage(TW_MESSAGE_TEXT, TW_MESSAGE_SECONDS, Str(STR_DATA_COPIED));
+        }
+        twMem_Free(pstrText);
     }
 }
 

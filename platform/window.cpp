@@ -513,6 +513,15 @@ int twWindow_GetFileFromDialog(int iMode, char* pstrPath, const char* pstrExtens
     return Dialog("twWindow_GetFileFromDialog", apstrArgs, pstrPath, iMode == 3 ? TW_SET_SIZE : TW_DIALOG_PATH_MAX);
 }
 
+int twWindow_SetClipboardText(const char* pstrText)
+{
+    if (!pWindow || !pWindow->bVideoStarted || SDL_SetClipboardText(pstrText) != 0) {
+        twLogError("twWindow_SetClipboardText", "!SDL_SetClipboardText : %s\n", SDL_GetError());
+        return 0;
+    }
+    return 1;
+}
+
 int twWindow_ChooseFromDialog(const char* pstrTitle, const char* pstrItems, char* pstrOut, int iOutSize)
 {
     char aszItems[16][TW_PATH_SIZE];

@@ -62,6 +62,7 @@ int twWindow_SetDialogMode(int bDialog); // brackets every file dialog: 1 before
 // under the description, and all files besides
 int twWindow_GetFileFromDialog(int iMode, char* pstrPath, const char* pstrExtension, const char* pstrDescription,
                                int iUnused);
+int twWindow_SetClipboardText(const char* pstrText); // 1, or 0 with a line
 // One of the items (joined by tabs, 16 at most) chosen in a list under the title; 1 with it
 int twWindow_ChooseFromDialog(const char* pstrTitle, const char* pstrItems, char* pstrOut, int iOutSize);
 int twWindow_TakeDroppedFile(char* pstrOut, int iOutSize); // 1 once for each drop: its files, joined by tabs

@@ -6,6 +6,7 @@
 #include <string.h>
 
 #include "engine/core.h"
+#include "engine/memory.h"
 #include "engine/strings.h"
 #include "engine/vector.h"
 #include "interface/layers.h"
@@ -18,7 +19,9 @@
 #define STR_ELEMENT 380 // then type, layer, triangles, size
 #define STR_SOURCE_FIELDS 385 // name, IFC class, storey, GlobalId, model: the side file's lines
 #define STR_TYPE_FIRST 250 // the display name of type t is string 250 + t
-#define PANEL_WIDTH 440
+#define STR_PICK_MORE 390  // the last line when the panel holds no more
+#define PANEL_WIDTH 560
+#define VALUE_X 180 // where the values stand in the panel
 #define LINE_STEP 18
 #define FEET_PER_METRE 3.28084f
 
@@ -220,6 +223,22 @@ int twWorld_PickedText(int iElement, int iUnits, char aszLines[TW_PICK_LINES][TW
     snprintf(szValue, sizeof(szValue), "%.2f x %.2f x %.2f %.8s", afSize[0], afSize[2], afSize[1],
              twStrings_Get(iUnits == 1 ? TW_STR_FEET_SHORT : TW_STR_METRES_SHORT));
     Line(aszLines[n++], STR_ELEMENT + 4, szValue);
+    // its sets of values, a line for each set and each value, as many as the lines hold
+    char* pData = twWorld_GetElementProperties(iElement, nullptr);
+    char* pAt = pData;
+    const char* pstrSet = "";
+    TwDataLine line;
+    while (n < TW_PICK_LINES - 1 && twWorld_NextDataLine(&pAt, &line)) {
+        if (strcmp(line.pstrSet, pstrSet) != 0) {
+            snprintf(aszLines[n++], TW_PICK_LINE_SIZE, "\t%.100s", line.pstrSet);
+            pstrSet = line.pstrSet;
+            if (n >= TW_PICK_LINES - 1)
+                break;
+        }
+        twWorld_FormatValue(line.pstrValue, line.pstrUnit, iUnits, szValue, sizeof(szValue));
+        snprintf(aszLines[n++], TW_PICK_LINE_SIZE, "  %.28s\t%.100s", line.pstrName, szValue);
+    }
+    twMem_Free(pData);
     return n;
 }
 
@@ -229,6 +248,12 @@ void twWorld_DrawPickedText(int iElement, int iUnits, int iX, int iY)
     int iCount = twWorld_PickedText(iElement, iUnits, aszLines);
     if (!iCount)
         return;
+    // as many lines as the window holds below the cross; Ctrl+C copies them all
+    int iRoom = (iY - 60 - 8) / LINE_STEP;
+    if (iCount > iRoom && iRoom > 1) {
+        iCount = iRoom;
+        snprintf(aszLines[iCount - 1], TW_PICK_LINE_SIZE, "\t%s", twStrings_Get(STR_PICK_MORE));
+    }
     // below the cross, so that the element itself stays in sight
     int x0 = iX - PANEL_WIDTH / 2, iTop = iY - 60;
     glEnable(GL_BLEND);
@@ -243,7 +268,14 @@ void twWorld_DrawPickedText(int iElement, int iUnits, int iX, int iY)
             continue;
         *pstrTab = 0;
         int y = iTop - (i + 1) * LINE_STEP;
+        if (!aszLines[i][0]) {
+            // a set's name, across the panel in amber
+            glColor4f(1.0f, 0.75f, 0.3f, 1);
+            twOgl_DrawText(0, x0 + 10, y, pstrTab + 1);
+            glColor4f(1, 1, 1, 1);
+            continue;
+        }
         twOgl_DrawText(0, x0 + 10, y, aszLines[i]);
-        twOgl_DrawText(0, x0 + 110, y, pstrTab + 1);
+        twOgl_DrawText(0, x0 + VALUE_X, y, pstrTab + 1);
     }
 }

@@ -49,8 +49,9 @@ int twWorld_RenderShadowMap(const TwCamera* pSunCam, int bUseVbo, int bUnused);
 int twWorld_ShadowsReady(void);
 void twWorld_FreeShadows(void);
 // pick.cpp: the element under a window pixel (-1 for none), drawn over the frame (picked
-// glazed, tracked outlined) and told in TW_PICK_LINES lines of "label\tvalue"
-#define TW_PICK_LINES 10 // five, and up to five from the side file
+// glazed, tracked outlined) and told in TW_PICK_LINES lines of "label\tvalue": five, up to
+// five from the side file, then its sets of values (a set's line has no label)
+#define TW_PICK_LINES 48
 #define TW_PICK_LINE_SIZE 160
 int twWorld_PickElement(const TwCamera* pCam, int iX, int iY);
 void twWorld_DrawPicked(int iPicked, int iTracked);

@@ -247,6 +247,96 @@ TEST_F(Export, IfcOfBothSchemasKeepsItsStoreysColoursAndOpenings)
     }
 }
 
+// The element named so, or -1
+static int ElementNamed(const char* pstrName)
+{
+    for (int e = 0; e < pWorld->iNumElements; e++) {
+        const TwElementInfo* pInfo = twWorld_GetElementInfo(e);
+        if (pInfo && !strcmp(pInfo->apstrFields[0], pstrName))
+            return e;
+    }
+    return -1;
+}
+
+// Each element's sets of values come beside the model: the wall's common properties and
+// its layers' thicknesses, the slab's quantities, the door's number; Ctrl+C's text names
+// them "Set.Property = value unit", in feet where the View page says so
+TEST_F(Export, AnIfcBuildingsElementsCarryTheirSetsOfValues)
+{
+    for (const char* pstrSchema : {"IFC4", "IFC2X3"}) {
+        SCOPED_TRACE(pstrSchema);
+        twHarness_WriteText(dir + "building.ifc", twSample_IfcBuilding(pstrSchema));
+        ASSERT_EQ(Run("-q '" + dir + "building.ifc' -o '" + dir + "building.bin'"), 0);
+        ASSERT_EQ(Load(dir + "building.bin"), 1);
+        ASSERT_EQ(twWorld_LoadElementInfo((dir + "building.bin").c_str()), 1);
+        ASSERT_NE(pWorld->pProperties, nullptr);
+        int iWall = ElementNamed("Front wall"), iSlab = ElementNamed("Ground slab"), iDoor = ElementNamed("Door");
+        char* pWall = twWorld_GetElementProperties(iWall, nullptr);
+        char* pSlab = twWorld_GetElementProperties(iSlab, nullptr);
+        char* pDoor = twWorld_GetElementProperties(iDoor, nullptr);
+        ASSERT_TRUE(pWall && pSlab && pDoor);
+        EXPECT_EQ(std::string(pWall), "Pset_WallCommon\tFireRating\tREI 90\t\n"
+                                      "Pset_WallCommon\tIsExternal\ttrue\t\n"
+                                      "Pset_WallCommon\tThermalTransmittance\t0.24\tW/(m2K)\n"
+                                      "Materials\tBrick\t0.24\tm\nMaterials\tMineral wool\t0.06\tm\n"
+                                      "Materials\tTotal thickness\t0.3\tm\n");
+        EXPECT_NE(strstr(pSlab, "Qto_SlabBaseQuantities\tNetArea\t6.5\tm2\n"), nullptr) << pSlab;
+        EXPECT_STREQ(pDoor, "Pset_DoorCommon\tReference\tD-101\t\n");
+        EXPECT_EQ(twWorld_GetElementProperties(ElementNamed("Window"), nullptr), nullptr);
+        twMem_Free(pWall);
+        twMem_Free(pSlab);
+        twMem_Free(pDoor);
+        char* pText = twWorld_ElementCopyText(iWall, 1);
+        ASSERT_NE(pText, nullptr);
+        EXPECT_EQ(std::string(pText), "GlobalId = TwTest0000000000000011\nIFC class = " +
+                                          std::string(strcmp(pstrSchema, "IFC4") ? "IfcWallStandardCase" : "IfcWall") +
+                                          "\nName = Front wall\n"
+                                          "Pset_WallCommon.FireRating = REI 90\nPset_WallCommon.IsExternal = true\n"
+                                          "Pset_WallCommon.ThermalTransmittance = 0.24 W/(m2K)\n"
+                                          "Materials.Brick = 0.7874 ft\nMaterials.Mineral wool = 0.1969 ft\n"
+                                          "Materials.Total thickness = 0.9843 ft\n");
+        twMem_Free(pText);
+        twWorld_Free();
+    }
+}
+
+// The properties side file is read only for its own model and only where its table stays
+// inside it; the text of an element is read when asked, and a file changed since gives none
+TEST_F(Export, APropertiesFileOfAnotherModelOrDamagedIsPassedOver)
+{
+    twHarness_WriteText(dir + "building.ifc", twSample_IfcBuilding("IFC4"));
+    ASSERT_EQ(Run("-q '" + dir + "building.ifc' -o '" + dir + "building.bin'"), 0);
+    std::string good = twHarness_ReadFile(dir + "building.properties");
+    std::string modelLine = "\nmodel\t";
+    size_t uiTable = good.find('\n', good.find(modelLine) + 1) + 1;
+    ASSERT_EQ(Load(dir + "building.bin"), 1);
+    std::string other = good;
+    other.replace(good.find(modelLine) + modelLine.size(), 1, "9");
+    std::string beyond = good;
+    beyond[uiTable + 8 * 2] = '\xff'; // the third element's text starts past the end
+    beyond[uiTable + 8 * 2 + 3] = '\x7f';
+    const struct {
+        std::string bytes;
+        const char* pstrLine;
+    } aCases[] = {
+        {other, "belongs to another model"},
+        {beyond, "names text beyond its end"},
+        {good.substr(0, uiTable + 12), "is cut short"},
+        {"Ambulon elements 2\n", "is not one"},
+    };
+    for (const auto& c : aCases) {
+        twHarness_WriteText(dir + "building.properties", c.bytes);
+        EXPECT_EQ(twWorld_LoadProperties((dir + "building.bin").c_str()), 0) << c.pstrLine;
+        EXPECT_TRUE(twTest_LogHas(std::string("!The properties side file ") + c.pstrLine + ": passed over\n"));
+        EXPECT_EQ(pWorld->pProperties, nullptr);
+    }
+    twHarness_WriteText(dir + "building.properties", good);
+    ASSERT_EQ(twWorld_LoadProperties((dir + "building.bin").c_str()), 1);
+    twHarness_WriteText(dir + "building.properties", good.substr(0, uiTable + 5 * 8));
+    EXPECT_EQ(twWorld_GetElementProperties(0, nullptr), nullptr);
+    EXPECT_TRUE(twTest_LogHas("gives no text for element 0\n"));
+}
+
 // A building hundreds of kilometres from its origin comes out near it, the move and the
 // site's place kept beside it; a file cut short, one that isn't IFC and one whose elements
 // have no shape each end with one reason for the viewer, and no signal

@@ -16,7 +16,7 @@
 
 void twWorld_SideFilePath(const char* pstrModelPath, int iSide, char* pstrOut)
 {
-    static const char* const apstrExtensions[TW_NUM_SIDE_FILES] = {".elements"};
+    static const char* const apstrExtensions[TW_NUM_SIDE_FILES] = {".elements", ".properties"};
     const char* pstrSlash = strrchr(pstrModelPath, '/');
     const char* pstrDot = strrchr(pstrModelPath, '.');
     int iStem = pstrDot && (!pstrSlash || pstrDot > pstrSlash) ? (int)(pstrDot - pstrModelPath)
@@ -37,6 +37,7 @@ void twWorld_FreeElementInfo(void)
     pWorld->pElementInfo = nullptr;
     pWorld->szInfoSource[0] = 0;
     memset(&pWorld->place, 0, sizeof(pWorld->place));
+    twWorld_FreeProperties();
 }
 
 // The next line of the text, cut off in place; null at its end
@@ -136,11 +137,8 @@ int twWorld_ReadElementInfo(const char* pData, int64_t iSize, int64_t iModelSize
     return 1;
 }
 
-int twWorld_LoadElementInfo(const char* pstrModelPath)
+static int LoadInfo(const char* pstrModelPath)
 {
-    if (!pWorld || !pstrModelPath)
-        return 0;
-    twWorld_FreeElementInfo();
     char szPath[TW_PATH_SIZE];
     twWorld_SideFilePath(pstrModelPath, TW_SIDE_ELEMENTS, szPath);
     struct stat stModel, stInfo;
@@ -161,6 +159,16 @@ int twWorld_LoadElementInfo(const char* pstrModelPath)
     int bOk = bRead && twWorld_ReadElementInfo(pData, stInfo.st_size, stModel.st_size);
     if (pData)
         twMem_Free(pData);
+    return bOk;
+}
+
+int twWorld_LoadElementInfo(const char* pstrModelPath)
+{
+    if (!pWorld || !pstrModelPath)
+        return 0;
+    twWorld_FreeElementInfo();
+    int bOk = LoadInfo(pstrModelPath);
+    twWorld_LoadProperties(pstrModelPath); // tied to the model as this file is, and read beside it
     return bOk;
 }
 

@@ -254,7 +254,19 @@ typedef int (*TwLightAbortFn)(void);
 // The files that go with a model, beside it under its name with another extension: the
 // exporter writes them, the link moves them with the model, their readers find them there
 #define TW_SIDE_ELEMENTS 0 // ".elements": each element's name, IFC class, storey and GlobalId
-#define TW_NUM_SIDE_FILES 1
+#define TW_SIDE_PROPERTIES 1 // ".properties": each element's sets of values, read an element at a time
+#define TW_NUM_SIDE_FILES 2
+// The properties side file: "Ambulon properties 1", "model\t<bytes>\t<elements>", then for
+// each element in the model's order where its text starts past the table and its length,
+// then the texts: lines of "set\tname\tvalue\tunit"
+#define TW_PROPERTIES_MAGIC "Ambulon properties 1"
+#define TW_PROPERTIES_MAX_SIZE (1024u << 20)   // a larger file is refused; the exporter stops short of it
+#define TW_PROPERTIES_MAX_ELEMENT (1u << 20)   // one element's text at most
+#define TW_PROPERTIES_HEAD_MAX 128             // the two lines at most
+struct TwPropertiesEntry {
+    uint32_t uiOffset, uiLength;
+};
+static_assert(sizeof(TwPropertiesEntry) == 8, "a properties entry is two words on file");
 #define TW_ELEMENT_INFO_MAGIC "Ambulon elements 2"
 #define TW_ELEMENT_INFO_MAGIC_1 "Ambulon elements 1" // before the place line: still read
 #define TW_ELEMENT_INFO_MAX_SIZE (16 << 20)
@@ -407,6 +419,11 @@ struct TwWorld {
     TwElementInfo* pElementInfo;    // iNumElements records, or null
     char szInfoSource[TW_SET_SIZE]; // the files the model was exported from, joined by tabs; empty: not known
     TwModelPlace place;             // from the side file; all NaN without one
+    // each element's sets of values, from the properties side file: its table is read with
+    // the model, an element's text when it is asked for (world/element_data.cpp)
+    TwPropertiesEntry* pProperties; // iNumElements entries, or null
+    int64_t llPropertiesData;       // where the texts start in the file
+    char szPropertiesPath[TW_PATH_SIZE];
 };
 
 extern TwWorld* pWorld;
@@ -433,6 +450,25 @@ int twWorld_LoadElementInfo(const char* pstrModelPath); // 1 when the model has 
 int twWorld_ReadElementInfo(const char* pData, int64_t iSize, int64_t iModelSize);
 void twWorld_FreeElementInfo(void);
 const TwElementInfo* twWorld_GetElementInfo(int iElement); // null without one
+// element_data.cpp: the properties side file of the model that is loaded (iModelSize bytes):
+// its table read and checked, 1; or 0 with a line, nothing kept. ReadProperties takes the
+// file's first bytes (its head and table, iSize of a file iFileSize long).
+int twWorld_LoadProperties(const char* pstrModelPath);
+int twWorld_ReadProperties(const uint8_t* pData, int64_t iSize, int64_t iFileSize, int64_t iModelSize);
+void twWorld_FreeProperties(void);
+// An element's text, read from the file now: a block to free, ending in a zero; null when it
+// has none or the file can't give it (logged)
+char* twWorld_GetElementProperties(int iElement, int* piLength);
+struct TwDataLine {
+    const char *pstrSet, *pstrName, *pstrValue, *pstrUnit;
+};
+// The next whole line of an element's text, cut into its fields in place; 0 at its end
+int twWorld_NextDataLine(char** ppAt, TwDataLine* pLine);
+// A value with its unit, lengths, areas and volumes in feet where iUnits is 1
+void twWorld_FormatValue(const char* pstrValue, const char* pstrUnit, int iUnits, char* pstrOut, int iOutSize);
+// What Ctrl+C copies of an element: its GlobalId, IFC class and name, then "Set.Property =
+// value unit" a line; a block to free, or null
+char* twWorld_ElementCopyText(int iElement, int iUnits);
 // post_load.cpp
 int twWorld_PostLoadProcess(TwCamera* pCam, int bVbo);
 void twWorld_UpdateHiddenElements(void); // renews what shows, and the groups' hidden flags, from the layers

@@ -1,8 +1,10 @@
-// The two text files of the link on any bytes: the side file of what each element is, read
-// against a model of three elements and 100 bytes, and the list of recent models. What a
-// read keeps must stay within its bounds.
+// The files beside a model and the link's on any bytes: the side file of what each element
+// is and the properties side file, read against a model of three elements and 100 bytes,
+// and the list of recent models. What a read keeps must stay within its bounds.
 #include <stdlib.h>
 #include <string.h>
+
+#include <string>
 
 #include "engine/model_link.h"
 #include "tests/fuzz/fuzz_common.h"
@@ -25,6 +27,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t uiSize)
             abort();
     }
     twWorld_FreeElementInfo();
+    if (twWorld_ReadProperties(pData, (int64_t)uiSize, (int64_t)uiSize, 100)) {
+        for (int i = 0; i < 3; i++) {
+            const TwPropertiesEntry& e = s_world.pProperties[i];
+            if (s_world.llPropertiesData + e.uiOffset + e.uiLength > (int64_t)uiSize)
+                abort();
+            // the element's text cut into its lines as the pick does
+            std::string text((const char*)pData + s_world.llPropertiesData + e.uiOffset, e.uiLength);
+            char* pAt = &text[0];
+            TwDataLine line;
+            while (twWorld_NextDataLine(&pAt, &line))
+                if (line.pstrUnit < text.data() || line.pstrUnit > text.data() + text.size())
+                    abort();
+        }
+    }
+    twWorld_FreeProperties();
     pWorld = nullptr;
     memset(&s_link, 0, sizeof(s_link));
     pLink = &s_link;

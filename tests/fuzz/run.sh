@@ -44,6 +44,12 @@ mv "$SEEDS/model/sample_house.elements" "$SEEDS/lists/" 2>/dev/null
 printf 'Ambulon elements 1\nmodel\t100\t3\nsource\t/m/house.ifc\nWall\tIfcWall\tGround\t0123456789abcdefABCDEF\nSlab\nRoof\tIfcRoof\n' \
     > "$SEEDS/lists/three.elements"
 printf 'Ambulon recent 1\nlive\t1\n/m/house.ifc\n/m/tower.glb\n' > "$SEEDS/lists/recent.txt"
+# the properties of three elements, the second without any
+{
+    printf 'Ambulon properties 1\nmodel\t100\t3\n'
+    printf '\0\0\0\0\x0b\0\0\0\x0b\0\0\0\0\0\0\0\x0b\0\0\0\x0b\0\0\0'
+    printf 'Pset\tA\t1\tm\nQto\tB\t2\tm2\n'
+} > "$SEEDS/lists/three.properties"
 printf 'Ambulon elements 2\nmodel\t100\t1\nsource\t/m/far.ifc\nplace\t500000.000\t0.000\t-5200000.000\t48.13\t11.5\tnan\tnan\tnan\tnan\tEPSG:25832\nWall\tIfcWall\n' \
     > "$SEEDS/lists/placed.elements"
 # a gallery of one view (field of view 80) and one clip of two keys, all else zero

@@ -257,6 +257,20 @@ int main(int argc, char** argv)
         twWorld_SideFilePath(output.c_str(), TW_SIDE_ELEMENTS, szInfo);
         if (!twExport_WriteInfoFile(model, bytes.size(), sources, szInfo))
             fprintf(stderr, "ambexport: can't write '%s' (the viewer shows no IFC names)\n", szInfo);
+        // each element's sets of values, where the source gave any
+        char szProperties[TW_PATH_SIZE];
+        twWorld_SideFilePath(output.c_str(), TW_SIDE_PROPERTIES, szProperties);
+        bool bData = false;
+        for (const TwExportElement& e : model.elements)
+            bData = bData || !e.data.empty();
+        int iCutAt = -1;
+        if (!bData)
+            unlink(szProperties); // one of an earlier export would tell of another model
+        else if (!twExport_WriteBytes(twExport_WriteProperties(model, bytes.size(), &iCutAt), szProperties))
+            fprintf(stderr, "ambexport: can't write '%s' (the viewer shows no properties)\n", szProperties);
+        if (iCutAt >= 0)
+            fprintf(stderr, "ambexport: the properties stop at element %d of %zu: the file would pass %u MB\n",
+                    iCutAt + 1, model.elements.size(), TW_PROPERTIES_MAX_SIZE >> 20);
         if (options.pfnProgress)
             PrintProgress(1.0f);
         if (!bQuiet) {

@@ -68,6 +68,7 @@ struct TwExportSceneElement {
     std::string name;
     std::string sourceClass, storey, globalId; // for the side file
     std::string source;                        // the model it came from, where several were joined
+    std::string data;                          // its sets' values: "set\tname\tvalue\tunit\n" each
     int iType = TW_EXPORT_OTHER;
     int iLayer = 0;
     std::map<int, TwExportSoup> soups;        // by material

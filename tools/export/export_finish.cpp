@@ -139,6 +139,7 @@ int twExport_Finish(const TwExportScene& scene, const TwExportOptions& options, 
         element.storey = c.storey;
         element.globalId = c.globalId;
         element.source = c.source;
+        element.data = c.data;
         for (const auto& soup : c.soups) {
             if (soup.first < 0 || (size_t)soup.first >= scene.materials.size()) {
                 *pError = "an element names a material the scene doesn't have";
@@ -288,6 +289,7 @@ int twExport_MergeScenes(const std::vector<TwExportScene>& scenes, const std::ve
             out.sourceClass = e.sourceClass;
             out.storey = e.storey;
             out.globalId = e.globalId;
+            out.data = e.data;
             out.iType = e.iType;
             out.source = scenes.size() > 1 ? twExport_ToLatin1(names[s]) : e.source;
             out.iLayer = e.iLayer >= 0 && (size_t)e.iLayer < layerMap.size() ? layerMap[e.iLayer] : 0;

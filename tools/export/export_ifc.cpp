@@ -89,6 +89,8 @@ struct Build {
     std::map<uint32_t, int> materialIds; // by colour, a byte a channel
     bool bOffset;
     uint32_t uiElements, uiParts;        // received, for the end's check
+    uint32_t uiLastId;                   // the engine's number of the last element kept, whose data may follow
+    bool bLastKept;
 };
 
 static int Layer(Build* pBuild, const std::string& name)
@@ -186,9 +188,48 @@ static bool AddPart(Build* pBuild, Body* b, TwExportSceneElement* pElement)
     return true;
 }
 
+// A field of the data: tabs and line ends would end it early
+static void PutDataField(std::string* pOut, const std::string& field)
+{
+    for (char c : twExport_ToLatin1(field))
+        *pOut += c == '\t' || c == '\n' || c == '\r' ? ' ' : c;
+}
+
+// The data of the element just read: its sets of named values, as lines of the element's
+static bool ReadData(Build* pBuild, Body* b)
+{
+    uint32_t uiId = U32(b);
+    uint16_t usSets = 0;
+    Take(b, &usSets, 2);
+    std::string data;
+    for (uint16_t s = 0; s < usSets && !b->bBad; s++) {
+        std::string set = Str(b);
+        uint16_t usValues = 0;
+        Take(b, &usValues, 2);
+        for (uint16_t v = 0; v < usValues && !b->bBad; v++) {
+            std::string name = Str(b), value = Str(b), unit = Str(b);
+            PutDataField(&data, set);
+            data += '\t';
+            PutDataField(&data, name);
+            data += '\t';
+            PutDataField(&data, value);
+            data += '\t';
+            PutDataField(&data, unit);
+            data += '\n';
+        }
+    }
+    if (b->bBad)
+        return false;
+    // data of an element that was left out, or that has no shape, goes with it
+    if (pBuild->bLastKept && uiId == pBuild->uiLastId && !pBuild->pScene->elements.empty())
+        pBuild->pScene->elements.back().data += data;
+    return true;
+}
+
 static bool ReadElement(Build* pBuild, Body* b)
 {
-    U32(b); // the engine's own number for it
+    uint32_t uiId = U32(b); // the engine's own number for it, which its data names
+    pBuild->bLastKept = false;
     TwExportSceneElement element;
     element.globalId = Str(b);
     element.sourceClass = Str(b);
@@ -209,8 +250,11 @@ static bool ReadElement(Build* pBuild, Body* b)
     for (uint32_t i = 0; i < uiParts; i++)
         if (!AddPart(pBuild, b, &element))
             return false;
-    if (!element.soups.empty())
+    if (!element.soups.empty()) {
         pBuild->pScene->elements.push_back(std::move(element));
+        pBuild->uiLastId = uiId;
+        pBuild->bLastKept = true;
+    }
     return true;
 }
 
@@ -296,6 +340,12 @@ int twExportIfc_ReadStream(FILE* pIn, const TwExportOptions& options, TwExportSc
         case 'E':
             if (build.uiElements >= MAX_ELEMENTS || !ReadElement(&build, &b)) {
                 *pError = "the IFC reader's stream is damaged (an element that doesn't add up)";
+                return 0;
+            }
+            break;
+        case 'D':
+            if (!ReadData(&build, &b)) {
+                *pError = "the IFC reader's stream is damaged (an element's data that doesn't add up)";
                 return 0;
             }
             break;

@@ -259,6 +259,35 @@ int twExport_WriteInfoFile(const TwExportModel& model, uint64_t uiModelSize, con
     return twExport_WriteBytes(twExport_WriteInfo(model, uiModelSize, source), path);
 }
 
+std::vector<uint8_t> twExport_WriteProperties(const TwExportModel& model, uint64_t uiModelSize, int* piCutAt)
+{
+    std::string head = TW_PROPERTIES_MAGIC "\nmodel\t" + std::to_string(uiModelSize) + "\t" +
+                       std::to_string(model.elements.size()) + "\n";
+    size_t uiTable = head.size(), uiTexts = uiTable + model.elements.size() * sizeof(TwPropertiesEntry);
+    std::vector<uint8_t> out(head.begin(), head.end());
+    out.resize(uiTexts);
+    if (piCutAt)
+        *piCutAt = -1;
+    for (size_t i = 0; i < model.elements.size(); i++) {
+        const std::string& data = model.elements[i].data;
+        // one element's text ends on a whole line within its limit; the file stops short of its own
+        size_t uiLength = data.size();
+        if (uiLength > TW_PROPERTIES_MAX_ELEMENT) {
+            size_t uiLine = data.rfind('\n', TW_PROPERTIES_MAX_ELEMENT - 1);
+            uiLength = uiLine == std::string::npos ? 0 : uiLine + 1;
+        }
+        if (out.size() + uiLength > TW_PROPERTIES_MAX_SIZE) {
+            if (piCutAt && *piCutAt < 0)
+                *piCutAt = (int)i;
+            uiLength = 0;
+        }
+        TwPropertiesEntry entry = {(uint32_t)(out.size() - uiTexts), (uint32_t)uiLength};
+        memcpy(&out[uiTable + i * sizeof(entry)], &entry, sizeof(entry));
+        out.insert(out.end(), data.begin(), data.begin() + (ptrdiff_t)uiLength);
+    }
+    return out;
+}
+
 TwExportMesh twExport_BoxMesh(const float* pvMin, const float* pvMax, int iMaterial)
 {
     // six faces, each four corners: axis, side (0 low, 1 high)

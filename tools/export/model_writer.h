@@ -36,6 +36,7 @@ struct TwExportElement {
     // what the element is in its source, for the side file only: IFC class, storey, GlobalId
     std::string sourceClass, storey, globalId;
     std::string source;                 // the model it came from, where several were joined
+    std::string data;                   // for the properties side file: "set\tname\tvalue\tunit\n" each
     int32_t iType = 1;
     int32_t iLayer = 0;
     float vMin[3] = {0, 0, 0}, vMax[3] = {0, 0, 0}; // both zero: from the meshes
@@ -95,6 +96,9 @@ int twExport_WriteBytes(const std::vector<uint8_t>& bytes, const std::string& pa
 // class, storey and GlobalId, tied to the model by its size and element count, with the
 // source it came from; 1 or 0
 std::vector<uint8_t> twExport_WriteInfo(const TwExportModel& model, uint64_t uiModelSize, const std::string& source);
+// The properties side file's bytes: each element's sets of values, with the table the viewer
+// reads them by; *piCutAt is the first element whose text was left out for the file's limit, or -1
+std::vector<uint8_t> twExport_WriteProperties(const TwExportModel& model, uint64_t uiModelSize, int* piCutAt);
 int twExport_WriteInfoFile(const TwExportModel& model, uint64_t uiModelSize, const std::string& source,
                            const std::string& path);
 // An axis-aligned box as a flat mesh: 12 triangles, a surface for each face, 12 edges

@@ -340,6 +340,34 @@ std::string twSample_IfcBuilding(const char* pstrSchema, double dOffsetX, double
     t.Add("IFCRELCONTAINEDINSPATIALSTRUCTURE(" + Guid(21) + ",$,$,$,(" + Ref(iSlab) + "," + Ref(iWall) + "," +
           Ref(iWindow) + "," + Ref(iDoor) + ")," + Ref(iGround) + ")");
     t.Add("IFCRELCONTAINEDINSPATIALSTRUCTURE(" + Guid(22) + ",$,$,$,(" + Ref(iUpperSlab) + ")," + Ref(iUpper) + ")");
+    // what the elements carry: the wall's common properties and its layers, the ground slab's
+    // quantities, the door's number
+    int iFire = t.Add("IFCPROPERTYSINGLEVALUE('FireRating',$,IFCLABEL('REI 90'),$)");
+    int iExternal = t.Add("IFCPROPERTYSINGLEVALUE('IsExternal',$,IFCBOOLEAN(.T.),$)");
+    int iU = t.Add("IFCPROPERTYSINGLEVALUE('ThermalTransmittance',$,IFCTHERMALTRANSMITTANCEMEASURE(0.24),$)");
+    int iWallSet = t.Add("IFCPROPERTYSET(" + Guid(23) + ",$,'Pset_WallCommon',$,(" + Ref(iFire) + "," +
+                         Ref(iExternal) + "," + Ref(iU) + "))");
+    t.Add("IFCRELDEFINESBYPROPERTIES(" + Guid(24) + ",$,$,$,(" + Ref(iWall) + ")," + Ref(iWallSet) + ")");
+    std::string formula = t.bIfc4 ? ",$)" : ")";
+    int iArea = t.Add("IFCQUANTITYAREA('NetArea',$,$,6.5" + formula);
+    int iWidth = t.Add("IFCQUANTITYLENGTH('Width',$,$,0.2" + formula);
+    int iVolume = t.Add("IFCQUANTITYVOLUME('GrossVolume',$,$,1.2" + formula);
+    int iSlabQto = t.Add("IFCELEMENTQUANTITY(" + Guid(25) + ",$,'Qto_SlabBaseQuantities',$,$,(" + Ref(iArea) + "," +
+                         Ref(iWidth) + "," + Ref(iVolume) + "))");
+    t.Add("IFCRELDEFINESBYPROPERTIES(" + Guid(26) + ",$,$,$,(" + Ref(iSlab) + ")," + Ref(iSlabQto) + ")");
+    int iMark = t.Add("IFCPROPERTYSINGLEVALUE('Reference',$,IFCIDENTIFIER('D-101'),$)");
+    int iDoorSet = t.Add("IFCPROPERTYSET(" + Guid(27) + ",$,'Pset_DoorCommon',$,(" + Ref(iMark) + "))");
+    t.Add("IFCRELDEFINESBYPROPERTIES(" + Guid(28) + ",$,$,$,(" + Ref(iDoor) + ")," + Ref(iDoorSet) + ")");
+    std::string materialTail = t.bIfc4 ? ",$,$)" : ")";
+    std::string layerTail = t.bIfc4 ? ",$,$,$,$)" : ")";
+    int iBrick = t.Add("IFCMATERIAL('Brick'" + materialTail);
+    int iInsulation = t.Add("IFCMATERIAL('Mineral wool'" + materialTail);
+    int iBrickLayer = t.Add("IFCMATERIALLAYER(" + Ref(iBrick) + ",0.24,$" + layerTail);
+    int iInsulationLayer = t.Add("IFCMATERIALLAYER(" + Ref(iInsulation) + ",0.06,$" + layerTail);
+    int iLayers = t.Add("IFCMATERIALLAYERSET((" + Ref(iBrickLayer) + "," + Ref(iInsulationLayer) + "),'Outer wall'" +
+                        (t.bIfc4 ? ",$)" : ")"));
+    int iUsage = t.Add("IFCMATERIALLAYERSETUSAGE(" + Ref(iLayers) + ",.AXIS2.,.POSITIVE.,0." + (t.bIfc4 ? ",$)" : ")"));
+    t.Add("IFCRELASSOCIATESMATERIAL(" + Guid(29) + ",$,$,$,(" + Ref(iWall) + ")," + Ref(iUsage) + ")");
     return std::string("ISO-10303-21;\nHEADER;\nFILE_DESCRIPTION(('ViewDefinition [CoordinationView]'),'2;1');\n"
                        "FILE_NAME('test.ifc','2026-01-01T00:00:00',(''),(''),'Ambulon tests','Ambulon tests','');\n"
                        "FILE_SCHEMA(('") +

@@ -189,6 +189,167 @@ function ProjectLengthUnit(api, W, model) {
     return null;
 }
 
+// Metres in the project's length unit, and square and cubic metres in its area and volume
+// units (1 where it names none)
+function ProjectUnits(api, W, model) {
+    const units = { LENGTHUNIT: 1, AREAUNIT: 1, VOLUMEUNIT: 1 };
+    for (const assignment of Lines(api, model, W.IFCUNITASSIGNMENT))
+        for (const u of assignment.Units || []) {
+            const unit = api.GetLine(model, Value(u));
+            const kind = unit ? Value(unit.UnitType) : null;
+            if (!(kind in units))
+                continue;
+            const power = kind === 'AREAUNIT' ? 2 : kind === 'VOLUMEUNIT' ? 3 : 1;
+            const prefix = unit.Prefix !== undefined ? Value(unit.Prefix) : undefined;
+            const factor = prefix !== undefined ? (prefix ? PREFIXES[prefix] || NaN : 1) ** power
+                : Metres(api, model, Value(u), 0);
+            if (Number.isFinite(factor) && factor > 0)
+                units[kind] = factor;
+        }
+    return units;
+}
+
+// A value as text, with its unit: lengths, areas and volumes in metres, square and cubic
+// metres; booleans as true and false
+function Shown(field, units) {
+    if (field == null)
+        return ['', ''];
+    if (typeof field !== 'object')
+        return [String(field), ''];
+    let v = 'value' in field ? field.value : field._representationValue;
+    const kind = String(field.name || '');
+    if (v === true || v === false)
+        return [v ? 'true' : 'false', ''];
+    if (kind === 'IFCLOGICAL' || kind === 'IFCBOOLEAN')
+        return [v === 'T' || v === '.T.' ? 'true' : v === 'F' || v === '.F.' ? 'false' : String(v), ''];
+    if (typeof v === 'number' || (typeof v === 'string' && kind.endsWith('MEASURE') && v !== '' && !isNaN(Number(v)))) {
+        const n = Number(v);
+        for (const [end, unit, symbol] of [['LENGTHMEASURE', 'LENGTHUNIT', 'm'], ['AREAMEASURE', 'AREAUNIT', 'm2'],
+                                           ['VOLUMEMEASURE', 'VOLUMEUNIT', 'm3']])
+            if (kind.endsWith(end))
+                return [String(Number((n * units[unit]).toPrecision(12))), symbol];
+        const symbols = { IFCTHERMALTRANSMITTANCEMEASURE: 'W/(m2K)', IFCMASSMEASURE: 'kg', IFCTHERMODYNAMICTEMPERATUREMEASURE: 'K',
+            IFCPOWERMEASURE: 'W', IFCPRESSUREMEASURE: 'Pa', IFCTIMEMEASURE: 's', IFCMASSDENSITYMEASURE: 'kg/m3' };
+        return [String(n), symbols[kind] || ''];
+    }
+    return [v == null ? '' : String(v), ''];
+}
+
+// Each element's data: its property and quantity sets, its type's sets, its materials (with
+// their layers' thicknesses) and its classifications, from the relations read once; a set
+// shared by many elements is read once
+function DataOf(api, W, model) {
+    const units = ProjectUnits(api, W, model);
+    const add = (map, key, v) => {
+        let list = map.get(key);
+        if (!list)
+            map.set(key, list = []);
+        list.push(v);
+    };
+    const related = (code, field, map, many) => {
+        if (!code)
+            return;
+        for (const rel of Lines(api, model, code))
+            for (const o of rel.RelatedObjects || [])
+                many ? add(map, Value(o), Value(rel[field])) : map.set(Value(o), Value(rel[field]));
+    };
+    const setsOf = new Map(), typeOf = new Map(), materialOf = new Map(), classesOf = new Map();
+    related(W.IFCRELDEFINESBYPROPERTIES, 'RelatingPropertyDefinition', setsOf, true);
+    related(W.IFCRELDEFINESBYTYPE, 'RelatingType', typeOf, false);
+    related(W.IFCRELASSOCIATESMATERIAL, 'RelatingMaterial', materialOf, false);
+    related(W.IFCRELASSOCIATESCLASSIFICATION, 'RelatingClassification', classesOf, true);
+    const line = (id) => (id == null ? null : api.GetLine(model, id));
+    const cache = new Map();
+    const readSet = (id, suffix) => {
+        const key = id + suffix;
+        if (cache.has(key))
+            return cache.get(key);
+        const set = line(id);
+        let out = null;
+        if (set && (set.HasProperties || set.Quantities)) {
+            const values = [];
+            for (const p of set.HasProperties || set.Quantities || []) {
+                const prop = line(Value(p));
+                if (!prop)
+                    continue;
+                const field = prop.NominalValue !== undefined ? prop.NominalValue
+                    : prop.EnumerationValues ? { value: (prop.EnumerationValues || []).map((e) => Shown(e, units)[0]).join(', ') }
+                    : prop.ListValues ? { value: (prop.ListValues || []).map((e) => Shown(e, units)[0]).join(', ') }
+                    : prop.LengthValue || prop.AreaValue || prop.VolumeValue || prop.CountValue || prop.WeightValue ||
+                      prop.TimeValue || prop.UpperBoundValue || null;
+                const [text, unit] = Shown(field, units);
+                values.push([Value(prop.Name) || '', text, unit]);
+            }
+            out = [(Value(set.Name) || 'Properties') + suffix, values];
+        }
+        cache.set(key, out);
+        return out;
+    };
+    const materials = (id) => {
+        const m = line(id);
+        if (!m)
+            return [];
+        const name = (x) => (x ? Value(line(Value(x)) ? line(Value(x)).Name : null) || '' : '');
+        const layerSet = m.ForLayerSet ? line(Value(m.ForLayerSet)) : m.MaterialLayers ? m : null;
+        if (layerSet) {
+            const values = [];
+            let total = 0;
+            for (const l of layerSet.MaterialLayers || []) {
+                const layer = line(Value(l));
+                const [text, unit] = Shown(layer ? layer.LayerThickness : null, units);
+                total += Number(text) || 0;
+                values.push([layer ? name(layer.Material) : '', text, unit]);
+            }
+            values.push(['Total thickness', String(Number(total.toPrecision(12))), 'm']);
+            return values;
+        }
+        if (m.Materials)
+            return m.Materials.map((x) => ['Material', name(x), '']);
+        if (m.MaterialConstituents)
+            return m.MaterialConstituents.map((c) => {
+                const constituent = line(Value(c));
+                return [constituent ? Value(constituent.Name) || '' : '', constituent ? name(constituent.Material) : '', ''];
+            });
+        return [['Material', Value(m.Name) || '', '']];
+    };
+    return (id) => {
+        const sets = [];
+        for (const def of setsOf.get(id) || []) {
+            const set = readSet(def, '');
+            if (set)
+                sets.push(set);
+        }
+        const type = line(typeOf.get(id));
+        if (type) {
+            sets.push(['Type', [['Name', Value(type.Name) || '', ''],
+                                ['Class', api.GetNameFromTypeCode(api.GetLineType(model, type.expressID)), '']]]);
+            for (const def of type.HasPropertySets || []) {
+                const set = readSet(Value(def), ' (type)');
+                if (set)
+                    sets.push(set);
+            }
+        }
+        const material = materialOf.get(id) != null ? materialOf.get(id) : type ? materialOf.get(type.expressID) : null;
+        if (material != null) {
+            const values = materials(material);
+            if (values.length)
+                sets.push(['Materials', values]);
+        }
+        const classes = [];
+        for (const c of classesOf.get(id) || []) {
+            const ref = line(c);
+            if (!ref)
+                continue;
+            const source = ref.ReferencedSource ? line(Value(ref.ReferencedSource)) : null;
+            classes.push([source ? Value(source.Name) || 'Classification' : 'Classification',
+                          [Value(ref.Identification) || Value(ref.ItemReference) || '', Value(ref.Name) || ''].join(' ').trim(), '']);
+        }
+        if (classes.length)
+            sets.push(['Classification', classes]);
+        return sets;
+    };
+}
+
 // The map conversion and the site's place: eastings, northings, height, the x axis, the
 // scale, the system's name; latitude, longitude and elevation (NaN where not given); the
 // metres in the map's unit
@@ -323,6 +484,7 @@ function Export(api, W, path) {
         Send('S', schema);
         SendPlace(api, W, model);
         const container = Containers(api, W, model);
+        const data = DataOf(api, W, model);
         let elements = 0, parts = 0;
         api.StreamAllMeshes(model, (mesh, index, total) => {
             const id = mesh.expressID;
@@ -354,6 +516,23 @@ function Export(api, W, path) {
                 parts++;
             }
             Send('E', w);
+            // its data, after it: sets of named values with their units
+            const sets = data(id);
+            if (sets.length) {
+                const d = new Writer();
+                d.u32(id);
+                d.u16(Math.min(sets.length, 65535));
+                for (const [name, values] of sets.slice(0, 65535)) {
+                    d.str(name);
+                    d.u16(Math.min(values.length, 65535));
+                    for (const [key, text, unit] of values.slice(0, 65535)) {
+                        d.str(key);
+                        d.str(text);
+                        d.str(unit);
+                    }
+                }
+                Send('D', d);
+            }
             elements++;
             if (elements % PROGRESS_EVERY === 0 && total > 0) {
                 const p = new Writer();
