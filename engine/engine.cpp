@@ -602,6 +602,7 @@ int twEngine_InitWorld(void)
             return 0;
         }
         twEngine_LoadCopyLight(nullptr, "twWorld_Init");
+        twWorld_LoadPackSideFiles(nullptr, TW_MODEL_RESOURCE);
         FILE* pSettings = twCore_GetResource(TW_SETTINGS_FILE, nullptr);
         if (pSettings) {
             twEngine_LoadSaveSettings(pSettings, 0);
@@ -759,6 +760,7 @@ int twEngine_Load(const char* pstrPath)
         return 0;
     }
     twEngine_ModelIn(0);
+    twWorld_LoadPackSideFiles(szPath, TW_MODEL_RESOURCE);
     e->iRenderModeWanted = TW_MODE_LAMP;
     twEngine_LoadCopyLight(szPath, "twEngine_Load");
     twEngine_ShowLightState(1);

@@ -395,6 +395,8 @@ static void RestoreOpen(const char* pstrOpen, int iSource, const TwCamera* pKept
     }
     if (!bCopy)
         twWorld_LoadElementInfo(pstrOpen);
+    else
+        twWorld_LoadPackSideFiles(pstrOpen, TW_MODEL_RESOURCE);
     twEngine_ModelIn(1);
     twCamera_CopyPlace(pCam, pKept);
     HideLayers(pstrHidden);

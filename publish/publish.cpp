@@ -142,6 +142,28 @@ static int AddModel(Pack* p)
     return 0;
 }
 
+// After the model: the side files that go with it, from beside it or from the copy it came
+// from, so that the copy's pick tells what the elements are and their values
+static int AddSideFiles(Pack* p)
+{
+    char szModel[TW_PATH_SIZE], szSide[TW_PATH_SIZE], szName[TW_PATH_SIZE];
+    int iSource = twWorld_GetModelLocation(szModel);
+    for (int i = 0; i < TW_NUM_SIDE_FILES; i++) {
+        twWorld_SideFilePath(TW_MODEL_RESOURCE, i, szName);
+        if (iSource == TW_MODEL_PLAIN_FILE) {
+            twWorld_SideFilePath(szModel, i, szSide);
+            FILE* pIn = fopen(szSide, "rb");
+            if (pIn && !AddStream(p, szName, pIn, FileSize(pIn)))
+                return 0;
+        } else {
+            const char* pstrFrom = iSource == TW_MODEL_NAMED_PACK ? szModel : nullptr;
+            if (twCore_HasResource(szName, pstrFrom) && !AddResource(p, szName, pstrFrom))
+                return 0;
+        }
+    }
+    return 1;
+}
+
 static int AddGallery(Pack* p)
 {
     int iItems = twGallery_GetNumItems() > 0 ? 1 : 0;
@@ -211,7 +233,7 @@ static int WritePack(Pack* p)
         if (!AddFile(p, szPath))
             return 0;
     }
-    if (!AddTempFile(p, TW_SETTINGS_FILE) || !AddModel(p))
+    if (!AddTempFile(p, TW_SETTINGS_FILE) || !AddModel(p) || !AddSideFiles(p))
         return 0;
     snprintf(szPath, sizeof(szPath), "%sData/Strings/Strings.bin", twCore_GetDataDir());
     if (!AddFile(p, szPath) || !AddGallery(p) || !AddLight(p) || !AddSunPlace(p))

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "engine/engine.h"
+#include "engine/memory.h"
 #include "engine/strings.h"
 #include "interface/gallery.h"
 #include "light/light.h"
@@ -289,4 +290,37 @@ TEST_F(Publish, TheMacBundle)
     EXPECT_EQ(twEngine_Save(1, (dir + "Failed.app").c_str()), 0);
     twCore_SetDataDir(data.c_str());
     EXPECT_FALSE(Exists(dir + "Failed.app"));
+}
+
+// A model with its side files beside it: the copy carries them after its model, and opened,
+// the copy's pick tells what its elements are and their values, read from its pack
+TEST_F(Publish, TheCopyCarriesWhatEachElementIsAndItsValues)
+{
+    std::string temp = dir + "Temp/";
+    twHarness_WriteText(dir + "building.ifc", twSample_IfcBuilding("IFC4"));
+    std::string command = std::string(AMB_BUILD_DIR) + "/ambexport -q '" + dir + "building.ifc' -o '" + temp +
+                          "Export.bin' > /dev/null 2>&1";
+    ASSERT_EQ(system(command.c_str()), 0);
+    ASSERT_EQ(twWorld_LoadModel(nullptr, (temp + "Export.bin").c_str(), 0, pCam, nullptr, nullptr, nullptr, 0, nullptr),
+              1);
+    ASSERT_EQ(twWorld_LoadElementInfo((temp + "Export.bin").c_str()), 1);
+    ASSERT_EQ(twEngine_Save(0, (dir + "Data.exe").c_str()), 1);
+    std::vector<Entry> pack = ReadPack(dir + "Data.exe");
+    ASSERT_GE(pack.size(), 25u);
+    EXPECT_EQ(pack[22].name, "Export.bin");
+    EXPECT_EQ(pack[23].name, "Export.elements");
+    EXPECT_EQ(pack[23].bytes, twHarness_ReadFile(temp + "Export.elements"));
+    EXPECT_EQ(pack[24].name, "Export.properties");
+    EXPECT_EQ(pack[24].bytes, twHarness_ReadFile(temp + "Export.properties"));
+    twWorld_FreeElementInfo();
+    ASSERT_EQ(twEngine_Load((dir + "Data.exe").c_str()), 1);
+    int iWall = -1;
+    for (int e = 0; e < pWorld->iNumElements; e++)
+        if (twWorld_GetElementInfo(e) && !strcmp(twWorld_GetElementInfo(e)->apstrFields[0], "Front wall"))
+            iWall = e;
+    ASSERT_GE(iWall, 0);
+    char* pText = twWorld_GetElementProperties(iWall, nullptr);
+    ASSERT_NE(pText, nullptr);
+    EXPECT_NE(strstr(pText, "Pset_WallCommon\tFireRating\tREI 90\t\n"), nullptr) << pText;
+    twMem_Free(pText);
 }

@@ -8,6 +8,7 @@
 #include <string.h>
 #include <sys/stat.h>
 
+#include "engine/core.h"
 #include "engine/log.h"
 #include "engine/memory.h"
 #include "world/world.h"
@@ -106,6 +107,58 @@ int twWorld_LoadProperties(const char* pstrModelPath)
         twLog(TAG, "Properties for %d elements in '%s'\n", pWorld->iNumElements, szPath);
     }
     return bOk;
+}
+
+// A resource of a copy's pack: its stream at its first byte and its size, or null
+static FILE* Resource(const char* pstrName, const char* pstrPack, int* piSize)
+{
+    return pstrPack ? twCore_GetResourceExt(pstrName, pstrPack, piSize) : twCore_GetResource(pstrName, piSize);
+}
+
+int twWorld_LoadPackSideFiles(const char* pstrPack, const char* pstrModelName)
+{
+    if (!pWorld || !pWorld->bLoaded)
+        return 0;
+    twWorld_FreeElementInfo();
+    char szElements[TW_PATH_SIZE], szProperties[TW_PATH_SIZE];
+    twWorld_SideFilePath(pstrModelName, TW_SIDE_ELEMENTS, szElements);
+    twWorld_SideFilePath(pstrModelName, TW_SIDE_PROPERTIES, szProperties);
+    const char* pstrPack_ = pstrPack ? pstrPack : twCore_GetExePath();
+    // a copy published before it carried them has none: nothing to tell
+    if (!twCore_HasResource(szElements, pstrPack) && !twCore_HasResource(szProperties, pstrPack))
+        return 0;
+    int iModel = 0, iSize = 0, iFound = 0;
+    FILE* pModel = Resource(pstrModelName, pstrPack, &iModel);
+    if (pModel)
+        fclose(pModel);
+    FILE* pIn = twCore_HasResource(szElements, pstrPack) ? Resource(szElements, pstrPack, &iSize) : nullptr;
+    if (pIn && iSize > 0 && iSize <= TW_ELEMENT_INFO_MAX_SIZE) {
+        char* pData = (char*)twMem_Malloc((uint32_t)iSize, "pInfoFile");
+        if (pData && fread(pData, 1, (size_t)iSize, pIn) == (size_t)iSize && twWorld_ReadElementInfo(pData, iSize, iModel))
+            iFound++;
+        twMem_Free(pData);
+    }
+    if (pIn)
+        fclose(pIn);
+    pIn = twCore_HasResource(szProperties, pstrPack) ? Resource(szProperties, pstrPack, &iSize) : nullptr;
+    if (pIn && iSize > 0) {
+        // the texts are read from the pack when asked, where the resource lies in it
+        int64_t llStart = (int64_t)ftello(pIn);
+        int64_t llWant = TW_PROPERTIES_HEAD_MAX + (int64_t)pWorld->iNumElements * (int64_t)sizeof(TwPropertiesEntry);
+        if (llWant > iSize)
+            llWant = iSize;
+        uint8_t* pData = (uint8_t*)twMem_Malloc((uint32_t)(llWant ? llWant : 1), "pPropertiesHead");
+        if (pData && llStart >= 0 && fread(pData, 1, (size_t)llWant, pIn) == (size_t)llWant &&
+            twWorld_ReadProperties(pData, llWant, iSize, iModel)) {
+            pWorld->llPropertiesData += llStart;
+            snprintf(pWorld->szPropertiesPath, sizeof(pWorld->szPropertiesPath), "%s", pstrPack_);
+            iFound++;
+        }
+        twMem_Free(pData);
+    }
+    if (pIn)
+        fclose(pIn);
+    return iFound;
 }
 
 char* twWorld_GetElementProperties(int iElement, int* piLength)

@@ -456,6 +456,10 @@ const TwElementInfo* twWorld_GetElementInfo(int iElement); // null without one
 int twWorld_LoadProperties(const char* pstrModelPath);
 int twWorld_ReadProperties(const uint8_t* pData, int64_t iSize, int64_t iFileSize, int64_t iModelSize);
 void twWorld_FreeProperties(void);
+// A published copy's side files, from its pack (the own one with pstrPack null), named as
+// its model resource's are: what each element is and its sets of values, for the model
+// loaded from that pack; 1 for each found
+int twWorld_LoadPackSideFiles(const char* pstrPack, const char* pstrModelName);
 // An element's text, read from the file now: a block to free, ending in a zero; null when it
 // has none or the file can't give it (logged)
 char* twWorld_GetElementProperties(int iElement, int* piLength);
