@@ -19,8 +19,12 @@
 #include <string>
 #include <vector>
 
+#include "engine/memory.h"
 #include "engine/timer.h"
+#include "navigation/camera.h"
+#include "tools/harness/harness.h"
 #include "tools/harness/samples.h"
+#include "world/world.h"
 
 static void WriteObj(const TwExportModel& model, const std::string& path)
 {
@@ -69,7 +73,8 @@ static long ResidentWithChildren(pid_t iPid)
 }
 
 // One export of one or several inputs: its seconds, and the peak memory of it and its engines
-static void Time(const std::string& name, const std::vector<std::string>& inputs, const std::string& output)
+static void Time(const std::string& name, const std::vector<std::string>& inputs, const std::string& output,
+                 const char* pstrOption = nullptr)
 {
     struct stat st;
     double dInput = 0;
@@ -80,6 +85,8 @@ static void Time(const std::string& name, const std::vector<std::string>& inputs
     }
     std::string exporter = std::string(AMB_BUILD_DIR) + "/ambexport";
     std::vector<const char*> args = {exporter.c_str(), "-q", "-o", output.c_str()};
+    if (pstrOption)
+        args.push_back(pstrOption);
     for (const std::string& input : inputs)
         args.push_back(input.c_str());
     args.push_back(nullptr);
@@ -98,11 +105,15 @@ static void Time(const std::string& name, const std::vector<std::string>& inputs
         usleep(10000);
     }
     double dSeconds = twTimer_Seconds() - dStart;
-    struct stat out = {};
+    struct stat out = {}, properties = {};
     stat(output.c_str(), &out);
-    printf("%-40s %6.1f MB in, %6.1f MB out: %7.3f s, peak %5.0f MB%s\n", name.c_str(), dInput,
-           out.st_size / 1048576.0, dSeconds, lPeak / 1024.0,
-           WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 0 ? "" : " (FAILED)");
+    std::string side = output.substr(0, output.rfind('.')) + ".properties";
+    int bProperties = stat(side.c_str(), &properties) == 0;
+    printf("%-40s %6.1f MB in, %6.1f MB out: %7.3f s, peak %5.0f MB", name.c_str(), dInput, out.st_size / 1048576.0,
+           dSeconds, lPeak / 1024.0);
+    if (bProperties)
+        printf(", properties %.1f MB", properties.st_size / 1048576.0);
+    printf("%s\n", WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 0 ? "" : " (FAILED)");
 }
 
 static void Time(const std::string& name, const std::string& input, const std::string& output)
@@ -135,8 +146,29 @@ int main(void)
         Time("sample house (IFC)", TW_SAMPLE_HOUSE, dir + "house.bin");
     std::string repeat = std::string(AMB_BUILD_DIR) + "/ifc_repeat '" + samples + "Building-Architecture.ifc' 180 30 '" +
                          dir + "large.ifc'";
-    if (system(repeat.c_str()) == 0)
+    if (system(repeat.c_str()) == 0) {
         Time("180 architecture models (IFC)", dir + "large.ifc", dir + "large.bin");
+        Time("  the same without properties", {dir + "large.ifc"}, dir + "bare.bin", "--no-properties");
+        // what the viewer pays for them: the table read with the model, an element's text at its pick
+        if (twHarness_StartWorld(64, 64, 0)) {
+            TwCamera camera;
+            twCamera_Init(&camera);
+            if (twWorld_LoadModel(nullptr, (dir + "large.bin").c_str(), 0, &camera, nullptr, nullptr, nullptr, 0,
+                                  nullptr)) {
+                double dStart = twTimer_Seconds();
+                int bInfo = twWorld_LoadElementInfo((dir + "large.bin").c_str());
+                double dInfo = twTimer_Seconds() - dStart;
+                dStart = twTimer_Seconds();
+                char* pText = twWorld_GetElementProperties(pWorld->iNumElements / 2, nullptr);
+                double dPick = twTimer_Seconds() - dStart;
+                printf("  viewer: side files read in %.4f s (%s, properties %s), an element's values in %.5f s "
+                       "(%zu bytes)\n", dInfo, bInfo ? "names" : "no names", pWorld->pProperties ? "read" : "none",
+                       dPick, pText ? strlen(pText) : (size_t)0);
+                twMem_Free(pText);
+            }
+            twHarness_StopWorld();
+        }
+    }
     WriteObj(twSample_GridHouses(8, 8), dir + "houses.obj");
     Time("64 houses (OBJ)", dir + "houses.obj", dir + "houses.bin");
     // several models: read side by side, against one after another

@@ -45,6 +45,7 @@ static const char* s_pstrHelp =
     "      --background         --progress, at a priority a little below the viewer's\n"
     "      --wait               make the IFC engine ready, then read the model files' names\n"
     "                           from standard input, one a line, up to an empty line\n"
+    "      --no-properties      write no element's property sets, quantities and materials\n"
     "      --keep DIR           keep each IFC model's engine stream in DIR, and read a model\n"
     "                           unchanged since from there (several models, one saved)\n"
     "      --warm PATH          with --wait, read this IFC file twice to nowhere first: the\n"
@@ -138,7 +139,7 @@ static std::string OwnFolder(void)
 int main(int argc, char** argv)
 {
     enum { kOpen = 256, kIfNone, kViewer, kScale, kZUp, kCrease, kPlaneAngle, kPlaneTolerance, kMaxTexture,
-           kSunAltitude, kSunAzimuth, kProgress, kBackground, kWait, kWarm, kKeep };
+           kSunAltitude, kSunAzimuth, kProgress, kBackground, kWait, kWarm, kKeep, kNoProperties };
     static const struct option aOptions[] = {
         {"output", required_argument, nullptr, 'o'}, {"open", no_argument, nullptr, kOpen},
         {"if-none", no_argument, nullptr, kIfNone}, {"viewer", required_argument, nullptr, kViewer},
@@ -150,6 +151,7 @@ int main(int argc, char** argv)
         {"sun-azimuth", required_argument, nullptr, kSunAzimuth}, {"progress", no_argument, nullptr, kProgress},
         {"background", no_argument, nullptr, kBackground}, {"wait", no_argument, nullptr, kWait},
         {"warm", required_argument, nullptr, kWarm}, {"keep", required_argument, nullptr, kKeep},
+        {"no-properties", no_argument, nullptr, kNoProperties},
         {"quiet", no_argument, nullptr, 'q'},
         {"help", no_argument, nullptr, 'h'}, {nullptr, 0, nullptr, 0},
     };
@@ -186,6 +188,7 @@ int main(int argc, char** argv)
         case kWait: bWait = 1; break;
         case kWarm: warm = optarg; break;
         case kKeep: options.keep = optarg; break;
+        case kNoProperties: options.bProperties = 0; break;
         case 'q': bQuiet = 1; break;
         case 'h': fputs(s_pstrHelp, stdout); return 0;
         default: fputs(s_pstrHelp, stderr); return 2;

@@ -44,6 +44,7 @@ struct TwExportOptions {
     float fSunAltitude = 40.0f, fSunAzimuth = 135.0f; // degrees, the CAD host's azimuth
     void (*pfnProgress)(float fFraction) = nullptr; // told how far it is, 0 to 1; -1 while the source is read
     std::string ifcReader;        // the IFC reader's script, which Node runs
+    int bProperties = 1;          // each element's sets of values are read and written beside the model
     std::string keep;             // a folder where each IFC source's stream is kept and, while
                                   // the source is unchanged, read again instead of the engine's
 };

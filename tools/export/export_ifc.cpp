@@ -407,7 +407,7 @@ int twExportIfc_IsIfc(const char* pstrPath)
 // with the exporter, so that a cancelled export leaves no engine behind. With piFeed it
 // makes the engine ready, warms it on pstrInput (when given) and waits for the path of the
 // file to stream on the pipe *piFeed writes to.
-static pid_t StartReader(const std::string& script, const char* pstrInput, int* piStream, int* piFeed)
+static pid_t StartReader(const std::string& script, const char* pstrInput, int bData, int* piStream, int* piFeed)
 {
     int aiPipe[2], aiFeed[2] = {-1, -1};
     if (pipe2(aiPipe, O_CLOEXEC) != 0)
@@ -428,10 +428,17 @@ static pid_t StartReader(const std::string& script, const char* pstrInput, int* 
         dup2(piFeed ? aiFeed[0] : iNull, 0);
         dup2(iNull, 1);
         dup2(iNull, 2);
+        const char* apstrArgs[6];
+        int n = 0;
+        apstrArgs[n++] = "node";
+        apstrArgs[n++] = script.c_str();
+        if (!bData)
+            apstrArgs[n++] = "--no-data";
         if (piFeed)
-            execlp("node", "node", script.c_str(), "--wait", pstrInput, (char*)nullptr);
-        else
-            execlp("node", "node", script.c_str(), pstrInput, (char*)nullptr);
+            apstrArgs[n++] = "--wait";
+        apstrArgs[n++] = pstrInput;
+        apstrArgs[n] = nullptr;
+        execvp("node", (char* const*)apstrArgs);
         _exit(127);
     }
     close(aiPipe[1]);
@@ -463,7 +470,8 @@ int twExportIfc_StartWaiting(const TwExportOptions& options, const char* pstrWar
     signal(SIGPIPE, SIG_IGN);
     struct stat st;
     bool bWarm = pstrWarm && stat(pstrWarm, &st) == 0 && st.st_size <= (off_t)WARM_MAX_BYTES && twExportIfc_IsIfc(pstrWarm);
-    s_iWaitingPid = StartReader(options.ifcReader, bWarm ? pstrWarm : nullptr, &s_iWaitingStream, &s_iWaitingFeed);
+    s_iWaitingPid = StartReader(options.ifcReader, bWarm ? pstrWarm : nullptr, options.bProperties, &s_iWaitingStream,
+                                &s_iWaitingFeed);
     return s_iWaitingPid > 0;
 }
 
@@ -511,14 +519,14 @@ static std::string KeptName(const TwExportOptions& options, const char* pstrInpu
     return options.keep + szName;
 }
 
-static std::string SourceKey(const char* pstrInput)
+static std::string SourceKey(const char* pstrInput, int bProperties)
 {
     struct stat st;
     if (stat(pstrInput, &st) != 0)
         return "";
     char szKey[96];
-    snprintf(szKey, sizeof(szKey), "%lld %lld.%09ld %u\n", (long long)st.st_size, (long long)st.st_mtim.tv_sec,
-             st.st_mtim.tv_nsec, STREAM_VERSION);
+    snprintf(szKey, sizeof(szKey), "%lld %lld.%09ld %u %d\n", (long long)st.st_size, (long long)st.st_mtim.tv_sec,
+             st.st_mtim.tv_nsec, STREAM_VERSION, bProperties ? 1 : 0);
     return szKey;
 }
 
@@ -553,7 +561,7 @@ int twExportIfc_Read(const char* pstrInput, const TwExportOptions& options, TwEx
                      TwExportStats* pStats, std::string* pError)
 {
     std::string kept = options.keep.empty() ? "" : KeptName(options, pstrInput);
-    std::string key = kept.empty() ? "" : SourceKey(pstrInput);
+    std::string key = kept.empty() ? "" : SourceKey(pstrInput, options.bProperties);
     if (!key.empty() && ReadSmall(kept + ".key") == key) {
         FILE* pKept = fopen((kept + ".stream").c_str(), "rb");
         std::string why;
@@ -584,7 +592,7 @@ int twExportIfc_Read(const char* pstrInput, const TwExportOptions& options, TwEx
     int iStream = -1;
     pid_t iPid = TakeWaiting(pstrInput, &iStream);
     if (iPid < 0)
-        iPid = StartReader(options.ifcReader, pstrInput, &iStream, nullptr);
+        iPid = StartReader(options.ifcReader, pstrInput, options.bProperties, &iStream, nullptr);
     if (iPid < 0) {
         *pError = std::string("the IFC reader could not be started: ") + strerror(errno);
         return 0;
@@ -607,7 +615,7 @@ int twExportIfc_Read(const char* pstrInput, const TwExportOptions& options, TwEx
         // kept only whole, and only when the source didn't change while it was read; the old
         // key goes first, so that no stream stands beside another's key
         std::string part = kept + ".stream.part";
-        bool bWhole = fclose(tee.pTo) == 0 && bOk && !tee.bLost && SourceKey(pstrInput) == key;
+        bool bWhole = fclose(tee.pTo) == 0 && bOk && !tee.bLost && SourceKey(pstrInput, options.bProperties) == key;
         unlink((kept + ".key").c_str());
         FILE* pKey = nullptr;
         bool bKept = bWhole && rename(part.c_str(), (kept + ".stream").c_str()) == 0 &&

@@ -4,7 +4,8 @@
 // descriptor 3 in the stream ambexport reads (tools/export/export_ifc.cpp). It decides
 // nothing about the geometry: ambexport does.
 //
-//   node ifc_stream.js <file.ifc>        (descriptor 3 open for writing)
+//   node ifc_stream.js [--no-data] <file.ifc>   (descriptor 3 open for writing; --no-data
+//                                        streams no element's sets of values)
 //   node ifc_stream.js --wait [<file>]   the engine made ready (and warmed on the file, read
 //                                        once to nowhere), then the path of the file to
 //                                        stream is read from standard input: a save of a
@@ -404,8 +405,12 @@ function ReadLine() {
 }
 
 async function Main() {
-    const wait = process.argv[2] === '--wait';
-    let path = wait ? null : process.argv[2];
+    const args = process.argv.slice(2);
+    const noData = args[0] === '--no-data';
+    if (noData)
+        args.shift();
+    const wait = args[0] === '--wait';
+    let path = wait ? null : args[0];
     if (!wait && !path)
         Fail('no file given', 2);
     try {
@@ -435,11 +440,11 @@ async function Main() {
         api.SetLogLevel(W.LogLevel.LOG_LEVEL_OFF);
     if (wait) {
         // the engine's code and ours compiled for this kind of file: twice halves a save's time
-        if (process.argv[3]) {
+        if (args[1]) {
             out = fs.openSync('/dev/null', 'w');
             for (let i = 0; i < 2; i++) {
                 try {
-                    Export(api, W, process.argv[3]);
+                    Export(api, W, args[1], noData);
                 } catch (e) {
                     break;
                 }
@@ -451,13 +456,13 @@ async function Main() {
         if (!path)
             process.exit(0); // nothing came to export
     }
-    Export(api, W, path);
+    Export(api, W, path, noData);
     loaded.keep();
     process.exit(0);
 }
 
 // The file's elements streamed
-function Export(api, W, path) {
+function Export(api, W, path, noData) {
     let size;
     try {
         size = fs.statSync(path).size;
@@ -484,7 +489,7 @@ function Export(api, W, path) {
         Send('S', schema);
         SendPlace(api, W, model);
         const container = Containers(api, W, model);
-        const data = DataOf(api, W, model);
+        const data = noData ? () => [] : DataOf(api, W, model);
         let elements = 0, parts = 0;
         api.StreamAllMeshes(model, (mesh, index, total) => {
             const id = mesh.expressID;
