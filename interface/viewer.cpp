@@ -306,8 +306,8 @@ static void PageKeys(void)
     twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(9), 0, 2, "Y");
     StaticAt(LABEL1, 10, STR_KEYS_FLY_UP + 1);
     twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(10), 0, 2, "H");
-    // the right column's foot: the measure tool and the element pick
-    for (int i = 0; i < 10; i++) {
+    // the right column's foot: the measure tool, the element pick and its copy
+    for (int i = 0; i < 11; i++) {
         StaticAt(LABEL2, i + 1, 476 + 2 * i);
         twInterf_AddStaticText(FIELD2 + WIDGET_W, ROW(i + 1), 0, 2, Str(477 + 2 * i));
     }

@@ -73,7 +73,9 @@ static const char* s_pstrHelp =
     "colour and opacity; glass and anything less than opaque is transparent.\n"
     "\n"
     "Beside the model goes <output name>.elements: each element's name, IFC class, storey\n"
-    "and GlobalId, which the viewer shows when an element is picked.\n";
+    "and GlobalId, which the viewer shows when an element is picked; and for IFC\n"
+    "<output name>.properties: each element's property sets, quantities, type, materials\n"
+    "and classifications, which the pick lists.\n";
 
 static void PrintProgress(float fFraction)
 {
