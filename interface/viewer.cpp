@@ -3,6 +3,7 @@
 // is known by the text of its button, so the string ids are the contract with the pages.
 #include <math.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "engine/engine.h"
@@ -57,7 +58,7 @@ enum {
     STR_SUN_MINUTE, STR_SUN_LATITUDE, STR_SUN_LONGITUDE, STR_SUN_UTC, STR_SUN_NORTH,
     STR_SMOOTH_EDGES = 520, STR_SCREENSHOTS, STR_OFF_ON, STR_SHOT_FORMATS = 524,
     STR_OPEN_MODEL = 540, STR_LIVE_LINK = 542, STR_RECENT = 543, STR_ADD_MODEL = 559, STR_REMOVE_MODEL = 560,
-    STR_DATA_COPIED = 391,
+    STR_DATA_COPIED = 391, STR_PAGE_FIND = 109, STR_FIND_WORD = 562, STR_FIND_COUNT, STR_FIND_NONE,
 };
 #define PAGE_LAYERS_LOCKED "LAYERSRAD"
 #define GALLERY_IMAGE "GALLERYIMAGE"
@@ -99,8 +100,9 @@ static void AddTabs(int iOwnId)
             continue;
         twInterf_AddButton(TAB_X, ROW(iRow++), WIDGET_W, WIDGET_H, Str(iId), iId == iOwnId, 0, 0, 0);
     }
-    twInterf_AddButton(TAB_X, ROW(iRow), WIDGET_W, WIDGET_H, Str(STR_PAGE_SUN), iOwnId == STR_PAGE_SUN, 0, 0, 0);
-    twInterf_AddButton(TAB_X, ROW(9), WIDGET_W, WIDGET_H, Str(STR_QUIT), 0, 0, 0, 0);
+    twInterf_AddButton(TAB_X, ROW(iRow++), WIDGET_W, WIDGET_H, Str(STR_PAGE_SUN), iOwnId == STR_PAGE_SUN, 0, 0, 0);
+    twInterf_AddButton(TAB_X, ROW(iRow), WIDGET_W, WIDGET_H, Str(STR_PAGE_FIND), iOwnId == STR_PAGE_FIND, 0, 0, 0);
+    twInterf_AddButton(TAB_X, ROW(10), WIDGET_W, WIDGET_H, Str(STR_QUIT), 0, 0, 0, 0);
 }
 
 static void StaticAt(int x, int iRow, int iId) { twInterf_AddStaticText(x, ROW(iRow), 0, 0, Str(iId)); }
@@ -302,6 +304,8 @@ static void PageKeys(void)
         StaticAt(LABEL1, i + 1, aiLeft[i][0]);
         twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(i + 1), 0, 2, Str(aiLeft[i][1]));
     }
+    StaticAt(LABEL1, 8, 498); // the Find page
+    twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(8), 0, 2, Str(499));
     StaticAt(LABEL1, 9, STR_KEYS_FLY_UP);
     twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(9), 0, 2, "Y");
     StaticAt(LABEL1, 10, STR_KEYS_FLY_UP + 1);
@@ -311,6 +315,124 @@ static void PageKeys(void)
         StaticAt(LABEL2, i + 1, 476 + 2 * i);
         twInterf_AddStaticText(FIELD2 + WIDGET_W, ROW(i + 1), 0, 2, Str(477 + 2 * i));
     }
+}
+
+static void CloseInterface(void);
+static void ShowPage(int iId);
+
+// The Find page: a word typed on it, and the elements that hold it, a page of rows at a time
+#define FIND_MAX 200  // elements listed at most; the count says how many hold the word
+#define FIND_ROWS 7
+static struct {
+    char szWord[64];
+    char szShown[80];  // the word with its caret
+    char szCount[128];
+    int aiFound[FIND_MAX];
+    int iFound, iListed, iFirst;
+    int bDirty;
+} s_find;
+
+static void PageFind(void)
+{
+    twInterf_AddPage(Str(STR_PAGE_FIND));
+    AddTabs(STR_PAGE_FIND);
+    StaticAt(LABEL1, 1, STR_FIND_WORD);
+    twInterf_AddContainer(FIELD1, ROW(1), WIDE_W, WIDGET_H, s_find.szShown);
+    twInterf_AddContainer(FIELD1, ROW(2), WIDE_W, WIDGET_H, s_find.szCount);
+    for (int i = 0; i < FIND_ROWS; i++)
+        twInterf_AddButton(LABEL1, ROW(3 + i), RECENT_W, WIDGET_H, "", 0, 0, 1, 1);
+    twInterf_AddButton(LABEL2, ROW(10), WIDGET_W, WIDGET_H, Str(STR_LAYERS_PREV), 0, 0, 0, 1);
+    twInterf_AddButton(FIELD2, ROW(10), WIDGET_W, WIDGET_H, Str(STR_LAYERS_NEXT), 0, 0, 0, 1);
+    s_find.bDirty = 1;
+}
+
+// The keys typed on the Find page: letters, digits, '-', '_', '.', a space, Backspace
+static void FindKeys(void)
+{
+    static const struct {
+        int iKey;
+        char c, cShifted;
+    } s_aKeys[] = {
+        {16, 'q', 'Q'}, {17, 'w', 'W'}, {18, 'e', 'E'}, {19, 'r', 'R'}, {20, 't', 'T'}, {21, 'y', 'Y'},
+        {22, 'u', 'U'}, {23, 'i', 'I'}, {24, 'o', 'O'}, {25, 'p', 'P'}, {30, 'a', 'A'}, {31, 's', 'S'},
+        {32, 'd', 'D'}, {33, 'f', 'F'}, {34, 'g', 'G'}, {35, 'h', 'H'}, {36, 'j', 'J'}, {37, 'k', 'K'},
+        {38, 'l', 'L'}, {44, 'z', 'Z'}, {45, 'x', 'X'}, {46, 'c', 'C'}, {47, 'v', 'V'}, {48, 'b', 'B'},
+        {49, 'n', 'N'}, {50, 'm', 'M'}, {2, '1', '1'}, {3, '2', '2'}, {4, '3', '3'}, {5, '4', '4'},
+        {6, '5', '5'}, {7, '6', '6'}, {8, '7', '7'}, {9, '8', '8'}, {10, '9', '9'}, {11, '0', '0'},
+        {12, '-', '_'}, {52, '.', '.'}, {TW_KEY_SPACE, ' ', ' '},
+    };
+    int bShift = KeyDown(TW_KEY_LSHIFT) || KeyDown(TW_KEY_RSHIFT);
+    size_t uiLen = strlen(s_find.szWord);
+    for (const auto& k : s_aKeys)
+        if (twInput_KeyPressed(k.iKey) && uiLen + 1 < sizeof(s_find.szWord)) {
+            s_find.szWord[uiLen++] = bShift ? k.cShifted : k.c;
+            s_find.szWord[uiLen] = 0;
+            s_find.bDirty = 1;
+        }
+    if (twInput_KeyPressed(TW_KEY_BACK) && uiLen) {
+        s_find.szWord[uiLen - 1] = 0;
+        s_find.bDirty = 1;
+    }
+}
+
+// The page's texts: the word, the count, and a page of rows "n  name  class  GlobalId"
+static void FindTexts(void)
+{
+    snprintf(s_find.szShown, sizeof(s_find.szShown), "%s_", s_find.szWord);
+    if (s_find.bDirty) {
+        s_find.bDirty = 0;
+        s_find.iFirst = 0;
+        s_find.iFound = s_find.szWord[0] ? twWorld_FindElements(s_find.szWord, s_find.aiFound, FIND_MAX) : 0;
+        s_find.iListed = s_find.iFound < FIND_MAX ? s_find.iFound : FIND_MAX;
+        if (!s_find.szWord[0])
+            s_find.szCount[0] = 0;
+        else if (!s_find.iFound)
+            snprintf(s_find.szCount, sizeof(s_find.szCount), "%s", Str(STR_FIND_NONE));
+        else
+            snprintf(s_find.szCount, sizeof(s_find.szCount), "%d %s %d", s_find.iFound, Str(STR_FIND_COUNT),
+                     s_find.iListed);
+    }
+    for (int i = 0; i < FIND_ROWS; i++) {
+        int iRow = s_find.iFirst + i;
+        char szLabel[160] = "";
+        if (iRow < s_find.iListed) {
+            const TwElementInfo* pInfo = twWorld_GetElementInfo(s_find.aiFound[iRow]);
+            snprintf(szLabel, sizeof(szLabel), "%d  %.40s  %.30s  %.24s", iRow + 1, pInfo ? pInfo->apstrFields[0] : "",
+                     pInfo ? pInfo->apstrFields[1] : "", pInfo ? pInfo->apstrFields[3] : "");
+        }
+        twInterf_SetButtonAt(LABEL1, ROW(3 + i), szLabel, iRow >= s_find.iListed, 0);
+    }
+}
+
+// The walker flies to where the element is in sight, a little above and before it, and the
+// pick keeps it
+static void GoToElement(int iElement)
+{
+    TwEngine* e = pEngine;
+    if (!pWorld || iElement < 0 || iElement >= pWorld->iNumElements)
+        return;
+    const TwElement* pElement = &pWorld->pElements[iElement];
+    float vCentre[3], fSize = 0;
+    for (int i = 0; i < 3; i++) {
+        vCentre[i] = (pElement->vMin[i] + pElement->vMax[i]) * 0.5f;
+        fSize = fmaxf(fSize, pElement->vMax[i] - pElement->vMin[i]);
+    }
+    float fDistance = fmaxf(2.5f, fSize * 1.2f);
+    float vFlat[3] = {pCam->vDir[0], 0, pCam->vDir[2]};
+    float fFlat = sqrtf(vFlat[0] * vFlat[0] + vFlat[2] * vFlat[2]);
+    if (fFlat < 1e-3f)
+        vFlat[0] = 0, vFlat[2] = -1, fFlat = 1;
+    twCamera_StartFlying(pCam);
+    pCam->bTopView = 0;
+    pCam->vPos[0] = vCentre[0] - vFlat[0] / fFlat * fDistance;
+    pCam->vPos[1] = vCentre[1] + fDistance * 0.3f;
+    pCam->vPos[2] = vCentre[2] - vFlat[2] / fFlat * fDistance;
+    twCamera_LookAt(pCam, vCentre);
+    CloseInterface();
+    e->bMeasureMode = 0;
+    e->bElementPick = 1;
+    e->iPickedElement = e->iTrackedElement = iElement;
+    twLog("twViewer", "Found element %d: the walker flies to it\n", iElement);
 }
 
 static void PageAbout(void)
@@ -400,6 +522,7 @@ int twEngine_InitInterf(void)
     PageKeys();
     PageAbout();
     PageSun();
+    PageFind();
     PageDev();
     twEngine_ShowLightState(0);
     twInterf_SelectPage(nullptr);
@@ -657,6 +780,13 @@ static void Keys(void)
         GalleryKeys(bShift);
     if (twInput_KeyPressed(TW_KEY_F3))
         twEngine_ToggleSunShadows();
+    // F6: the Find page, with the word typed last
+    if (twInput_KeyPressed(TW_KEY_F6) && !bZ) {
+        if (!e->bInterface)
+            ToggleInterface();
+        ShowPage(STR_PAGE_FIND);
+        s_find.bDirty = 1;
+    }
     // after the draw: the back buffer holds the finished frame, panel and all
     if (twInput_KeyPressed(TW_KEY_F5) && !bZ) {
         int bCtrl = KeyDown(TW_KEY_LCONTROL) || KeyDown(TW_KEY_RCONTROL);
@@ -719,8 +849,8 @@ static void Commands(void)
     }
     if (!bPressed)
         return;
-    static const int aiTabs[] = {STR_PAGE_FILE, STR_PAGE_VIEW, STR_PAGE_LAYERS, STR_PAGE_LIGHT,
-                                 STR_PAGE_GALLERY, STR_PAGE_KEYS, STR_PAGE_ABOUT, STR_PAGE_SUN};
+    static const int aiTabs[] = {STR_PAGE_FILE,    STR_PAGE_VIEW, STR_PAGE_LAYERS, STR_PAGE_LIGHT, STR_PAGE_GALLERY,
+                                 STR_PAGE_KEYS, STR_PAGE_ABOUT, STR_PAGE_SUN, STR_PAGE_FIND};
     for (int iId : aiTabs) {
         if (Is(pstrName, iId)) {
             // the layers while a solution is part way: the page that says why they can't change
@@ -766,6 +896,14 @@ static void Commands(void)
             twEngine_RunLight(0);
         else if (Is(pstrName, STR_LIGHT_VIEW))
             twEngine_RunLight(1);
+    } else if (twInterf_IsPage(Str(STR_PAGE_FIND))) {
+        int iRow = atoi(pstrName);
+        if (iRow >= 1 && iRow <= s_find.iListed)
+            GoToElement(s_find.aiFound[iRow - 1]);
+        else if (Is(pstrName, STR_LAYERS_NEXT) && s_find.iFirst + FIND_ROWS < s_find.iListed)
+            s_find.iFirst += FIND_ROWS;
+        else if (Is(pstrName, STR_LAYERS_PREV) && s_find.iFirst >= FIND_ROWS)
+            s_find.iFirst -= FIND_ROWS;
     } else if (twInterf_IsPage(Str(STR_PAGE_LAYERS))) {
         if (Is(pstrName, STR_LAYERS_NEXT))
             twLayers_NextPage();
@@ -837,8 +975,15 @@ void twEngine_HandleInput(void)
         }
         return;
     }
-    Keys();
-    MovementKeys();
+    // the Find page takes the typed keys: only Esc closes the panel
+    if (e->bInterface && twInterf_IsPage(Str(STR_PAGE_FIND))) {
+        FindKeys();
+        if (twInput_KeyPressed(TW_KEY_ESCAPE))
+            ToggleInterface();
+    } else {
+        Keys();
+        MovementKeys();
+    }
     // the sun moves as the date, the time or the place is dragged or picked; moved on
     // another page it leaves the date
     if (e->bInterface && twInterf_IsPage(Str(STR_PAGE_SUN)) && twEngine_ApplySunPlace())
@@ -850,6 +995,8 @@ void twEngine_HandleInput(void)
             AboutTexts();
         else if (twInterf_IsPage(Str(STR_PAGE_FILE)))
             FileTexts();
+        else if (twInterf_IsPage(Str(STR_PAGE_FIND)))
+            FindTexts();
     } else {
         // the look, while the panel is closed
         if (pCam->bTopView && twInput_ButtonDown(TW_MOUSE_LOOK_BUTTON))

@@ -34,6 +34,7 @@
 #define TW_KEY_F3 61
 #define TW_KEY_F4 62
 #define TW_KEY_F5 63
+#define TW_KEY_F6 64
 #define TW_KEY_F8 66
 #define TW_KEY_RCONTROL 157
 #define TW_KEY_RALT 184

@@ -563,14 +563,29 @@ if [ -r "$SAMPLE" ] && [ -r "$GLTF" ] && strings "$BUILD/Ambulon.exe" | grep -q 
         sleep 1
         xdotool key Escape
         sleep 0.8
-        xdotool mousemove 80 876 # the Layers tab (where the pointer was is not known here)
+        xdotool mousemove_relative -- -560 364 # the Layers tab, from the window's middle
         sleep 0.3
         xdotool click 1
         sleep 0.6
         import -window root "$BUILD/e2e-link-two-layers.png"
         xdotool key Escape
-        sleep 0.5
+        sleep 0.8
         kill -0 "$PID" 2>/dev/null || fail "link: the viewer ended on the Layers page"
+        # F6 finds the building's door by its number, and a click on it flies there and keeps it
+        xdotool key F6
+        sleep 0.8
+        for k in d minus 1 0 1; do
+            xdotool key $k
+            sleep 0.3
+        done
+        sleep 0.6
+        import -window root "$BUILD/e2e-find.png"
+        xdotool mousemove_relative -- -118 349 # the first element found
+        sleep 0.3
+        xdotool click 1
+        wait_for_text "$LOG" "Found element" 30 || fail "find: the door found took the walker nowhere"
+        sleep 1
+        import -window root "$BUILD/e2e-found.png"
     fi
     run_and_quit "$LOG" link-end
     expect_in_order "$LOG" link "Initializing model link" "---Entering main loop---" \

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <map>
 #include <set>
 
@@ -296,6 +297,16 @@ TEST_F(Export, AnIfcBuildingsElementsCarryTheirSetsOfValues)
                                           "Materials.Brick = 0.7874 ft\nMaterials.Mineral wool = 0.1969 ft\n"
                                           "Materials.Total thickness = 0.9843 ft\n");
         twMem_Free(pText);
+        // found by a value, a GlobalId, a class or a material, letters of either case alike
+        int aiFound[4] = {-1, -1, -1, -1};
+        EXPECT_EQ(twWorld_FindElements("d-101", aiFound, 4), 1);
+        EXPECT_EQ(aiFound[0], iDoor);
+        EXPECT_EQ(twWorld_FindElements("TWTEST0000000000000011", aiFound, 4), 1);
+        EXPECT_EQ(aiFound[0], iWall);
+        EXPECT_EQ(twWorld_FindElements("brick", aiFound, 4), 1);
+        EXPECT_EQ(twWorld_FindElements("IfcSlab", aiFound, 1), 2) << "two counted, one listed";
+        EXPECT_EQ(aiFound[0], std::min(iSlab, ElementNamed("Upper slab")));
+        EXPECT_EQ(twWorld_FindElements("no such thing", aiFound, 4), 0);
         twWorld_Free();
     }
 }

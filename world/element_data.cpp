@@ -3,6 +3,7 @@
 // the table is read with the model; an element's text is read when it is asked for, so that
 // a model of many values opens as fast as one without. The table is taken only when it names
 // the model's size and element count, and every run it gives lies inside the file.
+#include <ctype.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -273,4 +274,65 @@ char* twWorld_ElementCopyText(int iElement, int iUnits)
     if (n >= uiSize)
         pText[uiSize - 1] = 0;
     return pText;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Finding elements
+// ---------------------------------------------------------------------------------------------
+
+#define FIND_TEXTS_MAX (64u << 20) // texts read for one search at most: beyond, names alone are searched
+
+// Whether the text holds the word, letters of either case alike
+static int Holds(const char* pstrText, size_t uiLength, const char* pstrWord, size_t uiWord)
+{
+    for (size_t i = 0; uiWord && i + uiWord <= uiLength; i++) {
+        size_t k = 0;
+        while (k < uiWord && tolower((unsigned char)pstrText[i + k]) == tolower((unsigned char)pstrWord[k]))
+            k++;
+        if (k == uiWord)
+            return 1;
+    }
+    return 0;
+}
+
+int twWorld_FindElements(const char* pstrWord, int* piFound, int iMax)
+{
+    if (!pWorld || !pWorld->bLoaded || !pstrWord || !pstrWord[0])
+        return 0;
+    size_t uiWord = strlen(pstrWord);
+    // the values too, read in the file's order, where the file is of a size to read through
+    FILE* pFile = nullptr;
+    char* pText = nullptr;
+    if (pWorld->pProperties && pWorld->szPropertiesPath[0]) {
+        uint64_t uiTexts = 0;
+        for (int e = 0; e < pWorld->iNumElements; e++)
+            uiTexts += pWorld->pProperties[e].uiLength;
+        if (uiTexts <= FIND_TEXTS_MAX) {
+            pFile = fopen(pWorld->szPropertiesPath, "rb");
+            pText = pFile ? (char*)twMem_Malloc(TW_PROPERTIES_MAX_ELEMENT, "pFindText") : nullptr;
+        } else {
+            twLogError("twWorld_FindElements", "!%llu bytes of values are too many to search: names only\n",
+                       (unsigned long long)uiTexts);
+        }
+    }
+    int iCount = 0;
+    for (int e = 0; e < pWorld->iNumElements; e++) {
+        const TwElementInfo* pInfo = twWorld_GetElementInfo(e);
+        int bFound = 0;
+        static const int aiFields[3] = {0, 1, 3}; // name, IFC class, GlobalId
+        for (int f = 0; pInfo && f < 3 && !bFound; f++)
+            bFound = Holds(pInfo->apstrFields[aiFields[f]], strlen(pInfo->apstrFields[aiFields[f]]), pstrWord, uiWord);
+        const TwPropertiesEntry* pEntry = pText ? &pWorld->pProperties[e] : nullptr;
+        if (!bFound && pEntry && pEntry->uiLength &&
+            fseeko(pFile, pWorld->llPropertiesData + pEntry->uiOffset, SEEK_SET) == 0 &&
+            fread(pText, 1, pEntry->uiLength, pFile) == pEntry->uiLength)
+            bFound = Holds(pText, pEntry->uiLength, pstrWord, uiWord);
+        if (bFound && iCount < iMax && piFound)
+            piFound[iCount] = e;
+        iCount += bFound;
+    }
+    if (pFile)
+        fclose(pFile);
+    twMem_Free(pText);
+    return iCount;
 }

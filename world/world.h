@@ -473,6 +473,9 @@ void twWorld_FormatValue(const char* pstrValue, const char* pstrUnit, int iUnits
 // What Ctrl+C copies of an element: its GlobalId, IFC class and name, then "Set.Property =
 // value unit" a line; a block to free, or null
 char* twWorld_ElementCopyText(int iElement, int iUnits);
+// The elements whose name, IFC class, GlobalId or values hold the word, letters of either case
+// alike: how many, the first iMax of them into piFound in the model's order
+int twWorld_FindElements(const char* pstrWord, int* piFound, int iMax);
 // post_load.cpp
 int twWorld_PostLoadProcess(TwCamera* pCam, int bVbo);
 void twWorld_UpdateHiddenElements(void); // renews what shows, and the groups' hidden flags, from the layers
