@@ -975,11 +975,15 @@ void twEngine_HandleInput(void)
         }
         return;
     }
-    // the Find page takes the typed keys: only Esc closes the panel
+    // the Find page takes the typed keys: Esc closes the panel, and with Z held quits
     if (e->bInterface && twInterf_IsPage(Str(STR_PAGE_FIND))) {
         FindKeys();
-        if (twInput_KeyPressed(TW_KEY_ESCAPE))
-            ToggleInterface();
+        if (twInput_KeyPressed(TW_KEY_ESCAPE)) {
+            if (KeyDown(TW_KEY_Z))
+                e->bQuit = 1;
+            else
+                ToggleInterface();
+        }
     } else {
         Keys();
         MovementKeys();

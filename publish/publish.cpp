@@ -24,7 +24,7 @@
 #define NUM_OWN 15
 #define NUM_DISK 9
 #define NUM_LIGHT 5
-#define MAX_ENTRIES (NUM_OWN + NUM_DISK + 1 + NUM_LIGHT + 1) // the last: the sun's date and place
+#define MAX_ENTRIES (NUM_OWN + NUM_DISK + TW_NUM_SIDE_FILES + 1 + NUM_LIGHT + 1) // the last: the sun's date and place
 #define STR_PUBLISH_WIN_TITLE 115
 #define STR_PUBLISH_MAC_TITLE 118
 

@@ -563,7 +563,11 @@ if [ -r "$SAMPLE" ] && [ -r "$GLTF" ] && strings "$BUILD/Ambulon.exe" | grep -q 
         sleep 1
         xdotool key Escape
         sleep 0.8
-        xdotool mousemove_relative -- -560 364 # the Layers tab, from the window's middle
+        # the panel's pointer kept its place: from the window's corner, where it stops, to the Layers tab
+        xdotool mousemove_relative -- -1500 1500
+        xdotool mousemove_relative -- -1500 1500
+        sleep 0.3
+        xdotool mousemove_relative -- 70 -138
         sleep 0.3
         xdotool click 1
         sleep 0.6
@@ -580,7 +584,7 @@ if [ -r "$SAMPLE" ] && [ -r "$GLTF" ] && strings "$BUILD/Ambulon.exe" | grep -q 
         done
         sleep 0.6
         import -window root "$BUILD/e2e-find.png"
-        xdotool mousemove_relative -- -118 349 # the first element found
+        xdotool mousemove_relative -- 442 -15 # from the Layers tab to the first element found
         sleep 0.3
         xdotool click 1
         wait_for_text "$LOG" "Found element" 30 || fail "find: the door found took the walker nowhere"
