@@ -104,12 +104,16 @@ static void RemoveExportFiles(void)
 }
 
 // Why the exporter failed, from its "error" line (its other lines are for a person and may
-// be warnings), and the last fraction it told
-static void ReadReport(char* pstrWhy, int iWhySize, float* pfFraction)
+// be warnings), the model of several it left out and why (a "skipped" line), and the last
+// fraction it told
+static void ReadReport(char* pstrWhy, int iWhySize, float* pfFraction, char* pstrSkipped = nullptr,
+                       int iSkippedSize = 0)
 {
     char szPath[TW_PATH_SIZE], acTail[REPORT_TAIL + 1];
     if (pstrWhy)
         pstrWhy[0] = 0;
+    if (pstrSkipped)
+        pstrSkipped[0] = 0;
     twCore_GetTempPath(TW_LINK_REPORT, szPath);
     FILE* pFile = szPath[0] ? fopen(szPath, "rb") : nullptr;
     if (!pFile)
@@ -125,6 +129,8 @@ static void ReadReport(char* pstrWhy, int iWhySize, float* pfFraction)
             *pfFraction = f;
         else if (!strncmp(pLine, "error ", 6) && pstrWhy)
             snprintf(pstrWhy, iWhySize, "%s", pLine + 6);
+        else if (!strncmp(pLine, "skipped ", 8) && pstrSkipped)
+            snprintf(pstrSkipped, iSkippedSize, "%s", pLine + 8);
     }
 }
 
@@ -456,9 +462,9 @@ static void Finish(int iExit)
     TwEngine* e = pEngine;
     l->iPid = 0;
     l->bWaitAhead = 1;
-    char szOutput[TW_PATH_SIZE], szLine[160];
+    char szOutput[TW_PATH_SIZE], szLine[160], szSkipped[160];
     twCore_GetTempPath(TW_LINK_OUTPUT, szOutput);
-    ReadReport(szLine, sizeof(szLine), nullptr);
+    ReadReport(szLine, sizeof(szLine), nullptr, szSkipped, sizeof(szSkipped));
     if (iExit != 0 || !twCore_FileExists(szOutput)) {
         // one that crashed says nothing: its end is all there is to tell
         if (!szLine[0])
@@ -535,6 +541,11 @@ static void Finish(int iExit)
     twLink_SetName(l->szSource, szName, sizeof(szName));
     twLog(TAG, "'%s' loaded in %.2f s after an export of %.2f s\n", szName,
           twTimer_Seconds() - dLoad, dLoad - l->dStarted);
+    // of several, one that couldn't be read is named; the others are open
+    if (szSkipped[0]) {
+        twLogError(TAG, "!Left out of '%s': %s\n", szName, szSkipped);
+        twLink_Message(twStrings_Get(TW_LINK_STR_NOT_OPENED), szSkipped);
+    }
     if (bReload)
         l->dLastReload = twTimer_Seconds();
     if (bReload != TW_LINK_SAVED) {

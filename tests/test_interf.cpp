@@ -255,8 +255,8 @@ TEST_F(Interf, TabsSwitchPagesAndZKeysBelongToDevMode)
     EXPECT_EQ(aiVolumes[0] * 1000 + aiVolumes[1] * 100 + aiVolumes[2] * 10 + aiVolumes[3], 1201);
     pEngine->bDevMode = 0;
     Frame(W / 2, H / 2);
-    // the Exit tab ends the loop
-    int iExitY = pEngine->iInterfHeight - 24 - 17 * 9 + 8;
+    // the Exit tab, under Find, ends the loop
+    int iExitY = pEngine->iInterfHeight - 24 - 17 * 10 + 8;
     Frame(iTabX, iExitY);
     Tap(0, SDL_BUTTON_LEFT);
     Frame(iTabX, iExitY);
@@ -304,13 +304,15 @@ TEST_F(Interf, TheSunPageMovesTheSunByTheDate)
 TEST_F(Interf, EveryPageIsBuiltAndEveryButtonIsACommand)
 {
     std::vector<std::string> pages;
-    for (int iId : {100, 101, 102, 103, 104, 105, 106, 108})
+    for (int iId : {100, 101, 102, 103, 104, 105, 106, 108, 109})
         pages.push_back(twStrings_Get(iId));
     pages.push_back("LAYERSRAD");
     pages.push_back(TW_DEV_PAGE);
     std::vector<std::string> commands;
-    for (int iId : {100, 101, 102, 103, 104, 105, 106, 107, 108, 112, 116, 117, 204, 205, 206, 240, 241, 540})
+    for (int iId : {100, 101, 102, 103, 104, 105, 106, 107, 108, 109, 112, 116, 117, 204, 205, 206, 240, 241, 540, 559,
+                    560})
         commands.push_back(twStrings_Get(iId));
+    commands.push_back(""); // the Find page's rows, hidden until something is found
     // the gallery's buttons, and the light button of a machine without programs, which does nothing
     for (int iId : {207, 301, 302, 303, 306, 308, 309, 310})
         commands.push_back(twStrings_Get(iId));

@@ -320,6 +320,13 @@ TEST_F(Link, SeveralFilesOpenTogetherAndASaveOfOneReloadsIt)
             EXPECT_TRUE(twTest_LogHas("!The last file of the model stays: it can't be taken away\n"));
         }
     }
+    // a set with a file the exporter can't read: the other opens, and the message names it
+    twHarness_WriteText(east, "no IFC at all");
+    ASSERT_EQ(twLink_Open((west + "\t" + east).c_str(), 0), 1);
+    Settle();
+    EXPECT_EQ(pWorld->iNumElements, 5);
+    EXPECT_NE(strstr(pEngine->szMessageText, "east: it is not an IFC file"), nullptr) << pEngine->szMessageText;
+    EXPECT_TRUE(twTest_LogHas("!Left out of 'west.ifc +1': east: it is not an IFC file"));
     // a set with a file gone: the other opens, and the message names the one left out
     unlink(east.c_str());
     ASSERT_EQ(twLink_Open((west + "\t" + east).c_str(), 0), 1);
