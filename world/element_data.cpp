@@ -76,6 +76,28 @@ int twWorld_ReadProperties(const uint8_t* pData, int64_t iSize, int64_t iFileSiz
     return 1;
 }
 
+// The head and table of a properties file of iFileSize bytes whose first byte is where pIn
+// stands (a file beside the model, or a copy's pack): read and checked, the texts then read
+// from pstrPath when asked; no more of it than the model's elements can need is read now
+static int ReadPropertiesAt(FILE* pIn, int64_t iFileSize, int64_t iModelSize, const char* pstrPath)
+{
+    int64_t llStart = (int64_t)ftello(pIn);
+    int64_t llWant = TW_PROPERTIES_HEAD_MAX + (int64_t)pWorld->iNumElements * (int64_t)sizeof(TwPropertiesEntry);
+    if (llWant > iFileSize)
+        llWant = iFileSize;
+    uint8_t* pData = (uint8_t*)twMem_Malloc((uint32_t)(llWant ? llWant : 1), "pPropertiesHead");
+    int bOk = pData && llStart >= 0 && fread(pData, 1, (size_t)llWant, pIn) == (size_t)llWant &&
+              twWorld_ReadProperties(pData, llWant, iFileSize, iModelSize);
+    if (pData)
+        twMem_Free(pData);
+    if (bOk) {
+        pWorld->llPropertiesData += llStart;
+        snprintf(pWorld->szPropertiesPath, sizeof(pWorld->szPropertiesPath), "%s", pstrPath);
+        twLog(TAG, "Properties for %d elements in '%s'\n", pWorld->iNumElements, pstrPath);
+    }
+    return bOk;
+}
+
 int twWorld_LoadProperties(const char* pstrModelPath)
 {
     if (!pWorld || !pstrModelPath)
@@ -88,25 +110,13 @@ int twWorld_LoadProperties(const char* pstrModelPath)
         return 0;
     if (!S_ISREG(stFile.st_mode) || stFile.st_size > (int64_t)TW_PROPERTIES_MAX_SIZE)
         return Fail("is larger than 1 GB");
-    // the head and the table: no more of the file than the model's elements can need
-    int64_t llWant = TW_PROPERTIES_HEAD_MAX + (int64_t)pWorld->iNumElements * (int64_t)sizeof(TwPropertiesEntry);
-    if (llWant > stFile.st_size)
-        llWant = stFile.st_size;
     FILE* pFile = fopen(szPath, "rb");
     if (!pFile) {
         twLogError(TAG, "!fopen : '%s'\n", szPath);
         return 0;
     }
-    uint8_t* pData = (uint8_t*)twMem_Malloc((uint32_t)(llWant ? llWant : 1), "pPropertiesHead");
-    int bRead = pData && fread(pData, 1, (size_t)llWant, pFile) == (size_t)llWant;
+    int bOk = ReadPropertiesAt(pFile, stFile.st_size, stModel.st_size, szPath);
     fclose(pFile);
-    int bOk = bRead && twWorld_ReadProperties(pData, llWant, stFile.st_size, stModel.st_size);
-    if (pData)
-        twMem_Free(pData);
-    if (bOk) {
-        snprintf(pWorld->szPropertiesPath, sizeof(pWorld->szPropertiesPath), "%s", szPath);
-        twLog(TAG, "Properties for %d elements in '%s'\n", pWorld->iNumElements, szPath);
-    }
     return bOk;
 }
 
@@ -124,15 +134,12 @@ int twWorld_LoadPackSideFiles(const char* pstrPack, const char* pstrModelName)
     char szElements[TW_PATH_SIZE], szProperties[TW_PATH_SIZE];
     twWorld_SideFilePath(pstrModelName, TW_SIDE_ELEMENTS, szElements);
     twWorld_SideFilePath(pstrModelName, TW_SIDE_PROPERTIES, szProperties);
-    const char* pstrPack_ = pstrPack ? pstrPack : twCore_GetExePath();
     // a copy published before it carried them has none: nothing to tell
-    if (!twCore_HasResource(szElements, pstrPack) && !twCore_HasResource(szProperties, pstrPack))
-        return 0;
     int iModel = 0, iSize = 0, iFound = 0;
-    FILE* pModel = Resource(pstrModelName, pstrPack, &iModel);
-    if (pModel)
-        fclose(pModel);
-    FILE* pIn = twCore_HasResource(szElements, pstrPack) ? Resource(szElements, pstrPack, &iSize) : nullptr;
+    FILE* pIn = Resource(pstrModelName, pstrPack, &iModel);
+    if (pIn)
+        fclose(pIn);
+    pIn = Resource(szElements, pstrPack, &iSize);
     if (pIn && iSize > 0 && iSize <= TW_ELEMENT_INFO_MAX_SIZE) {
         char* pData = (char*)twMem_Malloc((uint32_t)iSize, "pInfoFile");
         if (pData && fread(pData, 1, (size_t)iSize, pIn) == (size_t)iSize && twWorld_ReadElementInfo(pData, iSize, iModel))
@@ -141,22 +148,9 @@ int twWorld_LoadPackSideFiles(const char* pstrPack, const char* pstrModelName)
     }
     if (pIn)
         fclose(pIn);
-    pIn = twCore_HasResource(szProperties, pstrPack) ? Resource(szProperties, pstrPack, &iSize) : nullptr;
-    if (pIn && iSize > 0) {
-        // the texts are read from the pack when asked, where the resource lies in it
-        int64_t llStart = (int64_t)ftello(pIn);
-        int64_t llWant = TW_PROPERTIES_HEAD_MAX + (int64_t)pWorld->iNumElements * (int64_t)sizeof(TwPropertiesEntry);
-        if (llWant > iSize)
-            llWant = iSize;
-        uint8_t* pData = (uint8_t*)twMem_Malloc((uint32_t)(llWant ? llWant : 1), "pPropertiesHead");
-        if (pData && llStart >= 0 && fread(pData, 1, (size_t)llWant, pIn) == (size_t)llWant &&
-            twWorld_ReadProperties(pData, llWant, iSize, iModel)) {
-            pWorld->llPropertiesData += llStart;
-            snprintf(pWorld->szPropertiesPath, sizeof(pWorld->szPropertiesPath), "%s", pstrPack_);
-            iFound++;
-        }
-        twMem_Free(pData);
-    }
+    pIn = Resource(szProperties, pstrPack, &iSize);
+    if (pIn && iSize > 0 && ReadPropertiesAt(pIn, iSize, iModel, pstrPack ? pstrPack : twCore_GetExePath()))
+        iFound++;
     if (pIn)
         fclose(pIn);
     return iFound;
