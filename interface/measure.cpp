@@ -24,6 +24,13 @@
 #define STR_SECOND_POINT 402
 #define STR_TWO_POINTS 403
 #define STR_TITLE 404
+#define STR_KIND_FIRST 405   // angle, area, between faces; the distance's is STR_DISTANCE
+#define STR_ANGLE_STEP 408   // the first end, the corner, the other end
+#define STR_FACE_STEP 411    // a flat face, the first face, a face parallel to it
+#define STR_NOT_PARALLEL 414
+#define STR_NO_FACE 415
+#define STR_NEXT_KIND 416
+#define PARALLEL_COS 0.99985f  // faces within a degree count as parallel
 
 TwMeasure* pMeasure = nullptr;
 
@@ -43,8 +50,11 @@ int twMeasure_Init(void)
 
 void twMeasure_Free(void)
 {
-    if (pMeasure)
+    if (pMeasure) {
+        twWorld_FreeFace(&pMeasure->aFaces[0]);
+        twWorld_FreeFace(&pMeasure->aFaces[1]);
         twMem_Free(pMeasure);
+    }
     pMeasure = nullptr;
 }
 
@@ -54,11 +64,90 @@ void twMeasure_Reset(void)
         pMeasure->bMeasuring = 0;
 }
 
+// What the faces' kinds clicked starts over; a new model's faces are not the old one's
+static void ForgetFaces(TwMeasure* m)
+{
+    twWorld_FreeFace(&m->aFaces[0]);
+    twWorld_FreeFace(&m->aFaces[1]);
+    m->iFaces = 0;
+}
+
+void twMeasure_NextKind(void)
+{
+    TwMeasure* m = pMeasure;
+    if (!m)
+        return;
+    m->iKind = (m->iKind + 1) % TW_MEASURE_KINDS;
+    m->bMeasuring = 0;
+    m->iAnglePoints = 0;
+    m->bNoFace = 0;
+    ForgetFaces(m);
+}
+
+// The angle at b between the lines to a and to c, in degrees
+static float Angle(const float* a, const float* b, const float* c)
+{
+    float u[3], v[3];
+    twVec_Sub(a, b, u);
+    twVec_Sub(c, b, v);
+    float fLengths = twVec_Length(u) * twVec_Length(v);
+    if (fLengths < 1e-12f)
+        return 0;
+    float fCos = twVec_Dot(u, v) / fLengths;
+    fCos = fCos < -1 ? -1 : (fCos > 1 ? 1 : fCos);
+    return acosf(fCos) * (180.0f / (float)M_PI);
+}
+
+// The second face against the first: parallel, their distance along the first's normal
+static void Between(TwMeasure* m)
+{
+    const TwFace* a = &m->aFaces[0];
+    const TwFace* b = &m->aFaces[1];
+    float afGap[3];
+    twVec_Sub(b->vPoint, a->vPoint, afGap);
+    float fAlong = twVec_Dot(afGap, a->vNormal);
+    m->bParallel = fabsf(twVec_Dot(a->vNormal, b->vNormal)) >= PARALLEL_COS;
+    m->fFaceDistance = fabsf(fAlong);
+    for (int k = 0; k < 3; k++)
+        m->vFoot[k] = b->vPoint[k] - a->vNormal[k] * fAlong;
+    // apart from parallel, the angle between the faces
+    float fCos = fabsf(twVec_Dot(a->vNormal, b->vNormal));
+    m->fAngle = acosf(fCos > 1 ? 1 : fCos) * (180.0f / (float)M_PI);
+}
+
+// A click of the faces' kinds: the face under the cross; a third click starts over
+static void ClickFace(TwMeasure* m)
+{
+    int iMax = m->iKind == TW_MEASURE_AREA ? 1 : 2;
+    if (m->iFaces >= iMax)
+        ForgetFaces(m);
+    m->bNoFace = !m->pCam || !twWorld_FaceUnder(m->pCam, m->iX, m->iY, &m->aFaces[m->iFaces]);
+    if (m->bNoFace) {
+        twLog(TAG, "No face under the cross\n");
+        return;
+    }
+    m->iFaces++;
+    if (m->iFaces == 2)
+        Between(m);
+}
+
 void twMeasure_Click(void)
 {
     TwMeasure* m = pMeasure;
     if (!m)
         return;
+    if (m->iKind == TW_MEASURE_ANGLE) {
+        if (m->iAnglePoints == 3)
+            m->iAnglePoints = 0;
+        memcpy(m->avAngle[m->iAnglePoints++], m->vPoint, sizeof(m->vPoint));
+        if (m->iAnglePoints == 3)
+            m->fAngle = Angle(m->avAngle[0], m->avAngle[1], m->avAngle[2]);
+        return;
+    }
+    if (m->iKind != TW_MEASURE_DISTANCE) {
+        ClickFace(m);
+        return;
+    }
     m->bMeasuring = !m->bMeasuring;
     if (m->bMeasuring) {
         memcpy(m->vStart, m->vPoint, sizeof(m->vStart));
@@ -76,6 +165,8 @@ static void Distances(const TwCamera* pCam)
     m->fEyeDistance = sqrtf(twVec_DistanceSq(pCam->vPos, m->vPoint));
     if (m->bMeasuring)
         m->fDistance = sqrtf(twVec_DistanceSq(m->vStart, m->vPoint));
+    if (m->iKind == TW_MEASURE_ANGLE && m->iAnglePoints == 2)
+        m->fAngle = Angle(m->avAngle[0], m->avAngle[1], m->vPoint);
 }
 
 void twMeasure_Pick(const TwCamera* pCam, int iX, int iY)
@@ -83,6 +174,9 @@ void twMeasure_Pick(const TwCamera* pCam, int iX, int iY)
     TwMeasure* m = pMeasure;
     if (!m || !pCam)
         return;
+    m->pCam = pCam;
+    m->iX = iX;
+    m->iY = iY;
     m->bSnapped = 0;
     float fDepth = 1;
     glReadPixels(iX, iY, 1, 1, GL_DEPTH_COMPONENT, GL_FLOAT, &fDepth);
@@ -239,12 +333,47 @@ static void Line(const float* a, const float* b)
     glDisable(GL_LINE_STIPPLE);
 }
 
+// A clicked face, glazed in yellow over what is drawn
+static void DrawFace(const TwFace* pFace)
+{
+    if (!pFace->pfTriangles || !pFace->iNumTriangles)
+        return;
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    glEnable(GL_POLYGON_OFFSET_FILL);
+    glPolygonOffset(-1, -2);
+    glDepthMask(GL_FALSE);
+    glColor4f(1, 0.85f, 0, 0.35f);
+    glEnableClientState(GL_VERTEX_ARRAY);
+    glVertexPointer(3, GL_FLOAT, 0, pFace->pfTriangles);
+    glDrawArrays(GL_TRIANGLES, 0, 3 * pFace->iNumTriangles);
+    glDisableClientState(GL_VERTEX_ARRAY);
+    glDepthMask(GL_TRUE);
+    glDisable(GL_POLYGON_OFFSET_FILL);
+    glDisable(GL_BLEND);
+}
+
 void twMeasure_Draw3D(void)
 {
     TwMeasure* m = pMeasure;
     if (!m)
         return;
-    if (m->bMeasuring) {
+    if (m->iKind == TW_MEASURE_ANGLE) {
+        for (int i = 0; i < m->iAnglePoints; i++)
+            Marker(m->avAngle[i]);
+        for (int i = 0; i + 1 < m->iAnglePoints; i++)
+            Line(m->avAngle[i], m->avAngle[i + 1]);
+        if (m->iAnglePoints > 0 && m->iAnglePoints < 3)
+            Line(m->avAngle[m->iAnglePoints - 1], m->vPoint);
+    } else if (m->iKind != TW_MEASURE_DISTANCE) {
+        for (int i = 0; i < m->iFaces; i++)
+            DrawFace(&m->aFaces[i]);
+        if (m->iFaces == 2 && m->bParallel) {
+            Marker(m->aFaces[1].vPoint);
+            Marker(m->vFoot);
+            Line(m->aFaces[1].vPoint, m->vFoot);
+        }
+    } else if (m->bMeasuring) {
         Marker(m->vStart);
         Line(m->vStart, m->vPoint);
     } else if (m->bHasResult) {
@@ -270,6 +399,41 @@ static void Length(char* pstrOut, int iSize, float fMetres, int iUnits)
         snprintf(pstrOut, iSize, "%.2f m", fMetres);
 }
 
+// The result line of the kind chosen, and the hint of what to click next
+static void Result(const TwMeasure* m, int iUnits, char* pstrResult, int iSize, const char** ppstrHint)
+{
+    pstrResult[0] = 0;
+    switch (m->iKind) {
+    case TW_MEASURE_ANGLE:
+        if (m->iAnglePoints >= 2)
+            snprintf(pstrResult, iSize, "%.1f deg", m->fAngle);
+        *ppstrHint = twStrings_Get(STR_ANGLE_STEP + (m->iAnglePoints % 3));
+        break;
+    case TW_MEASURE_AREA:
+        if (m->iFaces == 1) {
+            if (iUnits == 1)
+                snprintf(pstrResult, iSize, "%.2f sq ft", m->aFaces[0].fArea * FEET_PER_METRE * FEET_PER_METRE);
+            else
+                snprintf(pstrResult, iSize, "%.2f m2", m->aFaces[0].fArea);
+        }
+        *ppstrHint = twStrings_Get(STR_FACE_STEP);
+        break;
+    case TW_MEASURE_FACES:
+        if (m->iFaces == 2 && m->bParallel)
+            Length(pstrResult, iSize, m->fFaceDistance, iUnits);
+        else if (m->iFaces == 2)
+            snprintf(pstrResult, iSize, "%s: %.1f deg", twStrings_Get(STR_NOT_PARALLEL), m->fAngle);
+        *ppstrHint = twStrings_Get(STR_FACE_STEP + 1 + (m->iFaces == 1));
+        break;
+    default:
+        if (m->bHasResult)
+            Length(pstrResult, iSize, m->fDistance, iUnits);
+        *ppstrHint = twStrings_Get(m->bMeasuring ? STR_SECOND_POINT : STR_TWO_POINTS);
+    }
+    if (m->bNoFace && (m->iKind == TW_MEASURE_AREA || m->iKind == TW_MEASURE_FACES))
+        *ppstrHint = twStrings_Get(STR_NO_FACE);
+}
+
 void twMeasure_DrawPanel(int iX, int iY, int iUnits)
 {
     TwMeasure* m = pMeasure;
@@ -279,19 +443,23 @@ void twMeasure_DrawPanel(int iX, int iY, int iUnits)
     glEnable(GL_BLEND);
     glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
     glColor4f(0, 0, 0, 160 / 255.0f);
-    twOgl_DrawRect(x0, iY - 154, iWidth, 74, 0);
+    twOgl_DrawRect(x0, iY - 172, iWidth, 92, 0);
     glDisable(GL_BLEND);
     glColor4f(0, 0, 0, 1);
     twOgl_DrawRect(x0, iY - 80, iWidth, 20, 0);
     glColor4f(1, 1, 1, 1);
     char szText[64], szLine[128];
-    twOgl_DrawText(0, x0 + 10, iY - 80, twStrings_Get(STR_TITLE));
+    int iKindName = m->iKind == TW_MEASURE_DISTANCE ? STR_DISTANCE : STR_KIND_FIRST + m->iKind - 1;
+    snprintf(szLine, sizeof(szLine), "%s: %s", twStrings_Get(STR_TITLE), twStrings_Get(iKindName));
+    twOgl_DrawText(0, x0 + 10, iY - 80, szLine);
     Length(szText, sizeof(szText), m->fEyeDistance, iUnits);
     snprintf(szLine, sizeof(szLine), "%s  %s", twStrings_Get(STR_DISTANCE), szText);
     twOgl_DrawText(0, x0 + 10, iY - 118, szLine);
-    twOgl_DrawText(0, x0 + 10, iY - 154, twStrings_Get(m->bMeasuring ? STR_SECOND_POINT : STR_TWO_POINTS));
-    if (m->bHasResult) {
-        Length(szText, sizeof(szText), m->fDistance, iUnits);
-        twOgl_DrawText(0, x0 + 10, iY - 102, szText);
-    }
+    const char* pstrHint = "";
+    Result(m, iUnits, szText, sizeof(szText), &pstrHint);
+    twOgl_DrawText(0, x0 + 10, iY - 102, szText);
+    twOgl_DrawText(0, x0 + 10, iY - 154, pstrHint);
+    glColor4f(0.7f, 0.7f, 0.7f, 1);
+    twOgl_DrawText(0, x0 + 10, iY - 172, twStrings_Get(STR_NEXT_KIND));
+    glColor4f(1, 1, 1, 1);
 }

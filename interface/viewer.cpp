@@ -310,6 +310,8 @@ static void PageKeys(void)
     twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(9), 0, 2, "Y");
     StaticAt(LABEL1, 10, STR_KEYS_FLY_UP + 1);
     twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(10), 0, 2, "H");
+    StaticAt(LABEL1, 11, 417); // the measure tool's kinds
+    twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(11), 0, 2, Str(418));
     // the right column's foot: the measure tool, the element pick and its copy
     for (int i = 0; i < 11; i++) {
         StaticAt(LABEL2, i + 1, 476 + 2 * i);
@@ -703,6 +705,9 @@ static void ToolKeys(int bZ)
         if (e->bMeasureMode)
             twMeasure_Reset();
     }
+    // Tab while measuring: distance, angle, area, between faces
+    if (e->bMeasureMode && !bZ && !e->bInterface && twInput_KeyPressed(TW_KEY_TAB))
+        twMeasure_NextKind();
     if (!e->bInterface && twInput_ButtonPressed(TW_MOUSE_LEFT)) {
         if (e->bElementPick)
             e->iPickedElement = e->iTrackedElement;

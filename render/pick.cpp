@@ -1,11 +1,14 @@
 // Element picking: the element under the cross found in an ID picture of one pixel, drawn
 // over the frame with its outline, and told in a small panel (type, layer, triangles, size).
 #include <GL/glew.h>
+#include <math.h>
 #include <stddef.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "engine/core.h"
+#include "engine/log.h"
 #include "engine/memory.h"
 #include "engine/strings.h"
 #include "engine/vector.h"
@@ -278,4 +281,226 @@ void twWorld_DrawPickedText(int iElement, int iUnits, int iX, int iY)
         twOgl_DrawText(0, x0 + 10, y, aszLines[i]);
         twOgl_DrawText(0, x0 + VALUE_X, y, pstrTab + 1);
     }
+}
+
+// ---------------------------------------------------------------------------------------------
+// The flat face under the cross, for the measure tool's area and parallel faces
+// ---------------------------------------------------------------------------------------------
+
+#define FACE_COS 0.9998f    // triangles within about a degree of the face's normal lie in it...
+#define FACE_SLACK 1e-3f    // ... with their corners within a millimetre of its plane
+#define FACE_GRID 2e-4f     // corners closer than this are one corner when faces are joined
+#define FACE_MAX (1 << 22)  // triangles of one element considered
+
+// A ray meets a triangle at t along d (Moller and Trumbore); 0 where it misses
+static int RayMeetsTriangle(const float* p, const float* d, const float* a, const float* b, const float* c,
+                            float* pfT)
+{
+    float e1[3], e2[3], h[3], s[3], q[3];
+    twVec_Sub(b, a, e1);
+    twVec_Sub(c, a, e2);
+    twVec_Cross(d, e2, h);
+    float fDet = twVec_Dot(e1, h);
+    if (fabsf(fDet) < 1e-12f)
+        return 0;
+    float f = 1 / fDet;
+    twVec_Sub(p, a, s);
+    float u = f * twVec_Dot(s, h);
+    if (u < 0 || u > 1)
+        return 0;
+    twVec_Cross(s, e1, q);
+    float v = f * twVec_Dot(d, q);
+    if (v < 0 || u + v > 1)
+        return 0;
+    *pfT = f * twVec_Dot(e2, q);
+    return *pfT > 0;
+}
+
+// A triangle's three corners, or 0 where its indices lie outside the mesh
+static int Corners(const TwMesh* pMesh, int i, const float* apv[3])
+{
+    for (int k = 0; k < 3; k++) {
+        uint16_t us = pMesh->pusIndices[i + k];
+        if (us >= pMesh->usNumVerts)
+            return 0;
+        apv[k] = pMesh->pVerts[us].vPos;
+    }
+    return 1;
+}
+
+// Twice the area's vector of a triangle
+static void AreaVector(const float* const apv[3], float* pvOut)
+{
+    float u[3], v[3];
+    twVec_Sub(apv[1], apv[0], u);
+    twVec_Sub(apv[2], apv[0], v);
+    twVec_Cross(u, v, pvOut);
+}
+
+struct FaceCorner {
+    int32_t aiCell[3];
+    int32_t iTriangle;
+};
+
+static int CompareCorners(const void* pa, const void* pb)
+{
+    const FaceCorner* a = (const FaceCorner*)pa;
+    const FaceCorner* b = (const FaceCorner*)pb;
+    for (int i = 0; i < 3; i++)
+        if (a->aiCell[i] != b->aiCell[i])
+            return a->aiCell[i] < b->aiCell[i] ? -1 : 1;
+    return 0;
+}
+
+static int Root(int32_t* piParent, int i)
+{
+    while (piParent[i] != i)
+        i = piParent[i] = piParent[piParent[i]];
+    return i;
+}
+
+void twWorld_FreeFace(TwFace* pFace)
+{
+    twMem_Free(pFace->pfTriangles);
+    memset(pFace, 0, sizeof(*pFace));
+    pFace->iElement = -1;
+}
+
+// The triangles of the element in the plane (n, d), grouped by corners they share; the group
+// of the triangle hit gives the face
+static int JoinFace(const TwElement* pElement, const float* n, float d, int iHitMesh, int iHitIndex, TwFace* pFace)
+{
+    int iCount = 0;
+    for (int m = 0; m < pElement->iNumMeshes; m++)
+        iCount += pElement->pMeshes[m].usNumIndices / 3;
+    if (iCount > FACE_MAX) {
+        twLogError("twWorld_FaceUnder", "!element : %d triangles, past the %d a face is looked for in\n", iCount,
+                   FACE_MAX);
+        return 0;
+    }
+    // the triangles in the plane, by mesh and first index, and their corners on a fine grid
+    int32_t* piTriangles = (int32_t*)twMem_Malloc((uint32_t)(iCount ? iCount : 1) * 2 * sizeof(int32_t), "face");
+    int32_t* piParent = (int32_t*)twMem_Malloc((uint32_t)(iCount ? iCount : 1) * sizeof(int32_t), "face");
+    FaceCorner* pCorners = (FaceCorner*)twMem_Malloc((uint32_t)(iCount ? iCount : 1) * 3 * sizeof(FaceCorner), "face");
+    if (!piTriangles || !piParent || !pCorners) {
+        twLogError("twWorld_FaceUnder", "!twMem_Malloc : %d triangles\n", iCount);
+        twMem_Free(piTriangles);
+        twMem_Free(piParent);
+        twMem_Free(pCorners);
+        return 0;
+    }
+    int iIn = 0, iHit = -1;
+    for (int m = 0; m < pElement->iNumMeshes; m++) {
+        const TwMesh* pMesh = &pElement->pMeshes[m];
+        for (int i = 0; pMesh->pVerts && pMesh->pusIndices && i + 2 < pMesh->usNumIndices; i += 3) {
+            const float* apv[3];
+            float afArea[3];
+            if (!Corners(pMesh, i, apv))
+                continue;
+            AreaVector(apv, afArea);
+            float fLength = twVec_Length(afArea);
+            if (fLength < 1e-12f || fabsf(twVec_Dot(afArea, n)) < FACE_COS * fLength)
+                continue;
+            int bInPlane = 1;
+            for (int k = 0; k < 3; k++)
+                bInPlane &= fabsf(twVec_Dot(apv[k], n) - d) < FACE_SLACK;
+            if (!bInPlane)
+                continue;
+            if (m == iHitMesh && i == iHitIndex)
+                iHit = iIn;
+            piTriangles[2 * iIn] = m;
+            piTriangles[2 * iIn + 1] = i;
+            piParent[iIn] = iIn;
+            for (int k = 0; k < 3; k++) {
+                FaceCorner* c = &pCorners[3 * iIn + k];
+                for (int a = 0; a < 3; a++)
+                    c->aiCell[a] = (int32_t)floorf(apv[k][a] / FACE_GRID + 0.5f);
+                c->iTriangle = iIn;
+            }
+            iIn++;
+        }
+    }
+    int bFound = iHit >= 0;
+    if (bFound) {
+        qsort(pCorners, (size_t)iIn * 3, sizeof(FaceCorner), CompareCorners);
+        for (int i = 1; i < iIn * 3; i++)
+            if (!CompareCorners(&pCorners[i - 1], &pCorners[i]))
+                piParent[Root(piParent, pCorners[i - 1].iTriangle)] = Root(piParent, pCorners[i].iTriangle);
+        int iFace = Root(piParent, iHit), iDrawn = 0;
+        for (int t = 0; t < iIn; t++)
+            iDrawn += Root(piParent, t) == iFace;
+        iDrawn = iDrawn < TW_FACE_DRAWN ? iDrawn : TW_FACE_DRAWN;
+        pFace->pfTriangles = (float*)twMem_Malloc((uint32_t)iDrawn * 9 * sizeof(float), "face");
+        double dArea = 0;
+        for (int t = 0; t < iIn; t++) {
+            if (Root(piParent, t) != iFace)
+                continue;
+            const TwMesh* pMesh = &pElement->pMeshes[piTriangles[2 * t]];
+            const float* apv[3];
+            float afArea[3];
+            Corners(pMesh, piTriangles[2 * t + 1], apv);
+            AreaVector(apv, afArea);
+            dArea += 0.5 * twVec_Length(afArea);
+            if (pFace->pfTriangles && pFace->iNumTriangles < iDrawn) {
+                for (int k = 0; k < 3; k++)
+                    memcpy(pFace->pfTriangles + 9 * pFace->iNumTriangles + 3 * k, apv[k], 3 * sizeof(float));
+                pFace->iNumTriangles++;
+            }
+        }
+        pFace->fArea = (float)dArea;
+    }
+    twMem_Free(piTriangles);
+    twMem_Free(piParent);
+    twMem_Free(pCorners);
+    return bFound;
+}
+
+int twWorld_FaceUnder(const TwCamera* pCam, int iX, int iY, TwFace* pFace)
+{
+    twWorld_FreeFace(pFace);
+    int iElement = twWorld_PickElement(pCam, iX, iY);
+    if (iElement < 0)
+        return 0;
+    int aiViewport[4] = {0, 0, twWindow_GetWidth(), twWindow_GetHeight()};
+    float afNdc[3] = {2.0f * (iX + 0.5f) / aiViewport[2] - 1, 2.0f * (iY + 0.5f) / aiViewport[3] - 1, -1};
+    float afNear[3], afFar[3], afDir[3];
+    if (!twCamera_Unproject(pCam, afNdc, afNear))
+        return 0;
+    afNdc[2] = 1;
+    if (!twCamera_Unproject(pCam, afNdc, afFar))
+        return 0;
+    twVec_Sub(afFar, afNear, afDir);
+    // the element's triangle the ray meets first
+    const TwElement* pElement = &pWorld->pElements[iElement];
+    float fBest = 2;
+    int iHitMesh = -1, iHitIndex = -1;
+    for (int m = 0; m < pElement->iNumMeshes; m++) {
+        const TwMesh* pMesh = &pElement->pMeshes[m];
+        for (int i = 0; pMesh->pVerts && pMesh->pusIndices && i + 2 < pMesh->usNumIndices; i += 3) {
+            const float* apv[3];
+            float t;
+            if (Corners(pMesh, i, apv) && RayMeetsTriangle(afNear, afDir, apv[0], apv[1], apv[2], &t) && t < fBest) {
+                fBest = t;
+                iHitMesh = m;
+                iHitIndex = i;
+            }
+        }
+    }
+    if (iHitMesh < 0)
+        return 0;
+    const float* apv[3];
+    Corners(&pElement->pMeshes[iHitMesh], iHitIndex, apv);
+    AreaVector(apv, pFace->vNormal);
+    twVec_Normalize(pFace->vNormal);
+    if (twVec_Dot(pFace->vNormal, afDir) > 0)
+        for (float& f : pFace->vNormal)
+            f = -f;
+    for (int k = 0; k < 3; k++)
+        pFace->vPoint[k] = afNear[k] + afDir[k] * fBest;
+    pFace->iElement = iElement;
+    if (!JoinFace(pElement, pFace->vNormal, twVec_Dot(apv[0], pFace->vNormal), iHitMesh, iHitIndex, pFace)) {
+        twWorld_FreeFace(pFace);
+        return 0;
+    }
+    return 1;
 }

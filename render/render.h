@@ -57,6 +57,20 @@ int twWorld_PickElement(const TwCamera* pCam, int iX, int iY);
 void twWorld_DrawPicked(int iPicked, int iTracked);
 int twWorld_PickedText(int iElement, int iUnits, char aszLines[TW_PICK_LINES][TW_PICK_LINE_SIZE]); // lines, or 0
 void twWorld_DrawPickedText(int iElement, int iUnits, int iX, int iY); // the panel below a window point
+// The flat face under a window pixel: the picked element's triangle the pixel's ray meets
+// first, and every triangle of that element in its plane joined to it corner by corner, so
+// a floor's whole polygon with its openings left out (they hold no triangles)
+struct TwFace {
+    int32_t iElement;
+    float vPoint[3];       // where the ray meets it
+    float vNormal[3];      // unit, turned to the eye
+    float fArea;           // square metres, of every joined triangle
+    float* pfTriangles;    // iNumTriangles x 9 floats, owned; at most TW_FACE_DRAWN of them
+    int32_t iNumTriangles;
+};
+#define TW_FACE_DRAWN 65536
+int twWorld_FaceUnder(const TwCamera* pCam, int iX, int iY, TwFace* pFace); // 0: none; frees pFace's old triangles
+void twWorld_FreeFace(TwFace* pFace);
 // world_draw.cpp: what casts a shadow, depth alone; only the groups marked, or all with null
 void twWorld_DrawDepthOnly(int bUseVbo, const uint8_t* pucGroups);
 // The next mesh of a render array that shows, from the list node given on; null at the end.

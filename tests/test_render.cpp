@@ -233,6 +233,83 @@ TEST_F(Draw, MeasureReadsTheDrawnDepth)
     twMeasure_Free();
 }
 
+// Tab's kinds on a floor of 4 x 4 m with a 1 x 1 m opening, made of four slabs in one element,
+// a 0.45 m platform on it and a wall at its back. The floor's top face measures 15 m2: its
+// sides, the opening and the platform's top in another element stay out
+TEST_F(Draw, MeasureAngleAreaAndParallelFaces)
+{
+    TwExportModel model;
+    model.materials = {TwExportMaterial()};
+    model.layers = {"Ground"};
+    TwExportElement floor;
+    const float aafSlabs[4][4] = {{-2, -2, 2, -1}, {-2, 0, 2, 2}, {-2, -1, -1, 0}, {0, -1, 2, 0}};
+    for (const float* p : aafSlabs) {
+        float afMin[3] = {p[0], -0.2f, p[1]}, afMax[3] = {p[2], 0, p[3]};
+        floor.meshes.push_back(twExport_BoxMesh(afMin, afMax, 0));
+    }
+    model.elements = {floor, twSample_Box(1, 0, 1, 2, 0.45f, 2, 1, 0), twSample_Box(-2, 0, -2.5f, 2, 2, -2, 1, 0)};
+    twWorld_Free();
+    twHarness_WriteFile(dir + "floor.bin", twExport_Write(model));
+    ASSERT_EQ(twWorld_LoadModel(nullptr, (dir + "floor.bin").c_str(), 0, nullptr, nullptr, nullptr, nullptr, 1,
+                                nullptr),
+              1);
+    ASSERT_EQ(twMeasure_Init(), 1);
+    auto Look = [&](float x, float y, float z, float fPitch) {
+        cam.vPos[0] = x;
+        cam.vPos[1] = y;
+        cam.vPos[2] = z;
+        cam.fPitch = fPitch;
+        twCamera_UpdateMatrices(&cam, 1);
+        Frame(5, 0);
+        twMeasure_Pick(&cam, 80, 60);
+    };
+    // the angle at the second of three points; a fourth click starts again
+    twMeasure_NextKind();
+    ASSERT_EQ(pMeasure->iKind, TW_MEASURE_ANGLE);
+    const float aafPoints[4][3] = {{3, 0, 0}, {0, 0, 0}, {0, 0, 2}, {5, 0, 5}};
+    for (const float* pv : aafPoints) {
+        memcpy(pMeasure->vPoint, pv, sizeof(pMeasure->vPoint));
+        twMeasure_Click();
+    }
+    EXPECT_EQ(pMeasure->iAnglePoints, 1);
+    memcpy(pMeasure->vPoint, aafPoints[1], sizeof(pMeasure->vPoint));
+    twMeasure_Click();
+    memcpy(pMeasure->vPoint, aafPoints[2], sizeof(pMeasure->vPoint));
+    twMeasure_Click();
+    EXPECT_NEAR(pMeasure->fAngle, 45.0f, 0.01f); // (5, 0, 5), the corner, (0, 0, 2)
+    // the area of the face looked down on
+    twMeasure_NextKind();
+    Look(0.5f, 5, 0.5f, -90);
+    twMeasure_Click();
+    ASSERT_EQ(pMeasure->iFaces, 1);
+    EXPECT_NEAR(pMeasure->aFaces[0].fArea, 15.0f, 1e-3f);
+    EXPECT_NEAR(pMeasure->aFaces[0].vNormal[1], 1.0f, 1e-4f);
+    Look(-0.5f, 5, -0.5f, -90); // through the opening, the floor below it: none
+    twMeasure_Click();
+    EXPECT_EQ(pMeasure->bNoFace, 1);
+    Look(1.5f, 5, 1.5f, -90); // the platform's top
+    twMeasure_Click();
+    EXPECT_NEAR(pMeasure->aFaces[0].fArea, 1.0f, 1e-3f);
+    // between faces: the floor and the platform's top are 0.45 m apart; the wall stands at 90 degrees
+    twMeasure_NextKind();
+    Look(0.5f, 5, 0.5f, -90);
+    twMeasure_Click();
+    Look(1.5f, 5, 1.5f, -90);
+    twMeasure_Click();
+    EXPECT_EQ(pMeasure->bParallel, 1);
+    EXPECT_NEAR(pMeasure->fFaceDistance, 0.45f, 1e-3f);
+    EXPECT_NEAR(pMeasure->vFoot[1], 0.0f, 1e-3f);
+    Look(0.5f, 5, 0.5f, -90);
+    twMeasure_Click(); // starts again
+    Look(0, 1, 3, 0);
+    twMeasure_Click();
+    EXPECT_EQ(pMeasure->iFaces, 2);
+    EXPECT_EQ(pMeasure->bParallel, 0);
+    EXPECT_NEAR(pMeasure->fAngle, 90.0f, 0.01f);
+    twMeasure_Free();
+    cam.fPitch = 0;
+}
+
 // With Shift a point takes the corner or the edge within 12 pixels of the cross, if it is
 // seen and on a shown layer: the box's front corner (1, 1, 1) stands 23.8 pixels right of
 // and above the middle; the green box behind is on a hidden layer
