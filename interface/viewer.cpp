@@ -325,6 +325,7 @@ static void ShowPage(int iId);
 // The Find page: a word typed on it, and the elements that hold it, a page of rows at a time
 #define FIND_MAX 200  // elements listed at most; the count says how many hold the word
 #define FIND_ROWS 7
+#define INSPECT_WHEEL_ROWS 3 // the element panel's rows a notch of the wheel scrolls
 static struct {
     char szWord[64];
     char szShown[80];  // the word with its caret
@@ -406,8 +407,8 @@ static void FindTexts(void)
     }
 }
 
-// The walker flies to where the element is in sight, a little above and before it, and the
-// pick keeps it
+// The walker flies to where the element is in sight, a little above and before it, or the top
+// view centres it; the pick keeps it
 static void GoToElement(int iElement)
 {
     TwEngine* e = pEngine;
@@ -418,6 +419,19 @@ static void GoToElement(int iElement)
     for (int i = 0; i < 3; i++) {
         vCentre[i] = (pElement->vMin[i] + pElement->vMax[i]) * 0.5f;
         fSize = fmaxf(fSize, pElement->vMax[i] - pElement->vMin[i]);
+    }
+    CloseInterface();
+    e->bMeasureMode = 0;
+    e->bElementPick = 1;
+    e->iPickedElement = e->iTrackedElement = iElement;
+    // the top view stays, over the element and wide enough to show it with what is around
+    if (pCam->bTopView) {
+        pCam->vOrthoCentre[0] = vCentre[0];
+        pCam->vOrthoCentre[2] = vCentre[2];
+        pCam->fOrthoHalfHeight *= fmaxf(4.0f, fSize) / pCam->fOrthoHalfWidth;
+        pCam->fOrthoHalfWidth = fmaxf(4.0f, fSize);
+        twLog("twViewer", "Found element %d: the top view centres it\n", iElement);
+        return;
     }
     float fDistance = fmaxf(2.5f, fSize * 1.2f);
     float vFlat[3] = {pCam->vDir[0], 0, pCam->vDir[2]};
@@ -430,10 +444,6 @@ static void GoToElement(int iElement)
     pCam->vPos[1] = vCentre[1] + fDistance * 0.3f;
     pCam->vPos[2] = vCentre[2] - vFlat[2] / fFlat * fDistance;
     twCamera_LookAt(pCam, vCentre);
-    CloseInterface();
-    e->bMeasureMode = 0;
-    e->bElementPick = 1;
-    e->iPickedElement = e->iTrackedElement = iElement;
     twLog("twViewer", "Found element %d: the walker flies to it\n", iElement);
 }
 
@@ -705,9 +715,16 @@ static void ToolKeys(int bZ)
         if (e->bMeasureMode)
             twMeasure_Reset();
     }
-    // Tab while measuring: distance, angle, area, between faces
-    if (e->bMeasureMode && !bZ && !e->bInterface && twInput_KeyPressed(TW_KEY_TAB))
-        twMeasure_NextKind();
+    // Tab while measuring: distance, angle, area, between faces; while picking it folds the
+    // panel's first set, with Shift all of them, and the wheel scrolls them
+    if (!bZ && !e->bInterface && !pCam->bTopView) {
+        if (e->bMeasureMode && twInput_KeyPressed(TW_KEY_TAB))
+            twMeasure_NextKind();
+        if (e->bElementPick && twInput_KeyPressed(TW_KEY_TAB))
+            twWorld_FoldInspector(KeyDown(TW_KEY_LSHIFT) || KeyDown(TW_KEY_RSHIFT));
+        if (e->bElementPick && e->iMouseDz)
+            twWorld_ScrollInspector(-e->iMouseDz * INSPECT_WHEEL_ROWS / TW_WHEEL_NOTCH);
+    }
     if (!e->bInterface && twInput_ButtonPressed(TW_MOUSE_LEFT)) {
         if (e->bElementPick)
             e->iPickedElement = e->iTrackedElement;

@@ -23,10 +23,14 @@
 #define STR_SOURCE_FIELDS 385 // name, IFC class, storey, GlobalId, model: the side file's lines
 #define STR_TYPE_FIRST 250 // the display name of type t is string 250 + t
 #define STR_PICK_MORE 390  // the last line when the panel holds no more
+#define STR_PICK_FOLD 392  // beside the first set's name
 #define PANEL_WIDTH 560
 #define VALUE_X 180 // where the values stand in the panel
 #define LINE_STEP 18
 #define FEET_PER_METRE 3.28084f
+#define INSPECT_SETS 256 // sets of an element that fold
+#define WRAP_CHARS 50    // of a value on one row of the panel
+#define WRAP_ROWS 8      // a value's rows; what is longer Ctrl+C copies whole
 
 // Whether the ray from p along d meets the box; only elements it meets are drawn for the pick
 static int RayMeetsBox(const float* p, const float* d, const float* pvMin, const float* pvMax)
@@ -192,6 +196,136 @@ static void Line(char* pstrOut, int iLabel, const char* pstrValue)
     snprintf(pstrOut, TW_PICK_LINE_SIZE, "%.40s\t%.100s", twStrings_Get(iLabel), pstrValue);
 }
 
+// The inspector's sets: folded or open, scrolled by the wheel a few rows at a time. The state
+// belongs to one element and starts over, all open and at the top, for another.
+static struct {
+    int iElement;
+    int iScroll;           // rows of the sets scrolled past
+    int iRows;             // rows of the sets at the last count
+    int iMarked;           // the set the first shown row belongs to, from 0; -1 none
+    int iMarkedRow;        // the row of its name
+    int bCut;              // rows past the scroll point were not listed
+    int iSets;             // sets at the last count
+    uint8_t aucFolded[INSPECT_SETS]; // sets past these never fold
+} s_inspect = {-1, 0, 0, -1, 0, 0, 0, {0}};
+
+static void InspectElement(int iElement)
+{
+    if (s_inspect.iElement == iElement)
+        return;
+    memset(&s_inspect, 0, sizeof(s_inspect));
+    s_inspect.iElement = iElement;
+    s_inspect.iMarked = -1;
+}
+
+void twWorld_ScrollInspector(int iRows)
+{
+    int iScroll = s_inspect.iScroll + iRows, iLast = s_inspect.iRows - 1;
+    s_inspect.iScroll = iScroll > iLast ? iLast : iScroll;
+    if (s_inspect.iScroll < 0)
+        s_inspect.iScroll = 0;
+}
+
+void twWorld_FoldInspector(int bAll)
+{
+    int iSet = s_inspect.iMarked;
+    if (iSet < 0)
+        return;
+    if (bAll) {
+        // all fold, unless all the foldable are folded: then all open
+        int bAllFolded = 1;
+        for (int i = 0; i < s_inspect.iSets && i < INSPECT_SETS; i++)
+            bAllFolded &= s_inspect.aucFolded[i];
+        memset(s_inspect.aucFolded, !bAllFolded, sizeof(s_inspect.aucFolded));
+        s_inspect.iScroll = 0;
+        return;
+    }
+    if (iSet < INSPECT_SETS)
+        s_inspect.aucFolded[iSet] = !s_inspect.aucFolded[iSet];
+    s_inspect.iScroll = s_inspect.iMarkedRow; // the set's name stays first
+}
+
+// A value cut into rows of up to WRAP_CHARS, at a space where one lies in the row's last third
+static int WrapValue(const char* pstrValue, int aiStart[WRAP_ROWS], int aiLength[WRAP_ROWS])
+{
+    int iRows = 0, iLength = (int)strlen(pstrValue), iAt = 0;
+    while (iRows < WRAP_ROWS) {
+        int iTake = iLength - iAt;
+        if (iTake > WRAP_CHARS) {
+            iTake = WRAP_CHARS;
+            for (int i = WRAP_CHARS; i > WRAP_CHARS * 2 / 3; i--)
+                if (pstrValue[iAt + i] == ' ') {
+                    iTake = i;
+                    break;
+                }
+        }
+        aiStart[iRows] = iAt;
+        aiLength[iRows++] = iTake;
+        iAt += iTake;
+        while (pstrValue[iAt] == ' ')
+            iAt++;
+        if (iAt >= iLength)
+            break;
+    }
+    return iRows;
+}
+
+// The element's sets from the scrolled row on: a set's name has no label and a mark of
+// folded (+) or open (-); a value's further rows have a blank label
+static int SetLines(int iElement, int iUnits, char (*aszLines)[TW_PICK_LINE_SIZE], int iMax)
+{
+    InspectElement(iElement);
+    char* pData = twWorld_GetElementProperties(iElement, nullptr);
+    char* pAt = pData;
+    const char* pstrSet = nullptr;
+    TwDataLine line;
+    char szValue[WRAP_CHARS * WRAP_ROWS + 1];
+    char szName[112] = "";
+    int n = 0, iRow = 0, iSet = -1, bFolded = 0;
+    s_inspect.iMarked = -1;
+    s_inspect.bCut = 0;
+    // a row past the scroll point is listed while the lines hold it; every row is counted.
+    // Scrolled into a set's values, its name stands above them
+    auto Emit = [&](const char* pstrLabel, const char* pstrText, int iLength, int bName) {
+        if (iRow == s_inspect.iScroll) {
+            s_inspect.iMarked = iSet;
+            if (!bName && n < iMax)
+                snprintf(aszLines[n++], TW_PICK_LINE_SIZE, "\t%s", szName);
+        }
+        if (iRow >= s_inspect.iScroll) {
+            if (n < iMax)
+                snprintf(aszLines[n++], TW_PICK_LINE_SIZE, "%s\t%.*s", pstrLabel, iLength, pstrText);
+            else
+                s_inspect.bCut = 1;
+        }
+        iRow++;
+    };
+    while (twWorld_NextDataLine(&pAt, &line)) {
+        if (!pstrSet || strcmp(line.pstrSet, pstrSet) != 0) {
+            pstrSet = line.pstrSet;
+            iSet++;
+            bFolded = iSet < INSPECT_SETS && s_inspect.aucFolded[iSet];
+            snprintf(szName, sizeof(szName), "%c %.100s", bFolded ? '+' : '-', pstrSet);
+            if (iRow <= s_inspect.iScroll)
+                s_inspect.iMarkedRow = iRow;
+            Emit("", szName, (int)strlen(szName), 1);
+        }
+        if (bFolded)
+            continue;
+        twWorld_FormatValue(line.pstrValue, line.pstrUnit, iUnits, szValue, sizeof(szValue));
+        int aiStart[WRAP_ROWS], aiLength[WRAP_ROWS];
+        int iRows = WrapValue(szValue, aiStart, aiLength);
+        char szLabel[32];
+        snprintf(szLabel, sizeof(szLabel), "  %.28s", line.pstrName);
+        for (int r = 0; r < iRows; r++)
+            Emit(r ? " " : szLabel, szValue + aiStart[r], aiLength[r], 0);
+    }
+    twMem_Free(pData);
+    s_inspect.iRows = iRow;
+    s_inspect.iSets = iSet + 1;
+    return n;
+}
+
 int twWorld_PickedText(int iElement, int iUnits, char aszLines[TW_PICK_LINES][TW_PICK_LINE_SIZE])
 {
     const TwElement* pElement = ElementAt(iElement);
@@ -226,23 +360,7 @@ int twWorld_PickedText(int iElement, int iUnits, char aszLines[TW_PICK_LINES][TW
     snprintf(szValue, sizeof(szValue), "%.2f x %.2f x %.2f %.8s", afSize[0], afSize[2], afSize[1],
              twStrings_Get(iUnits == 1 ? TW_STR_FEET_SHORT : TW_STR_METRES_SHORT));
     Line(aszLines[n++], STR_ELEMENT + 4, szValue);
-    // its sets of values, a line for each set and each value, as many as the lines hold
-    char* pData = twWorld_GetElementProperties(iElement, nullptr);
-    char* pAt = pData;
-    const char* pstrSet = "";
-    TwDataLine line;
-    while (n < TW_PICK_LINES - 1 && twWorld_NextDataLine(&pAt, &line)) {
-        if (strcmp(line.pstrSet, pstrSet) != 0) {
-            snprintf(aszLines[n++], TW_PICK_LINE_SIZE, "\t%.100s", line.pstrSet);
-            pstrSet = line.pstrSet;
-            if (n >= TW_PICK_LINES - 1)
-                break;
-        }
-        twWorld_FormatValue(line.pstrValue, line.pstrUnit, iUnits, szValue, sizeof(szValue));
-        snprintf(aszLines[n++], TW_PICK_LINE_SIZE, "  %.28s\t%.100s", line.pstrName, szValue);
-    }
-    twMem_Free(pData);
-    return n;
+    return n + SetLines(iElement, iUnits, aszLines + n, TW_PICK_LINES - n);
 }
 
 void twWorld_DrawPickedText(int iElement, int iUnits, int iX, int iY)
@@ -251,10 +369,11 @@ void twWorld_DrawPickedText(int iElement, int iUnits, int iX, int iY)
     int iCount = twWorld_PickedText(iElement, iUnits, aszLines);
     if (!iCount)
         return;
-    // as many lines as the window holds below the cross; Ctrl+C copies them all
+    // as many lines as the window holds below the cross; the wheel scrolls the sets and
+    // Ctrl+C copies them all
     int iRoom = (iY - 60 - 8) / LINE_STEP;
-    if (iCount > iRoom && iRoom > 1) {
-        iCount = iRoom;
+    if ((iCount > iRoom || s_inspect.bCut) && iRoom > 1) {
+        iCount = iCount < iRoom ? iCount : iRoom;
         snprintf(aszLines[iCount - 1], TW_PICK_LINE_SIZE, "\t%s", twStrings_Get(STR_PICK_MORE));
     }
     // below the cross, so that the element itself stays in sight
@@ -265,6 +384,7 @@ void twWorld_DrawPickedText(int iElement, int iUnits, int iX, int iY)
     twOgl_DrawRect(x0, iTop - iCount * LINE_STEP - 8, PANEL_WIDTH, iCount * LINE_STEP + 8, 0);
     glDisable(GL_BLEND);
     glColor4f(1, 1, 1, 1);
+    int bFoldHint = 0;
     for (int i = 0; i < iCount; i++) {
         char* pstrTab = strchr(aszLines[i], '\t');
         if (!pstrTab)
@@ -272,9 +392,15 @@ void twWorld_DrawPickedText(int iElement, int iUnits, int iX, int iY)
         *pstrTab = 0;
         int y = iTop - (i + 1) * LINE_STEP;
         if (!aszLines[i][0]) {
-            // a set's name, across the panel in amber
+            // a set's name, across the panel in amber; the first says what folds it
             glColor4f(1.0f, 0.75f, 0.3f, 1);
             twOgl_DrawText(0, x0 + 10, y, pstrTab + 1);
+            if (!bFoldHint && (pstrTab[1] == '+' || pstrTab[1] == '-')) {
+                bFoldHint = 1;
+                const char* pstrHint = twStrings_Get(STR_PICK_FOLD);
+                glColor4f(0.6f, 0.6f, 0.6f, 1);
+                twOgl_DrawText(0, x0 + PANEL_WIDTH - 10 - twOgl_GetTextWidth(0, pstrHint), y, pstrHint);
+            }
             glColor4f(1, 1, 1, 1);
             continue;
         }

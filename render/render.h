@@ -57,6 +57,10 @@ int twWorld_PickElement(const TwCamera* pCam, int iX, int iY);
 void twWorld_DrawPicked(int iPicked, int iTracked);
 int twWorld_PickedText(int iElement, int iUnits, char aszLines[TW_PICK_LINES][TW_PICK_LINE_SIZE]); // lines, or 0
 void twWorld_DrawPickedText(int iElement, int iUnits, int iX, int iY); // the panel below a window point
+// The panel's sets: the wheel scrolls them by rows (up is negative); the set shown first folds
+// or opens, or with bAll every set; another element starts all open at the top
+void twWorld_ScrollInspector(int iRows);
+void twWorld_FoldInspector(int bAll);
 // The flat face under a window pixel: the picked element's triangle the pixel's ray meets
 // first, and every triangle of that element in its plane joined to it corner by corner, so
 // a floor's whole polygon with its openings left out (they hold no triangles)

@@ -17,6 +17,7 @@
 #include "interface/layers.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
+#include "render/render.h"
 #include "tests/support.h"
 #include "tools/export/export.h"
 #include "tools/export/model_writer.h"
@@ -309,6 +310,50 @@ TEST_F(Export, AnIfcBuildingsElementsCarryTheirSetsOfValues)
         EXPECT_EQ(twWorld_FindElements("no such thing", aiFound, 4), 0);
         twWorld_Free();
     }
+}
+
+// The pick panel's sets: each opens with its name (- open, + folded); Tab folds the set shown
+// first and Shift+Tab all; the wheel scrolls by rows, the set's name standing above its
+// values; a long value takes rows of its own
+TEST_F(Export, ThePickPanelsSetsFoldScrollAndWrap)
+{
+    twHarness_WriteText(dir + "building.ifc", twSample_IfcBuilding("IFC4"));
+    ASSERT_EQ(Run("-q '" + dir + "building.ifc' -o '" + dir + "building.bin'"), 0);
+    ASSERT_EQ(Load(dir + "building.bin"), 1);
+    ASSERT_EQ(twWorld_LoadElementInfo((dir + "building.bin").c_str()), 1);
+    int iSlab = ElementNamed("Ground slab");
+    char aszLines[TW_PICK_LINES][TW_PICK_LINE_SIZE];
+    // the lines of the sets, after the element's own
+    auto Sets = [&]() {
+        std::string text;
+        int n = twWorld_PickedText(iSlab, 0, aszLines);
+        int i = 0;
+        while (i < n && aszLines[i][0] != '\t')
+            i++;
+        for (; i < n; i++)
+            text += std::string(aszLines[i]) + "\n";
+        return text;
+    };
+    const std::string open = "\t- Qto_SlabBaseQuantities\n  NetArea\t6.5 m2\n  Width\t0.2 m\n  GrossVolume\t1.2 m3\n";
+    const std::string remarks = "\t- Pset_SlabCommon\n  Remarks\tPoured on site in two stages; the joint runs along\n"
+                                " \tgrid line B and is sealed with a bitumen strip\n \tbefore the screed\n";
+    EXPECT_EQ(Sets(), open + remarks);
+    twWorld_FoldInspector(0);
+    EXPECT_EQ(Sets(), "\t+ Qto_SlabBaseQuantities\n" + remarks);
+    twWorld_ScrollInspector(3); // into the remark: its set's name stands above it
+    EXPECT_EQ(Sets(), "\t- Pset_SlabCommon\n \tgrid line B and is sealed with a bitumen strip\n"
+                      " \tbefore the screed\n");
+    twWorld_FoldInspector(0); // the set shown first folds, its name at the top
+    EXPECT_EQ(Sets(), "\t+ Pset_SlabCommon\n");
+    twWorld_ScrollInspector(-10);
+    twWorld_FoldInspector(1); // every set was folded: all open
+    EXPECT_EQ(Sets(), open + remarks);
+    twWorld_ScrollInspector(100); // no further than the last row
+    EXPECT_EQ(Sets(), "\t- Pset_SlabCommon\n \tbefore the screed\n");
+    // another element starts over, all open at the top
+    twWorld_PickedText(ElementNamed("Front wall"), 0, aszLines);
+    EXPECT_EQ(Sets(), open + remarks);
+    twWorld_Free();
 }
 
 // The properties side file is read only for its own model and only where its table stays

@@ -355,6 +355,10 @@ std::string twSample_IfcBuilding(const char* pstrSchema, double dOffsetX, double
     int iSlabQto = t.Add("IFCELEMENTQUANTITY(" + Guid(25) + ",$,'Qto_SlabBaseQuantities',$,$,(" + Ref(iArea) + "," +
                          Ref(iWidth) + "," + Ref(iVolume) + "))");
     t.Add("IFCRELDEFINESBYPROPERTIES(" + Guid(26) + ",$,$,$,(" + Ref(iSlab) + ")," + Ref(iSlabQto) + ")");
+    int iRemarks = t.Add("IFCPROPERTYSINGLEVALUE('Remarks',$,IFCTEXT('Poured on site in two stages; the joint runs "
+                         "along grid line B and is sealed with a bitumen strip before the screed'),$)");
+    int iSlabSet = t.Add("IFCPROPERTYSET(" + Guid(30) + ",$,'Pset_SlabCommon',$,(" + Ref(iRemarks) + "))");
+    t.Add("IFCRELDEFINESBYPROPERTIES(" + Guid(31) + ",$,$,$,(" + Ref(iSlab) + ")," + Ref(iSlabSet) + ")");
     int iMark = t.Add("IFCPROPERTYSINGLEVALUE('Reference',$,IFCIDENTIFIER('D-101'),$)");
     int iDoorSet = t.Add("IFCPROPERTYSET(" + Guid(27) + ",$,'Pset_DoorCommon',$,(" + Ref(iMark) + "))");
     t.Add("IFCRELDEFINESBYPROPERTIES(" + Guid(28) + ",$,$,$,(" + Ref(iDoor) + ")," + Ref(iDoorSet) + ")");
