@@ -16,6 +16,7 @@
 #include "interface/interf.h"
 #include "interface/layers.h"
 #include "interface/measure.h"
+#include "interface/section.h"
 #include "light/light.h"
 #include "navigation/camera.h"
 #include "platform/input.h"
@@ -130,6 +131,9 @@ int twEngine_Startup(const char* pstrExePath, char* pstrFailTag)
     twLog(STARTUP_TAG, "Initializing measure tool\n");
     if (!twMeasure_Init())
         return Fail(pstrFailTag, "!InitMeasure");
+    twLog(STARTUP_TAG, "Initializing section tool\n");
+    if (!twSection_Init())
+        return Fail(pstrFailTag, "!InitSection");
     // a copy opens no other model: it has no exporter and no folder of its own
     if (!pEngine->bStandAlone) {
         twLog(STARTUP_TAG, "Initializing model link\n");
@@ -171,6 +175,8 @@ int twEngine_Shutdown(void)
     }
     twLog(SHUTDOWN_TAG, "Shutting down interface\n");
     twInterf_Free();
+    twLog(SHUTDOWN_TAG, "Shutting down section tool\n");
+    twSection_Free();
     twLog(SHUTDOWN_TAG, "Shutting down measure tool\n");
     twMeasure_Free();
     twLog(SHUTDOWN_TAG, "Shutting down skybox\n");
@@ -283,7 +289,8 @@ int twEngine_InitCore(const char* pstrExePath)
 
 int twEngine_InitWindow(void)
 {
-    if (!twWindow_Init() || !twWindow_CreateGLWindow(0, 0, 0, 0))
+    // the stencil fills the cut's faces
+    if (!twWindow_Init() || !twWindow_CreateGLWindow(0, 0, 1, 0))
         return 0;
     twWindow_SetTitle(twCore_GetAppName());
     twWindow_Show();
@@ -990,6 +997,7 @@ int twEngine_Update(void)
             e->fInterfSlide = 1;
         }
     }
+    twSection_Update();
     // for the first moments after entering a level no frame is shown
     if (e->fTimeInLevel > TW_LEVEL_SWAP_DELAY && e->fTimeRunning > 0) {
         if (e->iPendingStep)

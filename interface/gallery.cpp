@@ -11,6 +11,7 @@
 #include "engine/reader.h"
 #include "engine/strings.h"
 #include "engine/writer.h"
+#include "interface/section.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 
@@ -142,8 +143,11 @@ static void FreeItemData(TwGalleryItem* pItem)
         if (!twMem_Free(pItem->pClip))
             twLogError("twGallery_DeleteItem", "!twMem_Free : pClip\n");
     }
+    twMem_Free(pItem->pstrCut);
     pItem->pNavpoint = nullptr;
     pItem->pClip = nullptr;
+    pItem->pstrCut = nullptr;
+    pItem->iCutLength = 0;
     pItem->bDeleted = 1;
 }
 
@@ -238,6 +242,26 @@ int twGallery_AddAngle(const char* pstrName, const TwNavpoint* pNavpoint)
     Renumber();
     twGallery_Select(pItem);
     twLog("twGallery_AddAngle", "Number of items=%d\n", g->iNumItems);
+    return 1;
+}
+
+int twGallery_SetSelectedCut(const char* pstrText, int iLength)
+{
+    TwGalleryItem* pItem = pGallery ? pGallery->pSelected : nullptr;
+    if (!pItem || pItem->iType != TW_GALLERY_ANGLE || iLength < 0)
+        return 0;
+    twMem_Free(pItem->pstrCut);
+    pItem->pstrCut = nullptr;
+    pItem->iCutLength = 0;
+    if (!iLength)
+        return 1;
+    pItem->pstrCut = (char*)twMem_Malloc((uint32_t)iLength + 1, "pItem->pstrCut");
+    if (!pItem->pstrCut) {
+        twLogError("twGallery_SetSelectedCut", "!malloc : %d bytes\n", iLength);
+        return 0;
+    }
+    memcpy(pItem->pstrCut, pstrText, (size_t)iLength);
+    pItem->iCutLength = iLength;
     return 1;
 }
 
@@ -420,6 +444,9 @@ int twGallery_WarpToPosition(TwGalleryItem* pItem, TwCamera* pCam, int32_t* piSu
     if (!pItem || !pItem->pNavpoint || !pCam)
         return 0;
     PutNavpoint(pItem->pNavpoint, pCam);
+    // the view's cut as it was kept; a view kept without one shows the building whole
+    if (!pItem->pstrCut || !twSection_ReadState(pItem->pstrCut, pItem->iCutLength))
+        twSection_Clear();
     // the kept azimuth comes back through the first pointer: the callers pair them that way
     if (piSun1)
         *piSun1 = pItem->pNavpoint->iSunAzimuth;
@@ -719,7 +746,11 @@ int twGallery_Save(const char* pstrPath)
         twLogError(pstrTag, "!fopen : '%s'\n", pstrPath);
         return 0;
     }
-    twWriter_U8(&w, 'G');
+    // a gallery whose views keep no cut is written as before
+    int bCuts = 0;
+    for (TwList* n = g->pItems.pNext; n; n = n->pNext)
+        bCuts |= IsLive(ItemAt(n)) && ItemAt(n)->pstrCut;
+    twWriter_U8(&w, bCuts ? TW_GALLERY_MAGIC_CUTS : TW_GALLERY_MAGIC);
     twWriter_U32(&w, (uint32_t)g->bPlayAll);
     twWriter_U32(&w, (uint32_t)g->iNumItems);
     twWriter_U32(&w, (uint32_t)g->pSelected->iIndex);
@@ -736,6 +767,10 @@ int twGallery_Save(const char* pstrPath)
             twWriter_Write(&w, pItem->pClip->pKeys, (int64_t)pItem->pClip->iNumKeys * (int64_t)sizeof(TwGalleryKey));
         } else if (pItem->pNavpoint) {
             twWriter_Write(&w, pItem->pNavpoint, sizeof(TwNavpoint));
+            if (bCuts) {
+                twWriter_U32(&w, (uint32_t)pItem->iCutLength);
+                twWriter_Write(&w, pItem->pstrCut, pItem->iCutLength);
+            }
         }
     }
     if (iItem != g->iNumItems) {
@@ -766,7 +801,7 @@ static int BadNavpoint(const TwNavpoint* p)
 }
 
 // One item of the file: 1, or 0 with the line that tells the damage
-static int LoadItem(TwReader* r, int i, int iCount)
+static int LoadItem(TwReader* r, int i, int iCount, int bCuts)
 {
     const char* pstrTag = "twGallery_Load";
     TwGallery* g = pGallery;
@@ -823,6 +858,24 @@ static int LoadItem(TwReader* r, int i, int iCount)
             twLogError(pstrTag, "!twGallery_AddAngle\n");
             return 0;
         }
+        if (!bCuts)
+            return 1;
+        // the view's cut: its text is read when the view is played
+        uint32_t uiLength = twReader_U32(r);
+        if (r->bShort || uiLength > TW_SECTION_STATE_SIZE) {
+            twLogError(pstrTag, "!The cut of item %d is %u bytes, past the %d it may be\n", i + 1, uiLength,
+                       TW_SECTION_STATE_SIZE);
+            return 0;
+        }
+        char* pstrCut = (char*)twMem_GetTempBuffer(uiLength + 1, 0);
+        if (!pstrCut || !twReader_Read(r, pstrCut, uiLength)) {
+            twLogError(pstrTag, "!The gallery ends in the cut of item %d\n", i + 1);
+            return 0;
+        }
+        if (!twGallery_SetSelectedCut(pstrCut, (int)uiLength)) {
+            twLogError(pstrTag, "!twGallery_SetSelectedCut\n");
+            return 0;
+        }
         return 1;
     }
     twLogError(pstrTag, "!Undefined item type %d\n", iType);
@@ -842,7 +895,9 @@ int twGallery_Load(FILE* pFile, int64_t iSize)
     g->pPlaying = nullptr;
     TwReader r;
     twReader_Init(&r, pFile, iSize);
-    if (twReader_U8(&r) != 'G') {
+    uint8_t ucMagic = twReader_U8(&r);
+    int bCuts = ucMagic == TW_GALLERY_MAGIC_CUTS;
+    if (ucMagic != TW_GALLERY_MAGIC && !bCuts) {
         twLogError(pstrTag, "!Failed to find G\n");
         twGallery_Select(nullptr);
         return 0;
@@ -867,7 +922,7 @@ int twGallery_Load(FILE* pFile, int64_t iSize)
         twLog(pstrTag, "Trying to load %d items\n", iCount);
         twReader_I32(&r); // the selected item's number: the last item read stays selected
         for (int i = 0; i < iCount && bOk; i++)
-            bOk = LoadItem(&r, i, iCount);
+            bOk = LoadItem(&r, i, iCount, bCuts);
     }
     g->bContinue = 0;
     g->iNumKeys = 0;

@@ -18,6 +18,8 @@ struct TwTexture;
 #define TW_GALLERY_CLIP 1
 #define TW_GALLERY_ANGLE 2
 #define TW_GALLERY_HEADER_SIZE 13     // "G", bPlayAll, the count, the selected item
+#define TW_GALLERY_MAGIC 'G'          // views without cuts, as every gallery was
+#define TW_GALLERY_MAGIC_CUTS 'S'     // each view followed by its cut's text: a length and the bytes
 #define TW_GALLERY_ITEM_HEAD_SIZE (4 + TW_GALLERY_NAME_SIZE + 4)
 
 // One step of a clip, as in the file
@@ -60,6 +62,8 @@ struct TwGalleryItem {
     char szLabel[TW_GALLERY_NAME_SIZE]; // "[n/m] name"
     TwNavpoint* pNavpoint;
     TwClip* pClip;
+    char* pstrCut;          // a view's section state as text, owned; null: kept without one
+    int32_t iCutLength;
 };
 
 struct TwGallery {
@@ -112,7 +116,11 @@ int twGallery_Load(FILE* pFile, int64_t iSize);
 int twGallery_Save(const char* pstrPath); // nothing selected: no file, and 1
 TwGalleryItem* twGallery_GetNewItem(void);
 int twGallery_AddAngle(const char* pstrName, const TwNavpoint* pNavpoint);
+// The section state the selected view keeps, as text; 0 out of memory
+int twGallery_SetSelectedCut(const char* pstrText, int iLength);
 int twGallery_AddClip(const char* pstrName); // the iNumKeys keys of pRecKeys
+// The section state the selected view keeps, as text; 0 out of memory
+int twGallery_SetSelectedCut(const char* pstrText, int iLength);
 void twGallery_NavpointFromCamera(const TwCamera* pCam, int iSunAzimuth, int iSunAltitude, TwNavpoint* pOut);
 int twGallery_DeleteItem(TwGalleryItem* pItem);
 int twGallery_Delete(void);

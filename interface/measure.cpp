@@ -231,7 +231,7 @@ static int Seen(const SnapArea* a, const float* pv, float* pfX, float* pfY)
 static void Consider(const SnapArea* a, const float* pv, int iX, int iY, float* pfBest, float* pBestPoint, int* piFound)
 {
     float x, y;
-    if (!Seen(a, pv, &x, &y))
+    if (!Seen(a, pv, &x, &y) || twWorld_PointCutAway(pv))
         return;
     float d = (x - iX) * (x - iX) + (y - iY) * (y - iY);
     if (d < *pfBest) {

@@ -18,6 +18,7 @@
 #include "interface/interf.h"
 #include "interface/layers.h"
 #include "interface/measure.h"
+#include "interface/section.h"
 #include "light/light.h"
 #include "navigation/camera.h"
 #include "platform/input.h"
@@ -58,7 +59,7 @@ enum {
     STR_SUN_MINUTE, STR_SUN_LATITUDE, STR_SUN_LONGITUDE, STR_SUN_UTC, STR_SUN_NORTH,
     STR_SMOOTH_EDGES = 520, STR_SCREENSHOTS, STR_OFF_ON, STR_SHOT_FORMATS = 524,
     STR_OPEN_MODEL = 540, STR_LIVE_LINK = 542, STR_RECENT = 543, STR_ADD_MODEL = 559, STR_REMOVE_MODEL = 560,
-    STR_DATA_COPIED = 391, STR_PAGE_FIND = 109, STR_FIND_WORD = 562, STR_FIND_COUNT, STR_FIND_NONE,
+    STR_DATA_COPIED = 391, STR_SECTION_FULL = 570, STR_PAGE_FIND = 109, STR_FIND_WORD = 562, STR_FIND_COUNT, STR_FIND_NONE,
 };
 #define PAGE_LAYERS_LOCKED "LAYERSRAD"
 #define GALLERY_IMAGE "GALLERYIMAGE"
@@ -644,6 +645,13 @@ static void GalleryKeys(int bShift)
         TwNavpoint nav;
         twGallery_NavpointFromCamera(pCam, e->iSunAzimuth, e->iSunAltitude, &nav);
         if (twGallery_AddAngle(nullptr, &nav)) {
+            // with the cut it shows, by names that outlive a re-export
+            if (twSection_Active()) {
+                static char s_szCut[TW_SECTION_STATE_SIZE];
+                int iLength = twSection_WriteState(s_szCut, sizeof(s_szCut));
+                if (iLength > 0)
+                    twGallery_SetSelectedCut(s_szCut, iLength);
+            }
             GalleryChanged();
             twEngine_FlashNote(0, 1, 0);
         }
@@ -743,6 +751,51 @@ static void ToolKeys(int bZ)
     }
 }
 
+// The section tool: X the storey cut (Shift, Ctrl: a storey up, down), K a plane on the face
+// under the cross (Shift flips it, Ctrl removes it), B a box around the kept element or the
+// walker's storey (Shift: the model), the wheel moves what was placed last, a drag moves the
+// box's face under the cross; V X-rays the kept element (Shift isolates it, Ctrl takes its
+// class). In the top view the keys work and the wheel zooms.
+static void SectionKeys(int bShift, int bCtrl)
+{
+    TwEngine* e = pEngine;
+    if (twInput_KeyPressed(TW_KEY_X)) {
+        if (bShift || bCtrl)
+            twSection_StepStorey(pCam, bShift ? 1 : -1);
+        else
+            twSection_ToggleStoreyCut(pCam);
+    }
+    if (twInput_KeyPressed(TW_KEY_K)) {
+        if (bCtrl)
+            twSection_Remove();
+        else if (bShift)
+            twSection_Flip();
+        else if (!twSection_AddPlane(pCam, twWindow_GetWidth() / 2, twWindow_GetHeight() / 2))
+            twEngine_ShowMessage(TW_MESSAGE_TEXT, TW_MESSAGE_SECONDS, Str(STR_SECTION_FULL));
+    }
+    if (twInput_KeyPressed(TW_KEY_B)) {
+        if (bShift)
+            twSection_ModelBox();
+        else
+            twSection_ToggleBox(pCam, e->bElementPick ? e->iPickedElement : -1);
+    }
+    if (twInput_KeyPressed(TW_KEY_V)) {
+        int iFocus = bShift ? TW_FOCUS_ISOLATE : TW_FOCUS_XRAY;
+        if (pSection->iFocus == iFocus || e->iPickedElement < 0)
+            twSection_SetFocus(TW_FOCUS_NONE, -1, 0);
+        else
+            twSection_SetFocus(iFocus, e->iPickedElement, bCtrl);
+    }
+    if (e->iMouseDz && !pCam->bTopView && !e->bElementPick)
+        twSection_Wheel(pCam, e->iMouseDz / TW_WHEEL_NOTCH, bShift);
+    // a box's face is dragged while the button is held, when no other tool takes the click
+    int bFree = !e->bElementPick && !e->bMeasureMode && !twGallery_IsRecording() && !pCam->bTopView;
+    if (bFree && twInput_ButtonPressed(TW_MOUSE_LEFT))
+        twSection_StartDrag(pCam);
+    if (pSection->iDragFace >= 0 && !twInput_ButtonDown(TW_MOUSE_LEFT))
+        twSection_EndDrag();
+}
+
 static void Keys(void)
 {
     TwEngine* e = pEngine;
@@ -798,6 +851,8 @@ static void Keys(void)
         e->bMeasureMode = 0;
     }
     ToolKeys(bZ);
+    if (!bZ && pWorld && pWorld->bLoaded)
+        SectionKeys(bShift, KeyDown(TW_KEY_LCONTROL) || KeyDown(TW_KEY_RCONTROL));
     if (!bZ)
         GalleryKeys(bShift);
     if (twInput_KeyPressed(TW_KEY_F3))
@@ -1027,6 +1082,8 @@ void twEngine_HandleInput(void)
         // the look, while the panel is closed
         if (pCam->bTopView && twInput_ButtonDown(TW_MOUSE_LOOK_BUTTON))
             twCamera_TopPan(pCam, e->iMouseDx, e->iMouseDy);
+        else if (pSection && pSection->iDragFace >= 0)
+            twSection_Drag(pCam, e->iMouseDy); // the view holds while a face is dragged
         else
             twCamera_MouseLook(pCam, e->iMouseDx, e->iMouseDy);
     }

@@ -22,8 +22,10 @@
 #define TW_KEY_D 32
 #define TW_KEY_F 33
 #define TW_KEY_H 35
+#define TW_KEY_K 37
 #define TW_KEY_LSHIFT 42
 #define TW_KEY_Z 44
+#define TW_KEY_X 45
 #define TW_KEY_C 46
 #define TW_KEY_V 47
 #define TW_KEY_B 48

@@ -364,9 +364,15 @@ int twOgl_AddSamples(TwFbo* pFbo, int iWidth, int iHeight, int iSamples)
     glBindRenderbufferEXT(GL_RENDERBUFFER_EXT, pFbo->hSampledColor);
     glRenderbufferStorageMultisampleEXT(GL_RENDERBUFFER_EXT, iSamples, GL_RGBA8, iWidth, iHeight);
     glFramebufferRenderbufferEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT0_EXT, GL_RENDERBUFFER_EXT, pFbo->hSampledColor);
+    // depth with a stencil where the driver packs them, for the cut's filled faces
+    int bStencil = GLEW_EXT_packed_depth_stencil;
     glBindRenderbufferEXT(GL_RENDERBUFFER_EXT, pFbo->hSampledDepth);
-    glRenderbufferStorageMultisampleEXT(GL_RENDERBUFFER_EXT, iSamples, GL_DEPTH_COMPONENT24, iWidth, iHeight);
+    glRenderbufferStorageMultisampleEXT(GL_RENDERBUFFER_EXT, iSamples,
+                                        bStencil ? GL_DEPTH24_STENCIL8_EXT : GL_DEPTH_COMPONENT24, iWidth, iHeight);
     glFramebufferRenderbufferEXT(GL_FRAMEBUFFER_EXT, GL_DEPTH_ATTACHMENT_EXT, GL_RENDERBUFFER_EXT, pFbo->hSampledDepth);
+    if (bStencil)
+        glFramebufferRenderbufferEXT(GL_FRAMEBUFFER_EXT, GL_STENCIL_ATTACHMENT_EXT, GL_RENDERBUFFER_EXT,
+                                     pFbo->hSampledDepth);
     glBindRenderbufferEXT(GL_RENDERBUFFER_EXT, 0);
     int bOk = glCheckFramebufferStatusEXT(GL_FRAMEBUFFER_EXT) == GL_FRAMEBUFFER_COMPLETE_EXT;
     glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);

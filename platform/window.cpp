@@ -122,17 +122,20 @@ int twWindow_CreateGLWindow(int iWidth, int iHeight, int bStencil, int iUnused)
     // always asked for first; a display without it gives a plain visual.
     static const int aiColor[2] = {32, 24};
     static const int aiDepth[3] = {32, 24, 16};
-    int iStencilBits = bStencil ? 8 : 0;
+    // a stencil asked for is wanted, not needed: without one the visuals are tried again
+    int iStencilBits = 0;
     SDL_Window* hWnd = nullptr;
-    for (int c = 0; c < 2 && !hWnd; c++)
-        for (int d = 0; d < 3 && !hWnd; d++)
-            for (int bStereo = 1; bStereo >= 0 && !hWnd; bStereo--) {
-                hWnd = TryVisual(iWidth, iHeight, bDesktop, aiColor[c], aiDepth[d], bStereo, iStencilBits);
-                if (hWnd) {
-                    pWindow->iColorBits = aiColor[c];
-                    pWindow->iDepthBits = aiDepth[d];
+    for (int s = bStencil ? 0 : 1; s < 2 && !hWnd; s++)
+        for (int c = 0; c < 2 && !hWnd; c++)
+            for (int d = 0; d < 3 && !hWnd; d++)
+                for (int bStereo = 1; bStereo >= 0 && !hWnd; bStereo--) {
+                    iStencilBits = s == 0 ? 8 : 0;
+                    hWnd = TryVisual(iWidth, iHeight, bDesktop, aiColor[c], aiDepth[d], bStereo, iStencilBits);
+                    if (hWnd) {
+                        pWindow->iColorBits = aiColor[c];
+                        pWindow->iDepthBits = aiDepth[d];
+                    }
                 }
-            }
     if (!hWnd) {
         twLogError(pstrTag, "!ChoosePixelFormat\n");
         return 0;
@@ -150,7 +153,9 @@ int twWindow_CreateGLWindow(int iWidth, int iHeight, int bStencil, int iUnused)
         return 0;
     }
     pWindow->iAlphaBits = 8;
-    pWindow->iStencilBits = iStencilBits;
+    int iGotStencil = 0;
+    SDL_GL_GetAttribute(SDL_GL_STENCIL_SIZE, &iGotStencil);
+    pWindow->iStencilBits = iStencilBits && iGotStencil > 0 ? iGotStencil : 0;
     int bStereo = 0;
     SDL_GL_GetAttribute(SDL_GL_STEREO, &bStereo);
     pWindow->bQuadBuffer = bStereo ? 1 : 0;

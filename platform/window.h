@@ -22,7 +22,7 @@ struct TwWindow {
     int32_t iColorBits;        // 32 or 24: the colour depth obtained
     int32_t iDepthBits;        // 32, 24 or 16: the depth-buffer request that succeeded
     int32_t iAlphaBits;        // always 8
-    int32_t iStencilBits;      // 8 or 0, as requested
+    int32_t iStencilBits;      // as the visual has it: 0 where none was asked for or given
     int32_t bFocusLost;        // set on focus loss, cleared when it comes back
     int32_t iWidth, iHeight;   // pixels
     int32_t iHalfWidth, iHalfHeight;

@@ -343,9 +343,11 @@ void twEngine_Draw(void)
         }
         glClear(GL_DEPTH_BUFFER_BIT | (e->bClearColor ? GL_COLOR_BUFFER_BIT : 0));
         twOgl_DrawAxes();
-        if (!twDev_HidesWorld())
+        if (!twDev_HidesWorld()) {
             DrawModel(pCam);
-        else if (pDev->iSystem == TW_DEV_SYSTEM_PHYSICS)
+            twWorld_DrawCaps();
+            twWorld_DrawGlass();
+        } else if (pDev->iSystem == TW_DEV_SYSTEM_PHYSICS)
             twWorld_DrawCollisionView(pCam->vPos);
         if (e->bElementPick) {
             twWorld_DrawPicked(e->iPickedElement, e->iTrackedElement);

@@ -92,6 +92,7 @@ int twWorld_PickElement(const TwCamera* pCam, int iX, int iY)
     glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
     glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
     glEnableClientState(GL_VERTEX_ARRAY);
+    twWorld_ClipToCut(1); // what the cut takes away can't be picked
     for (int e = 0; e < w->iNumElements; e++) {
         const TwElement* pElement = &w->pElements[e];
         if (!twWorld_ElementShown(pElement) || !RayMeetsBox(afNear, afDir, pElement->vMin, pElement->vMax))
@@ -109,6 +110,7 @@ int twWorld_PickElement(const TwCamera* pCam, int iX, int iY)
             glDrawElements(GL_TRIANGLES, pMesh->usNumIndices, GL_UNSIGNED_SHORT, pMesh->pusIndices);
         }
     }
+    twWorld_ClipToCut(0);
     glDisableClientState(GL_VERTEX_ARRAY);
     glDisable(GL_SCISSOR_TEST);
     uint32_t uiPixel = 0;
@@ -157,6 +159,7 @@ void twWorld_DrawPicked(int iPicked, int iTracked)
     glDisable(GL_TEXTURE_2D);
     glDisable(GL_LIGHTING);
     glDepthFunc(GL_LEQUAL);
+    twWorld_ClipToCut(1);
     if (pPicked) {
         // a glaze of amber over the picked element, pulled forward so that it wins the depth
         glEnable(GL_BLEND);
@@ -177,6 +180,7 @@ void twWorld_DrawPicked(int iPicked, int iTracked)
         glColor4f(1, 1, 1, 1);
         DrawElement(pTracked, 1);
     }
+    twWorld_ClipToCut(0);
     glColor4f(1, 1, 1, 1);
 }
 
@@ -581,6 +585,13 @@ static int JoinFace(const TwElement* pElement, const float* n, float d, int iHit
     return bFound;
 }
 
+// Where the ray meets a triangle the cut took away there, it goes on
+static int HitCutAway(const float* p, const float* d, float t)
+{
+    float afAt[3] = {p[0] + d[0] * t, p[1] + d[1] * t, p[2] + d[2] * t};
+    return twWorld_PointCutAway(afAt);
+}
+
 int twWorld_FaceUnder(const TwCamera* pCam, int iX, int iY, TwFace* pFace)
 {
     twWorld_FreeFace(pFace);
@@ -605,7 +616,8 @@ int twWorld_FaceUnder(const TwCamera* pCam, int iX, int iY, TwFace* pFace)
         for (int i = 0; pMesh->pVerts && pMesh->pusIndices && i + 2 < pMesh->usNumIndices; i += 3) {
             const float* apv[3];
             float t;
-            if (Corners(pMesh, i, apv) && RayMeetsTriangle(afNear, afDir, apv[0], apv[1], apv[2], &t) && t < fBest) {
+            if (Corners(pMesh, i, apv) && RayMeetsTriangle(afNear, afDir, apv[0], apv[1], apv[2], &t) && t < fBest &&
+                !HitCutAway(afNear, afDir, t)) {
                 fBest = t;
                 iHitMesh = m;
                 iHitIndex = i;

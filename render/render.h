@@ -76,6 +76,19 @@ struct TwFace {
 int twWorld_FaceUnder(const TwCamera* pCam, int iX, int iY, TwFace* pFace); // 0: none; frees pFace's old triangles
 void twWorld_FreeFace(TwFace* pFace);
 // world_draw.cpp: what casts a shadow, depth alone; only the groups marked, or all with null
+// The cut: clip planes for the fixed pipeline under the modelview loaded now (off: all off);
+// whether a box (centre, half size) or a point lies wholly on the cut-away side of a plane
+void twWorld_ClipToCut(int bOn);
+// caps.cpp: the cut's faces filled where it crosses closed solids, hatched, and outlined;
+// after the model is drawn, under its matrices
+static const float TW_CAP_COLOUR[3] = {0.55f, 0.16f, 0.12f};
+static const float TW_CAP_HATCH_COLOUR[3] = {0.32f, 0.06f, 0.05f};
+void twWorld_DrawCaps(void);
+void twWorld_DrawGlass(void); // what X-ray shows as glass, over the solid
+void twWorld_FreeCaps(void);
+int twWorld_ElementIsClosed(int iElement); // every edge met by an even number of its triangles
+int twWorld_BoxCutAway(const float* pvCentre, const float* pvHalfSize);
+int twWorld_PointCutAway(const float* pv);
 void twWorld_DrawDepthOnly(int bUseVbo, const uint8_t* pucGroups);
 // The next mesh of a render array that shows, from the list node given on; null at the end.
 // The batches hold the same meshes in the same order.

@@ -44,6 +44,8 @@ void twWorld_DrawGroupIds(void)
 {
     TwWorld* w = pWorld;
     glEnableClientState(GL_VERTEX_ARRAY);
+    // a wall the cut takes away hides nothing any more
+    twWorld_ClipToCut(1);
     // the occluders fill the depth first, so that the boxes behind them fail
     for (int g = 0; g < w->iNumElementGroups; g++) {
         const TwElementGroup* pGroup = &w->pElementGroups[g];
@@ -82,6 +84,7 @@ void twWorld_DrawGroupIds(void)
         glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
         glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
     }
+    twWorld_ClipToCut(0);
     glDisableClientState(GL_VERTEX_ARRAY);
 }
 

@@ -125,6 +125,57 @@ static int TextureHasAlpha(const TwTexture* pTexture)
     }
 }
 
+// The cut for the fixed pipeline: its planes as clip planes, given in world space under the
+// modelview loaded now; off, every clip plane the cut may use is off
+void twWorld_ClipToCut(int bOn)
+{
+    TwWorld* w = pWorld;
+    int iPlanes = w && bOn ? w->iNumCutPlanes : 0;
+    for (int i = 0; i < TW_CUT_PLANES; i++) {
+        if (i >= iPlanes) {
+            glDisable(GL_CLIP_PLANE0 + i);
+            continue;
+        }
+        const float* p = w->aafCutPlanes[i];
+        const double adPlane[4] = {p[0], p[1], p[2], p[3]};
+        glClipPlane(GL_CLIP_PLANE0 + i, adPlane);
+        glEnable(GL_CLIP_PLANE0 + i);
+    }
+}
+
+// The cut for the programs: the planes to the fragment programs' parameters, the unused ones
+// keeping everything; the key bits that do the cut, or 0 without one
+static int LoadCutParameters(int* piVertexBit)
+{
+    TwWorld* w = pWorld;
+    *piVertexBit = w->iNumCutPlanes ? TW_VP_CUT : 0;
+    if (!w->iNumCutPlanes)
+        return 0;
+    static const float s_afKeep[4] = {0, 0, 0, 1};
+    for (int i = 0; i < TW_CUT_PLANES; i++)
+        glProgramEnvParameter4fvARB(GL_FRAGMENT_PROGRAM_ARB, TW_CUT_PARAM_FIRST + i,
+                                    i < w->iNumCutPlanes ? w->aafCutPlanes[i] : s_afKeep);
+    return TW_FP_CUT;
+}
+
+int twWorld_BoxCutAway(const float* pvCentre, const float* pvHalfSize)
+{
+    TwWorld* w = pWorld;
+    for (int i = 0; w && i < w->iNumCutPlanes; i++) {
+        const float* p = w->aafCutPlanes[i];
+        float fReach = fabsf(p[0]) * pvHalfSize[0] + fabsf(p[1]) * pvHalfSize[1] + fabsf(p[2]) * pvHalfSize[2];
+        if (p[0] * pvCentre[0] + p[1] * pvCentre[1] + p[2] * pvCentre[2] + p[3] + fReach < 0)
+            return 1;
+    }
+    return 0;
+}
+
+int twWorld_PointCutAway(const float* pv)
+{
+    static const float s_afNone[3] = {0, 0, 0};
+    return twWorld_BoxCutAway(pv, s_afNone);
+}
+
 // Binds a program by its key unless it is bound already
 static void BindVertexProgram(int iKey)
 {
@@ -183,6 +234,7 @@ void twWorld_DrawDepthOnly(int bUseVbo, const uint8_t* pucGroups)
     glActiveTexture(GL_TEXTURE0);
     glClientActiveTexture(GL_TEXTURE0);
     glEnableClientState(GL_VERTEX_ARRAY);
+    twWorld_ClipToCut(1); // what is cut away casts no shadow
     int bBuffersBound = 0;
     ArrayWalk walk = {-1, nullptr, pucGroups, 0, 0};
     const TwElementGroup* pGroup;
@@ -191,7 +243,7 @@ void twWorld_DrawDepthOnly(int bUseVbo, const uint8_t* pucGroups)
         const TwTexture* pTexture = pMaterial->iTexture >= 0 && pMaterial->iTexture < w->iNumTextures
                                         ? w->ppTextures[pMaterial->iTexture]
                                         : nullptr;
-        if (!pTexture && pMaterial->bIsTransparent)
+        if ((!pTexture && pMaterial->bIsTransparent) || twWorld_BoxCutAway(pGroup->vCentre, pGroup->vHalfSize))
             continue;
         int bCutOut = pTexture && TextureHasAlpha(pTexture);
         if (bCutOut) {
@@ -211,6 +263,7 @@ void twWorld_DrawDepthOnly(int bUseVbo, const uint8_t* pucGroups)
         glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
         glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
     }
+    twWorld_ClipToCut(0);
     glDisableClientState(GL_VERTEX_ARRAY);
 }
 
@@ -240,6 +293,7 @@ static void FinishDraw(int bDrawEdges)
     if (bDrawEdges) {
         glDisable(GL_POLYGON_OFFSET_FILL);
         glColor4f(0, 0, 0, 1);
+        twWorld_ClipToCut(1);
         for (int g = 0; g < w->iNumElementGroups; g++) {
             const TwElementGroup* pGroup = &w->pElementGroups[g];
             if (!twWorld_GroupSeen(pGroup->uiVisibleFrame))
@@ -252,6 +306,7 @@ static void FinishDraw(int bDrawEdges)
                     twWorld_DrawMeshEdges(&pElement->pMeshes[m]);
             }
         }
+        twWorld_ClipToCut(0);
     }
     glDisableClientState(GL_VERTEX_ARRAY);
     char szDrawn[32];
@@ -263,6 +318,8 @@ static void FinishDraw(int bDrawEdges)
 static int DrawsGroup(const TwElementGroup* pGroup, const TwCamera* pCam)
 {
     float fDistSq = twVec_DistanceSq(pCam->vPos, pGroup->vCentre) - pGroup->fRadiusSq;
+    if (twWorld_BoxCutAway(pGroup->vCentre, pGroup->vHalfSize))
+        return 0;
     return twWorld_GroupSeen(pGroup->uiVisibleFrame) || fDistSq <= TW_NEAR_GROUP_SQ;
 }
 
@@ -287,6 +344,11 @@ void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam
         bDrawEdges = 1;
     int bShadow = fShadow != 0;
     w->iNumIndicesDrawn = 0;
+    int iCutVp = 0, iCutFp = 0;
+    if (bPrograms)
+        iCutFp = LoadCutParameters(&iCutVp);
+    else
+        twWorld_ClipToCut(1);
     if (bFixed) {
         twWorld_SetFixedLighting(1, fSunAzimuth, fSunAltitude);
         glEnableClientState(GL_NORMAL_ARRAY);
@@ -338,8 +400,8 @@ void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam
             if (bMaterials)
                 twWorld_SetMaterial(pMaterial, &iTextured, fLightLevel, bTextures);
             if (bPrograms) {
-                BindVertexProgram((iTextured ? TW_VP_TEXTURE : 0) | (bShadow ? TW_VP_SHADOW : 0));
-                BindFragmentProgram((iTextured ? TW_FP_TEXTURE : 0) | (bShadow ? TW_FP_SHADOW : 0) |
+                BindVertexProgram((iTextured ? TW_VP_TEXTURE : 0) | (bShadow ? TW_VP_SHADOW : 0) | iCutVp);
+                BindFragmentProgram(iCutFp | (iTextured ? TW_FP_TEXTURE : 0) | (bShadow ? TW_FP_SHADOW : 0) |
                                     (bNear ? TW_FP_FILTERED : 0) | (fShadow > 0 ? TW_FP_SUN_ADDS : 0) |
                                     (iSceneOption ? TW_FP_WHITE_SUN : 0) | (iPass ? TW_FP_ALPHA : 0) |
                                     (iMode == TW_MODE_LAMP_GREY ? TW_FP_GREY : 0) |
@@ -361,6 +423,7 @@ void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam
         glDisable(GL_TEXTURE_CUBE_MAP_ARB);
         glDisableClientState(GL_NORMAL_ARRAY);
     }
+    twWorld_ClipToCut(0);
     FinishDraw(bDrawEdges);
 }
 
@@ -510,11 +573,12 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
     int bShadow = fShadow != 0 && w->hShadowTexture;
     w->iNumIndicesDrawn = 0;
     glEnable(GL_FRAGMENT_PROGRAM_ARB);
-    if (bShadow) {
-        // the programs carry the sun's shadow over the light
+    int iCutVp, iCutFp = LoadCutParameters(&iCutVp);
+    // the programs carry the sun's shadow over the light, and the cut's world positions
+    if (bShadow || iCutVp)
         glEnable(GL_VERTEX_PROGRAM_ARB);
+    if (bShadow)
         BindShadowMap(bSoftShadows);
-    }
     glActiveTexture(GL_TEXTURE3);
     glBindTexture(GL_TEXTURE_1D, w->pExposureTexture ? w->pExposureTexture->hTexture : 0);
     glActiveTexture(GL_TEXTURE1);
@@ -540,9 +604,9 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
             int iTexture = iTextured ? TW_FP_TEXTURE : 0;
             int iVpTexture = iTextured ? TW_VP_TEXTURE : 0;
             if (pArray->pSurfaceArray2) {
-                if (bShadow)
-                    BindVertexProgram(TW_VP_MAP_COORDS | TW_VP_SHADOW | iVpTexture);
-                BindFragmentProgram(TW_FP_LIGHT_MAP | iTexture | iAlpha | iSun);
+                if (bShadow || iCutVp)
+                    BindVertexProgram(TW_VP_MAP_COORDS | (bShadow ? TW_VP_SHADOW : 0) | iVpTexture | iCutVp);
+                BindFragmentProgram(TW_FP_LIGHT_MAP | iTexture | iAlpha | iSun | iCutFp);
                 glClientActiveTexture(GL_TEXTURE0);
                 glEnableClientState(GL_TEXTURE_COORD_ARRAY);
                 glClientActiveTexture(GL_TEXTURE1);
@@ -552,9 +616,9 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
                 glClientActiveTexture(GL_TEXTURE1);
             }
             if (pArray->pMeshListSmooth) {
-                if (bShadow)
-                    BindVertexProgram(TW_VP_VERTEX_COLOR | TW_VP_SHADOW | iVpTexture);
-                BindFragmentProgram(TW_FP_VERTEX_LIGHT | iTexture | iAlpha | iSun);
+                if (bShadow || iCutVp)
+                    BindVertexProgram(TW_VP_VERTEX_COLOR | (bShadow ? TW_VP_SHADOW : 0) | iVpTexture | iCutVp);
+                BindFragmentProgram(TW_FP_VERTEX_LIGHT | iTexture | iAlpha | iSun | iCutFp);
                 glEnableClientState(GL_COLOR_ARRAY);
                 DrawSmoothMeshes(pArray, pGroup, iTextured, bUseVbo);
                 glDisableClientState(GL_COLOR_ARRAY);

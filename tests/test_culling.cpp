@@ -293,6 +293,26 @@ TEST_F(Sweep, StampsWhatIsInViewAndDrawsItWithTheNear)
     twWorld_UpdateHiddenElements();
 }
 
+// A plane that takes the wall away (keeping what lies behind z -0.2) lets the sweep find the
+// box the wall hid; the frame no longer draws the wall's group at all, nor the one behind the eye
+TEST_F(Sweep, AWallTheCutTakesAwayHidesNothing)
+{
+    const TwElementGroup* pHidden = GroupAt(-1.5f, -9.5f);
+    ASSERT_TRUE(pHidden);
+    Sweeps(8, 0);
+    EXPECT_EQ(pHidden->uiVisibleFrame, 0u);
+    const float afPlane[4] = {0, 0, -1, -0.2f};
+    memcpy(pWorld->aafCutPlanes[0], afPlane, sizeof(afPlane));
+    pWorld->iNumCutPlanes = 1;
+    Sweeps(4, 0);
+    EXPECT_GE(pHidden->uiVisibleFrame + 4, twTimer_GetFrames());
+    glViewport(0, 0, SIDE, SIDE);
+    glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+    twWorld_Draw(1, TW_MODE_PLAIN, 0, &cam, 45, 45, 0, 1, 1, 0, 0, 0);
+    EXPECT_EQ(pWorld->iNumIndicesDrawn, 2 * 36) << "the box found and the one beside, half of it cut";
+    pWorld->iNumCutPlanes = 0;
+}
+
 TEST_F(Sweep, CountsTheSunDiscOverFourFrames)
 {
     // the disc lies ahead at an angle of 180, behind everything; from up here the wall

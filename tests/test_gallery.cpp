@@ -19,6 +19,7 @@
 #include "engine/engine.h"
 #include "engine/strings.h"
 #include "interface/gallery.h"
+#include "interface/section.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "platform/window.h"
@@ -242,6 +243,58 @@ TEST_F(Gallery, FileRoundTrip)
     EXPECT_STREQ(pGallery->szLabel, "[3/3] View"); // the last item read stays selected
     ASSERT_EQ(twGallery_Save(path.c_str()), 1);
     EXPECT_EQ(Bytes(path), first);
+}
+
+// A view kept with a cut brings it back when it is played, after the file's round trip, which
+// marks such a file as its own; a view kept without one shows the building whole. A damaged
+// cut's text changes nothing.
+TEST_F(Gallery, AViewKeepsItsCut)
+{
+    if (!pSection) {
+        ASSERT_EQ(twSection_Init(), 1);
+    }
+    twSection_Clear();
+    pSection->bStoreyCut = 1;
+    pSection->fStoreyCutY = 4.2f;
+    const float afPlane[4] = {1, 0, 0, -2};
+    memcpy(pSection->aafPlanes[0], afPlane, sizeof(afPlane));
+    pSection->iNumPlanes = 1;
+    snprintf(pSection->szHidden, sizeof(pSection->szHidden), "IfcFurnishingElement\tIfcSpace");
+    AddAngle(3, 10, 20);
+    char szState[TW_SECTION_STATE_SIZE];
+    int iLength = twSection_WriteState(szState, sizeof(szState));
+    ASSERT_GT(iLength, 0);
+    ASSERT_EQ(twGallery_SetSelectedCut(szState, iLength), 1);
+    AddAngle(5, 0, 0);
+    std::string path = twHarness_Dir() + "Gallery";
+    ASSERT_EQ(twGallery_Save(path.c_str()), 1);
+    std::vector<uint8_t> bytes = Bytes(path);
+    ASSERT_EQ(bytes.size(), 13u + 2 * (136 + 72 + 4) + iLength);
+    EXPECT_EQ(bytes[0], TW_GALLERY_MAGIC_CUTS);
+    twGallery_Free();
+    twSection_Clear();
+    pSection->szHidden[0] = 0;
+    FILE* pFile = fopen(path.c_str(), "rb");
+    ASSERT_EQ(twGallery_Load(pFile, -1), 1);
+    fclose(pFile);
+    ASSERT_EQ(twGallery_GetNumItems(), 2);
+    ASSERT_EQ(twGallery_WarpToSelected(&cam, nullptr, nullptr), 1); // the second, kept whole
+    EXPECT_EQ(twSection_Active(), 0);
+    ASSERT_EQ(twGallery_SelectPrevious(), 1);
+    ASSERT_EQ(twGallery_WarpToSelected(&cam, nullptr, nullptr), 1);
+    EXPECT_EQ(pSection->bStoreyCut, 1);
+    EXPECT_FLOAT_EQ(pSection->fStoreyCutY, 4.2f);
+    ASSERT_EQ(pSection->iNumPlanes, 1);
+    EXPECT_FLOAT_EQ(pSection->aafPlanes[0][3], -2);
+    EXPECT_EQ(twSection_ClassHidden("IfcSpace"), 1);
+    EXPECT_EQ(twSection_ClassHidden("IfcSpac"), 0);
+    EXPECT_FLOAT_EQ(cam.vPos[0], 3);
+    for (const char* pstrBad : {"plane\t1 0 nan 0\n", "box\t1 1 1 0 0 0\n", "xray\tbody\tX\n", "storey\t\n"}) {
+        EXPECT_EQ(twSection_ReadState(pstrBad, (int)strlen(pstrBad)), 0) << pstrBad;
+        EXPECT_EQ(pSection->iNumPlanes, 1) << pstrBad;
+    }
+    twSection_Clear();
+    pSection->szHidden[0] = 0;
 }
 
 // Each damage: one line, the items before it kept, nothing read past the data

@@ -34,9 +34,9 @@ double Render::dCompileSeconds;
 
 TEST_F(Render, EveryProgramCompiles)
 {
-    EXPECT_EQ(pWorld->iNumVertexPrograms, 32);
+    EXPECT_EQ(pWorld->iNumVertexPrograms, 64);
     EXPECT_EQ(pWorld->iNumFragmentPrograms, 2048);
-    for (int k = 0; k < 32; k++)
+    for (int k = 0; k < 64; k++)
         EXPECT_NE(pWorld->ahVertexPrograms[k], 0u);
     EXPECT_NE(pWorld->hFpSampler, 0u);
     // the fragment table fills as keys are drawn, each once
@@ -204,6 +204,45 @@ TEST_F(Draw, HiddenLayersAreNotDrawn)
     int32_t bShown = 1;
     memcpy(twLayers_GetLayer(1) + TW_LAYER_VISIBLE_OFFSET, &bShown, 4);
     twWorld_UpdateHiddenElements();
+}
+
+// A plane through the red box's middle keeps what lies behind z = 0: the box's front half and
+// the glass before it go, in a mode of programs and in one of the fixed pipeline alike. Where
+// the solid was, its face is filled in the cap's colours; without caps its inside shows.
+TEST_F(Draw, ACutTakesAwayTheFrontAndFillsTheSolid)
+{
+    const float afPlane[4] = {0, 0, -1, 0};
+    memcpy(pWorld->aafCutPlanes[0], afPlane, sizeof(afPlane));
+    pWorld->iNumCutPlanes = 1;
+    pWorld->uiCutVersion++;
+    auto Cut = [&](int iMode, int bCaps) {
+        pWorld->bCutCaps = bCaps;
+        Frame(iMode, 1);
+        twWorld_DrawCaps();
+        std::vector<uint8_t> pixels(160 * 120 * 3);
+        glReadPixels(0, 0, 160, 120, GL_RGB, GL_UNSIGNED_BYTE, pixels.data());
+        return pixels;
+    };
+    auto IsCap = [](const uint8_t* c) {
+        for (const float* pf : {TW_CAP_COLOUR, TW_CAP_HATCH_COLOUR})
+            if (abs(c[0] - (int)(pf[0] * 255 + 0.5f)) <= 2 && abs(c[1] - (int)(pf[1] * 255 + 0.5f)) <= 2 &&
+                abs(c[2] - (int)(pf[2] * 255 + 0.5f)) <= 2)
+                return true;
+        return false;
+    };
+    for (int iMode : {5, 3}) {
+        std::vector<uint8_t> p = Cut(iMode, 1);
+        int iCap = 0;
+        for (int x = 60; x < 100; x++)
+            iCap += IsCap(At(p, x, 60));
+        EXPECT_GT(iCap, 30) << "mode " << iMode; // the box's section, less its outline
+        EXPECT_LT(At(p, 80, 60)[2], 60) << "mode " << iMode << ": no blue glass before it";
+        EXPECT_GT(At(p, 53, 60)[1], 150) << "mode " << iMode << ": the green box behind";
+    }
+    std::vector<uint8_t> p = Cut(5, 0);
+    EXPECT_FALSE(IsCap(At(p, 80, 60)));
+    EXPECT_EQ(At(p, 80, 60)[0], 204) << "the box's far side, seen from inside";
+    pWorld->iNumCutPlanes = 0;
 }
 
 // The measure tool reads the drawn depth under the centre: the box's front face is 4 m from

@@ -139,6 +139,25 @@ TEST_F(Shadows, AWallShadowsTheFloorOnTheSunsFarSideAndGlassDoesNot)
     }
 }
 
+// The map is drawn of what the cut leaves: with the wall cut down to 5 cm its shadow is gone
+TEST_F(Shadows, TheShadowFollowsTheCut)
+{
+    if (!twWorld_ShadowsReady()) {
+        ASSERT_EQ(twWorld_InitShadows(), 1);
+    }
+    const float afPlane[4] = {0, -1, 0, 0.05f};
+    memcpy(pWorld->aafCutPlanes[0], afPlane, sizeof(afPlane));
+    pWorld->iNumCutPlanes = 1;
+    SunFrom(45, 90);
+    float fSide = sun.vOrthoDir[0] > 0 ? 1.0f : -1.0f;
+    std::vector<uint8_t> p = Frame(0.5f);
+    EXPECT_NEAR(FloorAt(p, fSide * 1.5f, -3.5f), FloorAt(p, -fSide * 1.5f, -3.5f), 20);
+    pWorld->iNumCutPlanes = 0;
+    SunFrom(45, 90);
+    p = Frame(0.5f);
+    EXPECT_LT(FloorAt(p, fSide * 1.5f, -3.5f) + 40, FloorAt(p, -fSide * 1.5f, -3.5f)) << "uncut, the shade is back";
+}
+
 TEST_F(Shadows, TheFlareGrowsWithTheSunsShareAndGoesWhenItIsHidden)
 {
     // the eye looking toward the sky's sun, which stands toward +Z at a sky angle of 0

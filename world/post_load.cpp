@@ -72,6 +72,11 @@ int twWorld_PostLoadProcess(TwCamera* pCam, int bVbo)
         return 0;
     }
     memset(w->pucElementShown, 1, (size_t)w->iNumElements);
+    w->pucElementGlass = (uint8_t*)twMem_Malloc((uint32_t)w->iNumElements + 1, "pWorld->pucElementGlass");
+    if (!w->pucElementGlass) {
+        twLogError(TAG, "!malloc : pWorld->pucElementGlass\n");
+        return 0;
+    }
     StepDone(2, &dClock);
 
     twLog(TAG, "Counting materials accessed by meshes\n");

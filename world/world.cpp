@@ -8,6 +8,7 @@
 #include "engine/log.h"
 #include "engine/memory.h"
 #include "interface/layers.h"
+#include "interface/section.h"
 #include "light/light.h"
 #include "platform/ogl.h"
 #include "world/tree.h"
@@ -227,6 +228,8 @@ int twWorld_Free(void)
     FreeBlock(pWorld->ppMeshesVisible);
     FreeBlock(pWorld->piMeshesVisible);
     FreeBlock(pWorld->pucElementShown);
+    FreeBlock(pWorld->pucElementGlass);
+    twWorld_FreeCaps();
     // counters, boxes, header words and stamps all return to zero together
     size_t uiStart = offsetof(TwWorld, bLoaded);
     memset((uint8_t*)pWorld + uiStart, 0, sizeof(TwWorld) - uiStart);
@@ -261,8 +264,17 @@ void twWorld_UpdateHiddenElements(void)
         return;
     twLayers_SyncSources(); // a model's row pressed: its layers follow
     pWorld->bAnyHiddenElements = 0;
-    for (int e = 0; pWorld->pucElementShown && e < pWorld->iNumElements; e++)
-        pWorld->pucElementShown[e] = (uint8_t)twLayers_IsVisible(pWorld->pElements[e].iLayer);
+    pWorld->uiCutVersion++; // the cut's outlines are of what shows
+    // the layers, then the section tool's hidden classes and its X-ray or isolation
+    pWorld->iNumGlass = 0;
+    for (int e = 0; pWorld->pucElementShown && e < pWorld->iNumElements; e++) {
+        int iState = twLayers_IsVisible(pWorld->pElements[e].iLayer) ? twSection_ElementState(e) : TW_SECTION_HIDDEN;
+        pWorld->pucElementShown[e] = iState == TW_SECTION_SHOWN;
+        if (pWorld->pucElementGlass) {
+            pWorld->pucElementGlass[e] = iState == TW_SECTION_GLASS;
+            pWorld->iNumGlass += iState == TW_SECTION_GLASS;
+        }
+    }
     for (int g = 0; g < pWorld->iNumElementGroups; g++) {
         TwElementGroup* pGroup = &pWorld->pElementGroups[g];
         pGroup->bHasHiddenElements = 0;

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "interface/gallery.h"
+#include "interface/section.h"
 #include "tests/fuzz/fuzz_common.h"
 
 static float s_vPos[3], s_vAngles[3], s_vTopAngles[3], s_vOrthoCentre[3], s_fHalfWidth;
@@ -36,6 +37,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t uiSize)
     FuzzStartServices();
     if (!pGallery)
         StartGallery();
+    if (!pSection)
+        twSection_Init();
     twGallery_Free();
     FILE* pFile = FuzzOpen(pData, uiSize);
     if (!pFile)
@@ -49,6 +52,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t uiSize)
             continue;
         if (pItem->pNavpoint && !isfinite(pItem->pNavpoint->fFov))
             abort();
+        // a view's cut reads whole or changes nothing, and what it reads writes out the same
+        if (pItem->pstrCut && twSection_ReadState(pItem->pstrCut, pItem->iCutLength)) {
+            static char s_szState[TW_SECTION_STATE_SIZE], s_szAgain[TW_SECTION_STATE_SIZE];
+            int iLength = twSection_WriteState(s_szState, sizeof(s_szState));
+            if (iLength < 0 || !twSection_ReadState(s_szState, iLength) ||
+                twSection_WriteState(s_szAgain, sizeof(s_szAgain)) != iLength || memcmp(s_szState, s_szAgain, iLength))
+                abort();
+        }
         for (int k = 0; pItem->pClip && k < pItem->pClip->iNumKeys; k++)
             if (!isfinite(pItem->pClip->pKeys[k].vPos[0]) || !isfinite(pItem->pClip->pKeys[k].fOrthoHalfWidth))
                 abort();

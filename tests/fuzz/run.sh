@@ -59,6 +59,13 @@ zeros() { head -c "$1" /dev/zero; }
     printf '\0\0\0\0View'; zeros 124; printf '\x02\0\0\0'; zeros 52; printf '\0\0\xa0\x42'; zeros 16
     printf '\x01\0\0\0Clip'; zeros 124; printf '\x01\0\0\0\x02\0\0\0'; zeros 96
 } > "$SEEDS/gallery/two.bin"
+# a view that keeps a storey cut, a plane and an X-rayed wall
+cut=$'caps\t1\nstorey\t1.5\nplane\t0 0 -1 2\nxray\tid\t2O2Fr$t4X7Zf8NOew3FL9r\nhide\tIfcFurnishingElement\n'
+{
+    printf 'S\x01\0\0\0\x01\0\0\0\0\0\0\0'
+    printf '\0\0\0\0View'; zeros 124; printf '\x02\0\0\0'; zeros 52; printf '\0\0\xa0\x42'; zeros 16
+    printf "$(printf '\\x%02x' ${#cut})\0\0\0"; printf '%s' "$cut"
+} > "$SEEDS/gallery/cut.bin"
 # the display driver keeps some blocks for good
 export LSAN_OPTIONS="suppressions=$(cd "$(dirname "$0")/.." && pwd)/lsan.supp:print_suppressions=0"
 

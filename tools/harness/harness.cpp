@@ -49,7 +49,7 @@ void twHarness_StartGl(int iWidth, int iHeight)
 {
     twHarness_StartServices();
     snprintf(pCore->szExePath, TW_PATH_SIZE, "%s/Ambulon.exe", AMB_BUILD_DIR);
-    if (!twWindow_Init() || !twWindow_CreateGLWindow(iWidth, iHeight, 0, 0) ||
+    if (!twWindow_Init() || !twWindow_CreateGLWindow(iWidth, iHeight, 1, 0) ||
         !twOgl_Init(iWidth, iHeight, twWindow_GetVideoMemorySize()) || !twOgl_InitFonts(nullptr, 0, "Arial", 13, 0)) {
         fprintf(stderr, "no GL for the tests: is DISPLAY set?\n");
         abort();

@@ -1,0 +1,422 @@
+// The cut's faces: where a plane of the cut crosses a closed solid, the face it leaves is
+// filled, found by the stencil's parity (a point of the plane inside a solid sees an odd
+// number of its faces on the way out), hatched, and outlined where the plane meets the
+// triangles. Open sheets are cut without a face. The outlines are kept until the cut or
+// what shows changes.
+#include <GL/glew.h>
+#include <math.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "engine/log.h"
+#include "engine/memory.h"
+#include "engine/vector.h"
+#include "navigation/camera.h"
+#include "platform/window.h"
+#include "render/render.h"
+#include "world/world.h"
+
+#define TAG "twWorld_DrawCaps"
+#define WELD_GRID 1e-4f        // corners this near are one when a solid is told closed
+#define OUTLINE_MAX (1 << 22)  // segments of the outlines at most
+
+// What the caps keep between frames: which elements are closed solids, and the outlines
+static struct {
+    uint8_t* pucClosed;        // per element: 0 not yet known, 1 closed, 2 open
+    const TwElement* pElements; // the model they were found for
+    int iNumElements;
+    float* pfSegments;         // 6 floats a segment, by plane
+    int aiFirst[TW_CUT_PLANES + 1];
+    int iCapacity;             // segments
+    uint32_t uiVersion;        // of the cut they were made for
+    int bValid;
+} s_caps;
+
+static const uint8_t s_aucHatch[128] = {
+#define ROW4(a, b, c, d) a, b, c, d
+    // a diagonal line every eight pixels
+    ROW4(0x80, 0x80, 0x80, 0x80), ROW4(0x40, 0x40, 0x40, 0x40), ROW4(0x20, 0x20, 0x20, 0x20),
+    ROW4(0x10, 0x10, 0x10, 0x10), ROW4(0x08, 0x08, 0x08, 0x08), ROW4(0x04, 0x04, 0x04, 0x04),
+    ROW4(0x02, 0x02, 0x02, 0x02), ROW4(0x01, 0x01, 0x01, 0x01), ROW4(0x80, 0x80, 0x80, 0x80),
+    ROW4(0x40, 0x40, 0x40, 0x40), ROW4(0x20, 0x20, 0x20, 0x20), ROW4(0x10, 0x10, 0x10, 0x10),
+    ROW4(0x08, 0x08, 0x08, 0x08), ROW4(0x04, 0x04, 0x04, 0x04), ROW4(0x02, 0x02, 0x02, 0x02),
+    ROW4(0x01, 0x01, 0x01, 0x01), ROW4(0x80, 0x80, 0x80, 0x80), ROW4(0x40, 0x40, 0x40, 0x40),
+    ROW4(0x20, 0x20, 0x20, 0x20), ROW4(0x10, 0x10, 0x10, 0x10), ROW4(0x08, 0x08, 0x08, 0x08),
+    ROW4(0x04, 0x04, 0x04, 0x04), ROW4(0x02, 0x02, 0x02, 0x02), ROW4(0x01, 0x01, 0x01, 0x01),
+    ROW4(0x80, 0x80, 0x80, 0x80), ROW4(0x40, 0x40, 0x40, 0x40), ROW4(0x20, 0x20, 0x20, 0x20),
+    ROW4(0x10, 0x10, 0x10, 0x10), ROW4(0x08, 0x08, 0x08, 0x08), ROW4(0x04, 0x04, 0x04, 0x04),
+    ROW4(0x02, 0x02, 0x02, 0x02), ROW4(0x01, 0x01, 0x01, 0x01),
+#undef ROW4
+};
+
+void twWorld_FreeCaps(void)
+{
+    twMem_Free(s_caps.pucClosed);
+    twMem_Free(s_caps.pfSegments);
+    memset(&s_caps, 0, sizeof(s_caps));
+}
+
+static float Distance(const float* pfPlane, const float* pv)
+{
+    return pfPlane[0] * pv[0] + pfPlane[1] * pv[1] + pfPlane[2] * pv[2] + pfPlane[3];
+}
+
+// Whether a box's corners lie on both sides of a plane
+static int BoxStraddles(const float* pfPlane, const float* pvMin, const float* pvMax)
+{
+    float fCentre = 0, fReach = 0;
+    for (int i = 0; i < 3; i++) {
+        fCentre += pfPlane[i] * (pvMin[i] + pvMax[i]) * 0.5f;
+        fReach += fabsf(pfPlane[i]) * (pvMax[i] - pvMin[i]) * 0.5f;
+    }
+    fCentre += pfPlane[3];
+    return fCentre - fReach <= 0 && fCentre + fReach >= 0;
+}
+
+static int CompareU64(const void* a, const void* b)
+{
+    uint64_t x = *(const uint64_t*)a, y = *(const uint64_t*)b;
+    return x < y ? -1 : (x > y ? 1 : 0);
+}
+
+struct WeldCorner {
+    int32_t aiCell[3];
+    int32_t iCorner;
+};
+
+static int CompareCells(const void* pa, const void* pb)
+{
+    const WeldCorner* a = (const WeldCorner*)pa;
+    const WeldCorner* b = (const WeldCorner*)pb;
+    for (int i = 0; i < 3; i++)
+        if (a->aiCell[i] != b->aiCell[i])
+            return a->aiCell[i] < b->aiCell[i] ? -1 : 1;
+    return 0;
+}
+
+// A closed solid: with corners welded, every edge is met by an even number of triangles.
+// Meshes of one element together make the solid: a window's frame and its glass are two.
+static int ElementClosed(const TwElement* pElement)
+{
+    int iCorners = 0;
+    for (int m = 0; m < pElement->iNumMeshes; m++)
+        iCorners += pElement->pMeshes[m].usNumIndices / 3 * 3;
+    if (!iCorners)
+        return 0;
+    WeldCorner* pCorners = (WeldCorner*)twMem_Malloc((uint32_t)iCorners * sizeof(WeldCorner), "caps");
+    int32_t* piWelded = (int32_t*)twMem_Malloc((uint32_t)iCorners * sizeof(int32_t), "caps");
+    uint64_t* puiEdges = (uint64_t*)twMem_Malloc((uint32_t)iCorners * sizeof(uint64_t), "caps");
+    int bClosed = 0;
+    if (pCorners && piWelded && puiEdges) {
+        int n = 0;
+        for (int m = 0; m < pElement->iNumMeshes; m++) {
+            const TwMesh* pMesh = &pElement->pMeshes[m];
+            for (int i = 0; pMesh->pVerts && pMesh->usNumVerts && pMesh->pusIndices && i < pMesh->usNumIndices / 3 * 3;
+                 i++) {
+                uint16_t us = pMesh->pusIndices[i];
+                const float* pv = us < pMesh->usNumVerts ? pMesh->pVerts[us].vPos : pMesh->pVerts[0].vPos;
+                for (int a = 0; a < 3; a++)
+                    pCorners[n].aiCell[a] = (int32_t)floorf(pv[a] / WELD_GRID + 0.5f);
+                pCorners[n].iCorner = n;
+                n++;
+            }
+        }
+        qsort(pCorners, (size_t)n, sizeof(WeldCorner), CompareCells);
+        int iId = 0;
+        for (int i = 0; i < n; i++) {
+            if (i && CompareCells(&pCorners[i - 1], &pCorners[i]))
+                iId++;
+            piWelded[pCorners[i].iCorner] = iId;
+        }
+        for (int t = 0; t < n / 3; t++)
+            for (int k = 0; k < 3; k++) {
+                uint32_t a = (uint32_t)piWelded[3 * t + k], b = (uint32_t)piWelded[3 * t + (k + 1) % 3];
+                puiEdges[3 * t + k] = a < b ? ((uint64_t)a << 32 | b) : ((uint64_t)b << 32 | a);
+            }
+        qsort(puiEdges, (size_t)n, sizeof(uint64_t), CompareU64);
+        bClosed = 1;
+        for (int i = 0; i < n && bClosed;) {
+            int j = i;
+            while (j < n && puiEdges[j] == puiEdges[i])
+                j++;
+            bClosed = (j - i) % 2 == 0;
+            i = j;
+        }
+    }
+    twMem_Free(pCorners);
+    twMem_Free(piWelded);
+    twMem_Free(puiEdges);
+    return bClosed;
+}
+
+int twWorld_ElementIsClosed(int iElement)
+{
+    TwWorld* w = pWorld;
+    if (!w || !w->bLoaded || iElement < 0 || iElement >= w->iNumElements)
+        return 0;
+    if (s_caps.pElements != w->pElements || s_caps.iNumElements != w->iNumElements || !s_caps.pucClosed) {
+        twWorld_FreeCaps();
+        s_caps.pucClosed = (uint8_t*)twMem_Malloc((uint32_t)w->iNumElements + 1, "caps closed");
+        if (!s_caps.pucClosed)
+            return 0;
+        s_caps.pElements = w->pElements;
+        s_caps.iNumElements = w->iNumElements;
+    }
+    uint8_t* puc = &s_caps.pucClosed[iElement];
+    if (!*puc)
+        *puc = ElementClosed(&w->pElements[iElement]) ? 1 : 2;
+    return *puc == 1;
+}
+
+// An element the plane crosses and that shows: it takes part in that plane's face
+static int Crossed(int iElement, const float* pfPlane)
+{
+    const TwElement* pElement = &pWorld->pElements[iElement];
+    return twWorld_ElementShown(pElement) && BoxStraddles(pfPlane, pElement->vMin, pElement->vMax);
+}
+
+// A segment more, the store grown by half as needed
+static int AddSegment(const float* a, const float* b)
+{
+    int n = s_caps.aiFirst[TW_CUT_PLANES];
+    if (n >= OUTLINE_MAX)
+        return 0;
+    if (n >= s_caps.iCapacity) {
+        int iCapacity = s_caps.iCapacity ? s_caps.iCapacity + s_caps.iCapacity / 2 : 4096;
+        float* pf = (float*)twMem_Malloc((uint32_t)iCapacity * 6 * sizeof(float), "caps outline");
+        if (!pf)
+            return 0;
+        if (s_caps.pfSegments)
+            memcpy(pf, s_caps.pfSegments, (size_t)n * 6 * sizeof(float));
+        twMem_Free(s_caps.pfSegments);
+        s_caps.pfSegments = pf;
+        s_caps.iCapacity = iCapacity;
+    }
+    memcpy(s_caps.pfSegments + 6 * n, a, 3 * sizeof(float));
+    memcpy(s_caps.pfSegments + 6 * n + 3, b, 3 * sizeof(float));
+    s_caps.aiFirst[TW_CUT_PLANES]++;
+    return 1;
+}
+
+// Where each plane meets the triangles of the elements it crosses
+static void MakeOutlines(void)
+{
+    TwWorld* w = pWorld;
+    s_caps.aiFirst[TW_CUT_PLANES] = 0;
+    int bFull = 0;
+    for (int p = 0; p < TW_CUT_PLANES; p++) {
+        s_caps.aiFirst[p] = s_caps.aiFirst[TW_CUT_PLANES];
+        if (p >= w->iNumCutPlanes)
+            continue;
+        const float* pfPlane = w->aafCutPlanes[p];
+        for (int e = 0; e < w->iNumElements && !bFull; e++) {
+            if (!Crossed(e, pfPlane))
+                continue;
+            const TwElement* pElement = &w->pElements[e];
+            for (int m = 0; m < pElement->iNumMeshes && !bFull; m++) {
+                const TwMesh* pMesh = &pElement->pMeshes[m];
+                for (int i = 0; pMesh->pVerts && pMesh->usNumVerts && pMesh->pusIndices && i + 2 < pMesh->usNumIndices &&
+                                !bFull;
+                     i += 3) {
+                    const float* apv[3];
+                    float afD[3];
+                    int bOk = 1;
+                    for (int k = 0; k < 3; k++) {
+                        uint16_t us = pMesh->pusIndices[i + k];
+                        bOk &= us < pMesh->usNumVerts;
+                        apv[k] = pMesh->pVerts[us < pMesh->usNumVerts ? us : 0].vPos;
+                        afD[k] = Distance(pfPlane, apv[k]);
+                    }
+                    // the two edges whose ends lie on both sides give the segment's ends
+                    float afEnds[2][3];
+                    int iEnds = 0;
+                    for (int k = 0; k < 3 && bOk; k++) {
+                        float a = afD[k], b = afD[(k + 1) % 3];
+                        if ((a < 0) == (b < 0) || iEnds == 2)
+                            continue;
+                        float t = a / (a - b);
+                        for (int c = 0; c < 3; c++)
+                            afEnds[iEnds][c] = apv[k][c] + (apv[(k + 1) % 3][c] - apv[k][c]) * t;
+                        iEnds++;
+                    }
+                    if (iEnds == 2 && !AddSegment(afEnds[0], afEnds[1]))
+                        bFull = 1;
+                }
+            }
+        }
+    }
+    if (bFull)
+        twLogError(TAG, "!outline : past %d segments, the rest is not outlined\n", s_caps.aiFirst[TW_CUT_PLANES]);
+    s_caps.uiVersion = w->uiCutVersion;
+    s_caps.bValid = 1;
+}
+
+// The other planes of the cut as clip planes, the one being filled left out
+static void ClipToOthers(int iPlane)
+{
+    TwWorld* w = pWorld;
+    int iClip = 0;
+    for (int i = 0; i < w->iNumCutPlanes; i++) {
+        if (i == iPlane)
+            continue;
+        const float* p = w->aafCutPlanes[i];
+        const double adPlane[4] = {p[0], p[1], p[2], p[3]};
+        glClipPlane(GL_CLIP_PLANE0 + iClip, adPlane);
+        glEnable(GL_CLIP_PLANE0 + iClip++);
+    }
+    for (; iClip < TW_CUT_PLANES; iClip++)
+        glDisable(GL_CLIP_PLANE0 + iClip);
+}
+
+// A square in the plane, over the whole model
+static void PlaneSquare(const float* pfPlane)
+{
+    TwWorld* w = pWorld;
+    const float* n = pfPlane;
+    float afCentre[3], u[3], v[3];
+    float fAt = Distance(pfPlane, w->vCentre);
+    for (int i = 0; i < 3; i++)
+        afCentre[i] = w->vCentre[i] - n[i] * fAt;
+    const float afAxis[3] = {fabsf(n[1]) < 0.9f ? 0.0f : 1.0f, fabsf(n[1]) < 0.9f ? 1.0f : 0.0f, 0};
+    twVec_Cross(n, afAxis, u);
+    twVec_Normalize(u);
+    twVec_Cross(n, u, v);
+    float fHalf = w->fRadius * 1.5f + 1;
+    glBegin(GL_QUADS);
+    for (int k = 0; k < 4; k++) {
+        float su = (k == 1 || k == 2) ? fHalf : -fHalf, sv = k >= 2 ? fHalf : -fHalf;
+        glVertex3f(afCentre[0] + u[0] * su + v[0] * sv, afCentre[1] + u[1] * su + v[1] * sv,
+                   afCentre[2] + u[2] * su + v[2] * sv);
+    }
+    glEnd();
+}
+
+void twWorld_DrawCaps(void)
+{
+    TwWorld* w = pWorld;
+    if (!w || !w->bLoaded || !w->iNumCutPlanes)
+        return;
+    if (!s_caps.bValid || s_caps.uiVersion != w->uiCutVersion || s_caps.pElements != w->pElements)
+        MakeOutlines();
+    glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
+    glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
+    glDisable(GL_TEXTURE_2D);
+    glDisable(GL_LIGHTING);
+    glDisable(GL_BLEND);
+    glDisable(GL_CULL_FACE);
+    glEnableClientState(GL_VERTEX_ARRAY);
+    int bStencil = w->bCutCaps && twWindow_HasStencil();
+    for (int p = 0; p < w->iNumCutPlanes && bStencil; p++) {
+        const float* pfPlane = w->aafCutPlanes[p];
+        // the parity of the closed solids' faces beyond the plane, this plane alone cutting
+        glClear(GL_STENCIL_BUFFER_BIT);
+        glEnable(GL_STENCIL_TEST);
+        glStencilFunc(GL_ALWAYS, 0, 1);
+        glStencilOp(GL_KEEP, GL_KEEP, GL_INVERT);
+        glColorMask(GL_FALSE, GL_FALSE, GL_FALSE, GL_FALSE);
+        glDepthMask(GL_FALSE);
+        glDisable(GL_DEPTH_TEST);
+        const double adPlane[4] = {pfPlane[0], pfPlane[1], pfPlane[2], pfPlane[3]};
+        glClipPlane(GL_CLIP_PLANE0, adPlane);
+        glEnable(GL_CLIP_PLANE0);
+        for (int i = 1; i < TW_CUT_PLANES; i++)
+            glDisable(GL_CLIP_PLANE0 + i);
+        int iDrawn = 0;
+        for (int e = 0; e < w->iNumElements; e++) {
+            if (!Crossed(e, pfPlane) || !twWorld_ElementIsClosed(e))
+                continue;
+            const TwElement* pElement = &w->pElements[e];
+            for (int m = 0; m < pElement->iNumMeshes; m++) {
+                const TwMesh* pMesh = &pElement->pMeshes[m];
+                if (!pMesh->pVerts || !pMesh->pusIndices || !pMesh->usNumIndices)
+                    continue;
+                glVertexPointer(3, GL_FLOAT, sizeof(TwVertex), &pMesh->pVerts[0].vPos);
+                glDrawElements(GL_TRIANGLES, pMesh->usNumIndices / 3 * 3, GL_UNSIGNED_SHORT, pMesh->pusIndices);
+                iDrawn++;
+            }
+        }
+        glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+        glDepthMask(GL_TRUE);
+        glEnable(GL_DEPTH_TEST);
+        if (!iDrawn)
+            continue;
+        // the face where the parity is odd, within the other planes, behind what stands before it
+        ClipToOthers(p);
+        glStencilFunc(GL_EQUAL, 1, 1);
+        glStencilOp(GL_KEEP, GL_KEEP, GL_KEEP);
+        glDepthFunc(GL_LEQUAL);
+        glEnable(GL_POLYGON_OFFSET_FILL);
+        glPolygonOffset(1, 1); // the outline wins over the face it bounds
+        glColor3fv(TW_CAP_COLOUR);
+        PlaneSquare(pfPlane);
+        glEnable(GL_POLYGON_STIPPLE);
+        glPolygonStipple(s_aucHatch);
+        glColor3fv(TW_CAP_HATCH_COLOUR);
+        glDepthMask(GL_FALSE);
+        PlaneSquare(pfPlane);
+        glDepthMask(GL_TRUE);
+        glDisable(GL_POLYGON_STIPPLE);
+        glDisable(GL_POLYGON_OFFSET_FILL);
+        glDisable(GL_STENCIL_TEST);
+    }
+    glDisable(GL_STENCIL_TEST);
+    // the outlines, every plane's within the others
+    glColor3f(0.1f, 0.05f, 0.05f);
+    glLineWidth(2);
+    for (int p = 0; p < w->iNumCutPlanes; p++) {
+        int iCount = s_caps.aiFirst[p + 1] - s_caps.aiFirst[p];
+        if (iCount <= 0)
+            continue;
+        ClipToOthers(p);
+        glVertexPointer(3, GL_FLOAT, 0, s_caps.pfSegments + 6 * s_caps.aiFirst[p]);
+        glDrawArrays(GL_LINES, 0, 2 * iCount);
+    }
+    glLineWidth(1);
+    glDisableClientState(GL_VERTEX_ARRAY);
+    twWorld_ClipToCut(0);
+    glColor3f(1, 1, 1);
+}
+
+// X-ray: the elements it turns to glass, faint and unlit, their edges a little stronger; drawn
+// after everything solid, without writing depth, so the solid shows through
+void twWorld_DrawGlass(void)
+{
+    TwWorld* w = pWorld;
+    if (!w || !w->bLoaded || !w->iNumGlass || !w->pucElementGlass)
+        return;
+    glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
+    glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
+    glDisable(GL_TEXTURE_2D);
+    glDisable(GL_LIGHTING);
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    glDepthMask(GL_FALSE);
+    glDepthFunc(GL_LEQUAL);
+    glEnableClientState(GL_VERTEX_ARRAY);
+    twWorld_ClipToCut(1);
+    for (int iEdges = 0; iEdges < 2; iEdges++) {
+        if (iEdges)
+            glColor4f(0.15f, 0.2f, 0.3f, 0.45f);
+        else
+            glColor4f(0.7f, 0.8f, 0.95f, 0.12f);
+        for (int e = 0; e < w->iNumElements; e++) {
+            if (!w->pucElementGlass[e])
+                continue;
+            const TwElement* pElement = &w->pElements[e];
+            for (int m = 0; m < pElement->iNumMeshes; m++) {
+                const TwMesh* pMesh = &pElement->pMeshes[m];
+                int iCount = iEdges ? pMesh->usNumEdgeIndices : pMesh->usNumIndices / 3 * 3;
+                const uint16_t* pus = iEdges ? pMesh->pusEdgeIndices : pMesh->pusIndices;
+                if (!pMesh->pVerts || !pus || !iCount)
+                    continue;
+                glVertexPointer(3, GL_FLOAT, sizeof(TwVertex), &pMesh->pVerts[0].vPos);
+                glDrawElements(iEdges ? GL_LINES : GL_TRIANGLES, iCount, GL_UNSIGNED_SHORT, pus);
+            }
+        }
+    }
+    twWorld_ClipToCut(0);
+    glDisableClientState(GL_VERTEX_ARRAY);
+    glDepthMask(GL_TRUE);
+    glDisable(GL_BLEND);
+    glColor4f(1, 1, 1, 1);
+}
