@@ -54,12 +54,11 @@ enum {
     STR_GALLERY_DELETE = 301, STR_GALLERY_EARLIER, STR_GALLERY_LATER, STR_GALLERY_SUN, STR_GALLERY_IDLE,
     STR_GALLERY_STOP, STR_GALLERY_ALL, STR_GALLERY_PREV, STR_GALLERY_NEXT, STR_GALLERY_VIDEO,
     STR_QUALITY_FIRST = 223, STR_SCENE_FIRST = 138, STR_METRES = 141,
-    STR_KEYS_FLY_UP = 456,
     STR_PAGE_SUN = 108, STR_SUN_FOLLOW = 500, STR_SUN_YEAR, STR_SUN_MONTH, STR_SUN_DAY, STR_SUN_HOUR,
     STR_SUN_MINUTE, STR_SUN_LATITUDE, STR_SUN_LONGITUDE, STR_SUN_UTC, STR_SUN_NORTH,
     STR_SMOOTH_EDGES = 520, STR_SCREENSHOTS, STR_OFF_ON, STR_SHOT_FORMATS = 524,
     STR_OPEN_MODEL = 540, STR_LIVE_LINK = 542, STR_RECENT = 543, STR_ADD_MODEL = 559, STR_REMOVE_MODEL = 560,
-    STR_DATA_COPIED = 391, STR_SECTION_FULL = 570, STR_PAGE_FIND = 109, STR_FIND_WORD = 562, STR_FIND_COUNT, STR_FIND_NONE,
+    STR_DATA_COPIED = 391, STR_SECTION_FULL = 570, STR_CLASSES = 571, STR_STOREYS = 572, STR_PAGE_FIND = 109, STR_FIND_WORD = 562, STR_FIND_COUNT, STR_FIND_NONE,
 };
 #define PAGE_LAYERS_LOCKED "LAYERSRAD"
 #define GALLERY_IMAGE "GALLERYIMAGE"
@@ -253,11 +252,63 @@ static void PageLight(void)
         twInterf_AddContainer(FIELD2, ROW(aiRows2[i]), WIDGET_W, WIDGET_H, apstrStatus[i]);
 }
 
+static int Is(const char* pstrName, int iId) { return !strcmp(pstrName, Str(iId)); }
+
+// The Layers tab's classes: a row a class, "[x]" where it shows
+#define PAGE_CLASSES "LAYERSCLASSES"
+#define CLASS_ROWS 8
+static struct {
+    char aszLabels[CLASS_ROWS][TW_SECTION_ID_SIZE + 8];
+    int iFirst;
+} s_classes;
+
+static void ClassesTexts(void)
+{
+    TwSection* s = pSection;
+    if (s_classes.iFirst >= s->iNumClasses)
+        s_classes.iFirst = 0;
+    for (int i = 0; i < CLASS_ROWS; i++) {
+        int iClass = s_classes.iFirst + i;
+        char* pstrLabel = s_classes.aszLabels[i];
+        pstrLabel[0] = 0;
+        if (iClass < s->iNumClasses)
+            snprintf(pstrLabel, sizeof(s_classes.aszLabels[i]), "[%s]  %s",
+                     twSection_ClassHidden(s->aszClasses[iClass]) ? "  " : "x", s->aszClasses[iClass]);
+        twInterf_SetButtonAt(LABEL1, ROW(1 + i), pstrLabel, iClass >= s->iNumClasses, 0);
+    }
+}
+
+static void ClassCommand(const char* pstrName)
+{
+    TwEngine* e = pEngine;
+    for (int i = 0; i < CLASS_ROWS; i++)
+        if (pstrName[0] && !strcmp(pstrName, s_classes.aszLabels[i])) {
+            twSection_ToggleClass(s_classes.iFirst + i);
+            e->iSunUpdate = 1; // the shadow is of what shows
+            return;
+        }
+    if (Is(pstrName, STR_STOREYS))
+        twInterf_SelectPage(Str(STR_PAGE_LAYERS));
+    else if (Is(pstrName, STR_LAYERS_NEXT) && s_classes.iFirst + CLASS_ROWS < pSection->iNumClasses)
+        s_classes.iFirst += CLASS_ROWS;
+    else if (Is(pstrName, STR_LAYERS_PREV) && s_classes.iFirst >= CLASS_ROWS)
+        s_classes.iFirst -= CLASS_ROWS;
+}
+
 static void PageLayers(void)
 {
     twInterf_AddPage(Str(STR_PAGE_LAYERS));
     AddTabs(STR_PAGE_LAYERS);
     twInterf_AddLayerList(LABEL1, pEngine->iInterfHeight - 172, 696, 146, twLayers_GetPageSize(), twLayers_GetList());
+    twInterf_AddButton(LABEL2, ROW(10), WIDGET_W, WIDGET_H, Str(STR_LAYERS_PREV), 0, 0, 0, 1);
+    twInterf_AddButton(FIELD2, ROW(10), WIDGET_W, WIDGET_H, Str(STR_LAYERS_NEXT), 0, 0, 0, 1);
+    twInterf_AddButton(LABEL1, ROW(10), WIDGET_W, WIDGET_H, Str(STR_CLASSES), 0, 0, 0, 1);
+    // the model's element classes, ticked as the storeys are, under the same tab
+    twInterf_AddPage(PAGE_CLASSES);
+    AddTabs(STR_PAGE_LAYERS);
+    for (int i = 0; i < CLASS_ROWS; i++)
+        twInterf_AddButton(LABEL1, ROW(1 + i), RECENT_W, WIDGET_H, "", 0, 0, 1, 1);
+    twInterf_AddButton(LABEL1, ROW(10), WIDGET_W, WIDGET_H, Str(STR_STOREYS), 0, 0, 0, 1);
     twInterf_AddButton(LABEL2, ROW(10), WIDGET_W, WIDGET_H, Str(STR_LAYERS_PREV), 0, 0, 0, 1);
     twInterf_AddButton(FIELD2, ROW(10), WIDGET_W, WIDGET_H, Str(STR_LAYERS_NEXT), 0, 0, 0, 1);
     // shown instead while a solution is part way: a layer changed now would split it
@@ -299,20 +350,14 @@ static void PageKeys(void)
 {
     twInterf_AddPage(Str(STR_PAGE_KEYS));
     AddTabs(STR_PAGE_KEYS);
-    // left: walking, with the two fly keys at the foot; right: the rest
-    static const int aiLeft[][2] = {{460, 461}, {462, 463}, {464, 465}, {466, 467}, {468, 469}, {470, 471}, {472, 474}};
-    for (int i = 0; i < 7; i++) {
+    // left: walking, finding and the section tool; right: the rest. A pair is the action's
+    // string and its keys'
+    static const int aiLeft[][2] = {{573, 574}, {575, 576}, {585, 586}, {472, 474}, {577, 578}, {498, 499},
+                                    {417, 418}, {579, 580}, {581, 582}, {583, 584}, {587, 588}};
+    for (int i = 0; i < 11; i++) {
         StaticAt(LABEL1, i + 1, aiLeft[i][0]);
         twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(i + 1), 0, 2, Str(aiLeft[i][1]));
     }
-    StaticAt(LABEL1, 8, 498); // the Find page
-    twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(8), 0, 2, Str(499));
-    StaticAt(LABEL1, 9, STR_KEYS_FLY_UP);
-    twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(9), 0, 2, "Y");
-    StaticAt(LABEL1, 10, STR_KEYS_FLY_UP + 1);
-    twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(10), 0, 2, "H");
-    StaticAt(LABEL1, 11, 417); // the measure tool's kinds
-    twInterf_AddStaticText(FIELD1 + WIDGET_W, ROW(11), 0, 2, Str(418));
     // the right column's foot: the measure tool, the element pick and its copy
     for (int i = 0; i < 11; i++) {
         StaticAt(LABEL2, i + 1, 476 + 2 * i);
@@ -851,7 +896,7 @@ static void Keys(void)
         e->bMeasureMode = 0;
     }
     ToolKeys(bZ);
-    if (!bZ && pWorld && pWorld->bLoaded)
+    if (!bZ && pWorld && pWorld->bLoaded && pSection)
         SectionKeys(bShift, KeyDown(TW_KEY_LCONTROL) || KeyDown(TW_KEY_RCONTROL));
     if (!bZ)
         GalleryKeys(bShift);
@@ -879,7 +924,6 @@ static void Keys(void)
     Idle();
 }
 
-static int Is(const char* pstrName, int iId) { return !strcmp(pstrName, Str(iId)); }
 
 static void ShowPage(int iId)
 {
@@ -981,11 +1025,15 @@ static void Commands(void)
             s_find.iFirst += FIND_ROWS;
         else if (Is(pstrName, STR_LAYERS_PREV) && s_find.iFirst >= FIND_ROWS)
             s_find.iFirst -= FIND_ROWS;
+    } else if (twInterf_IsPage(PAGE_CLASSES) && pSection) {
+        ClassCommand(pstrName);
     } else if (twInterf_IsPage(Str(STR_PAGE_LAYERS))) {
         if (Is(pstrName, STR_LAYERS_NEXT))
             twLayers_NextPage();
         else if (Is(pstrName, STR_LAYERS_PREV))
             twLayers_PrevPage();
+        else if (Is(pstrName, STR_CLASSES))
+            twInterf_SelectPage(PAGE_CLASSES);
     } else if (twInterf_IsPage(Str(STR_PAGE_GALLERY))) {
         GalleryCommand(pstrName);
     }
@@ -1078,6 +1126,8 @@ void twEngine_HandleInput(void)
             FileTexts();
         else if (twInterf_IsPage(Str(STR_PAGE_FIND)))
             FindTexts();
+        else if (twInterf_IsPage(PAGE_CLASSES) && pSection)
+            ClassesTexts();
     } else {
         // the look, while the panel is closed
         if (pCam->bTopView && twInput_ButtonDown(TW_MOUSE_LOOK_BUTTON))

@@ -307,12 +307,13 @@ TEST_F(Interf, EveryPageIsBuiltAndEveryButtonIsACommand)
     for (int iId : {100, 101, 102, 103, 104, 105, 106, 108, 109})
         pages.push_back(twStrings_Get(iId));
     pages.push_back("LAYERSRAD");
+    pages.push_back("LAYERSCLASSES");
     pages.push_back(TW_DEV_PAGE);
     std::vector<std::string> commands;
     for (int iId : {100, 101, 102, 103, 104, 105, 106, 107, 108, 109, 112, 116, 117, 204, 205, 206, 240, 241, 540, 559,
-                    560})
+                    560, 571, 572})
         commands.push_back(twStrings_Get(iId));
-    commands.push_back(""); // the Find page's rows, hidden until something is found
+    commands.push_back(""); // the Find page's and the classes' rows, hidden until there is something
     // the gallery's buttons, and the light button of a machine without programs, which does nothing
     for (int iId : {207, 301, 302, 303, 306, 308, 309, 310})
         commands.push_back(twStrings_Get(iId));
