@@ -2,7 +2,8 @@
 // times on a grid, at the display's size (1280 by 1024 under the test display), in each
 // render mode, each frame swept as the viewer does. Prints frames per second, the mean and
 // worst milliseconds of a frame and the triangles drawn; then the cost of a walker's
-// collision along the same path, on the tree and on the hidden-layer path. On the grid,
+// collision along the same path, on the tree and on the hidden-layer path; the flight with
+// the storey cut, three planes and a box, against the uncut one. On the grid,
 // two views in the head-lamp mode (along a row of houses, turning round inside one) are
 // timed with the sweep against drawing every group, with the sweep's own cost.
 //
@@ -17,6 +18,7 @@
 #include "engine/strings.h"
 #include "engine/timer.h"
 #include "interface/interf.h"
+#include "interface/section.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "platform/window.h"
@@ -301,6 +303,66 @@ static void SmoothEdges(const char* pstrName)
            (dOn / dOff - 1) * 100, pEngine->pWindowSamples ? pEngine->pWindowSamples->iSamples : 0);
 }
 
+// The flight in the head-lamp mode uncut, with the storey cut, with three planes and with a
+// box about the middle of the model, caps on: each one's cost over the uncut frame
+static void Cuts(const char* pstrName)
+{
+    TwSection* s = pSection;
+    TwWorld* w = pWorld;
+    pEngine->iRenderModeWanted = twEngine_RenderModeIndex(TW_MODE_LAMP);
+    twEngine_ApplySettings();
+    static const char* s_apstrCuts[4] = {"uncut", "storey cut", "three planes", "box"};
+    float c[3], h[3];
+    for (int i = 0; i < 3; i++) {
+        c[i] = (w->vMin[i] + w->vMax[i]) * 0.5f;
+        h[i] = (w->vMax[i] - w->vMin[i]) * 0.5f;
+    }
+    double adMean[4];
+    long alTriangles[4];
+    for (int k = 0; k < 4; k++) {
+        twSection_Clear();
+        if (k == 1) {
+            s->bStoreyCut = 1;
+            s->fStoreyCutY = w->vMin[1] + 1.2f;
+        } else if (k == 2) {
+            const float aafPlanes[3][4] = {{-1, 0, 0, c[0] + h[0] * 0.3f}, {0, 0, -1, c[2] + h[2] * 0.3f},
+                                           {0, -1, 0, w->vMin[1] + 2.5f}};
+            memcpy(s->aafPlanes, aafPlanes, sizeof(aafPlanes));
+            s->iNumPlanes = 3;
+        } else if (k == 3) {
+            twSection_ModelBox();
+            for (int i = 0; i < 3; i++) {
+                s->vBoxMin[i] = c[i] - h[i] * 0.6f;
+                s->vBoxMax[i] = c[i] + h[i] * 0.6f;
+            }
+        }
+        twSection_Update();
+        Timing t = {};
+        for (int i = 0; i < WARMUP_FRAMES; i++) {
+            PlaceOnPath(i);
+            Frame(1, &t);
+        }
+        t = {};
+        int iFrames = PathFrames();
+        for (int i = 0; i < iFrames; i++) {
+            PlaceOnPath(i);
+            Frame(1, &t);
+        }
+        adMean[k] = t.dTotal * 1000 / iFrames;
+        alTriangles[k] = t.lIndices / 3 / iFrames;
+    }
+    twSection_Clear();
+    twSection_Update();
+    printf("  cuts, %s, head lamp, caps on:", pstrName);
+    for (int k = 0; k < 4; k++) {
+        printf("%s %s %.1f ms", k ? ";" : "", s_apstrCuts[k], adMean[k]);
+        if (k)
+            printf(" (%+.0f%%)", (adMean[k] / adMean[0] - 1) * 100);
+        printf(", %ld triangles", alTriangles[k]);
+    }
+    printf("\n");
+}
+
 int main(int argc, char** argv)
 {
     s_pstrShots = argc > 1 ? argv[1] : nullptr;
@@ -309,7 +371,7 @@ int main(int argc, char** argv)
     twStrings_Init();
     if (!twStrings_ImportBin(AMB_BUILD_DIR "/Data/Strings/Strings.bin") || !twEngine_InitEngine() ||
         !twEngine_InitDevMode() || !twEngine_InitCamera() || !twEngine_InitLayers() || !twEngine_InitWorld() ||
-        !twEngine_InitGallery() || !twEngine_InitSkybox() || !twEngine_InitInterf()) {
+        !twEngine_InitGallery() || !twEngine_InitSkybox() || !twEngine_InitInterf() || !twSection_Init()) {
         printf("the engine didn't start\n");
         return 1;
     }
@@ -321,6 +383,7 @@ int main(int argc, char** argv)
     pEngine->bSmoothEdges = 0;
     TwExportModel house = twBench_SampleHouse();
     Bench("house", house, dir + "bench.bin", nullptr, nullptr);
+    Cuts("the house");
     Panel();
     SmoothEdges("the house");
     float vMin[3], vMax[3];
@@ -334,6 +397,7 @@ int main(int argc, char** argv)
         View("along a row", vRow, -110, -70);
         float vInside[3] = {(vMin[0] + vMax[0]) * 0.5f, vEye[1], (vMin[2] + vMax[2]) * 0.5f};
         View("inside a house", vInside, 0, 360);
+        Cuts("16 houses");
         PlaceTurning(0, 1, vInside, 0, 0);
         SmoothEdges("inside a house");
         PlaceTurning(0, 1, vRow, -90, -90);

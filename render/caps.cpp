@@ -1,8 +1,9 @@
-// The cut's faces: where a plane of the cut crosses a closed solid, the face it leaves is
-// filled, found by the stencil's parity (a point of the plane inside a solid sees an odd
-// number of its faces on the way out), hatched, and outlined where the plane meets the
-// triangles. Open sheets are cut without a face. The outlines are kept until the cut or
-// what shows changes.
+// The cut's faces: where a plane of the cut crosses a closed solid, the plane meets its
+// triangles in closed loops; a fan of triangles from a point of the plane to each segment of
+// them, drawn with the stencil inverting, leaves odd counts just inside the loops (holes
+// included), and there the face is filled and hatched; every loop is outlined. Open sheets
+// are outlined without a face. Loops and fans are made when the cut or what shows changes,
+// so a frame draws no more than the cut faces' own area.
 #include <GL/glew.h>
 #include <math.h>
 #include <stdlib.h>
@@ -28,6 +29,9 @@ static struct {
     float* pfSegments;         // 6 floats a segment, by plane
     int aiFirst[TW_CUT_PLANES + 1];
     int iCapacity;             // segments
+    float* pfFans;             // 9 floats a triangle: a closed solid's point in the plane and a segment
+    int aiFanFirst[TW_CUT_PLANES + 1];
+    int iFanCapacity;
     uint32_t uiVersion;        // of the cut they were made for
     int bValid;
 } s_caps;
@@ -53,6 +57,7 @@ void twWorld_FreeCaps(void)
 {
     twMem_Free(s_caps.pucClosed);
     twMem_Free(s_caps.pfSegments);
+    twMem_Free(s_caps.pfFans);
     memset(&s_caps, 0, sizeof(s_caps));
 }
 
@@ -149,19 +154,25 @@ static int ElementClosed(const TwElement* pElement)
     return bClosed;
 }
 
+// The closed flags for the model now loaded: another model's go
+static int ClosedFlagsReady(void)
+{
+    TwWorld* w = pWorld;
+    if (s_caps.pucClosed && s_caps.pElements == w->pElements && s_caps.iNumElements == w->iNumElements)
+        return 1;
+    twMem_Free(s_caps.pucClosed);
+    s_caps.bValid = 0;
+    s_caps.pucClosed = (uint8_t*)twMem_Malloc((uint32_t)w->iNumElements + 1, "caps closed");
+    s_caps.pElements = w->pElements;
+    s_caps.iNumElements = w->iNumElements;
+    return s_caps.pucClosed != nullptr;
+}
+
 int twWorld_ElementIsClosed(int iElement)
 {
     TwWorld* w = pWorld;
-    if (!w || !w->bLoaded || iElement < 0 || iElement >= w->iNumElements)
+    if (!w || !w->bLoaded || iElement < 0 || iElement >= w->iNumElements || !ClosedFlagsReady())
         return 0;
-    if (s_caps.pElements != w->pElements || s_caps.iNumElements != w->iNumElements || !s_caps.pucClosed) {
-        twWorld_FreeCaps();
-        s_caps.pucClosed = (uint8_t*)twMem_Malloc((uint32_t)w->iNumElements + 1, "caps closed");
-        if (!s_caps.pucClosed)
-            return 0;
-        s_caps.pElements = w->pElements;
-        s_caps.iNumElements = w->iNumElements;
-    }
     uint8_t* puc = &s_caps.pucClosed[iElement];
     if (!*puc)
         *puc = ElementClosed(&w->pElements[iElement]) ? 1 : 2;
@@ -175,26 +186,51 @@ static int Crossed(int iElement, const float* pfPlane)
     return twWorld_ElementShown(pElement) && BoxStraddles(pfPlane, pElement->vMin, pElement->vMax);
 }
 
-// A segment more, the store grown by half as needed
+// Floats more at the end of a store of iStride a record, grown by half as needed
+static int Grow(float** ppf, int* piCapacity, int iCount, int iStride)
+{
+    if (iCount >= OUTLINE_MAX)
+        return 0;
+    if (iCount < *piCapacity)
+        return 1;
+    int iCapacity = *piCapacity ? *piCapacity + *piCapacity / 2 : 4096;
+    float* pf = (float*)twMem_Malloc((uint32_t)iCapacity * iStride * sizeof(float), "caps outline");
+    if (!pf)
+        return 0;
+    if (*ppf)
+        memcpy(pf, *ppf, (size_t)iCount * iStride * sizeof(float));
+    twMem_Free(*ppf);
+    *ppf = pf;
+    *piCapacity = iCapacity;
+    return 1;
+}
+
 static int AddSegment(const float* a, const float* b)
 {
     int n = s_caps.aiFirst[TW_CUT_PLANES];
-    if (n >= OUTLINE_MAX)
+    if (!Grow(&s_caps.pfSegments, &s_caps.iCapacity, n, 6))
         return 0;
-    if (n >= s_caps.iCapacity) {
-        int iCapacity = s_caps.iCapacity ? s_caps.iCapacity + s_caps.iCapacity / 2 : 4096;
-        float* pf = (float*)twMem_Malloc((uint32_t)iCapacity * 6 * sizeof(float), "caps outline");
-        if (!pf)
-            return 0;
-        if (s_caps.pfSegments)
-            memcpy(pf, s_caps.pfSegments, (size_t)n * 6 * sizeof(float));
-        twMem_Free(s_caps.pfSegments);
-        s_caps.pfSegments = pf;
-        s_caps.iCapacity = iCapacity;
-    }
     memcpy(s_caps.pfSegments + 6 * n, a, 3 * sizeof(float));
     memcpy(s_caps.pfSegments + 6 * n + 3, b, 3 * sizeof(float));
     s_caps.aiFirst[TW_CUT_PLANES]++;
+    return 1;
+}
+
+// The fan of a closed solid's loops: a triangle from the middle of its segments to each
+static int AddFan(int iFirstSegment, int iEndSegment)
+{
+    float afMiddle[3] = {0, 0, 0};
+    for (int i = iFirstSegment; i < iEndSegment; i++)
+        for (int c = 0; c < 3; c++)
+            afMiddle[c] += s_caps.pfSegments[6 * i + c] / (float)(iEndSegment - iFirstSegment);
+    for (int i = iFirstSegment; i < iEndSegment; i++) {
+        int n = s_caps.aiFanFirst[TW_CUT_PLANES];
+        if (!Grow(&s_caps.pfFans, &s_caps.iFanCapacity, n, 9))
+            return 0;
+        memcpy(s_caps.pfFans + 9 * n, afMiddle, 3 * sizeof(float));
+        memcpy(s_caps.pfFans + 9 * n + 3, s_caps.pfSegments + 6 * i, 6 * sizeof(float));
+        s_caps.aiFanFirst[TW_CUT_PLANES]++;
+    }
     return 1;
 }
 
@@ -202,16 +238,18 @@ static int AddSegment(const float* a, const float* b)
 static void MakeOutlines(void)
 {
     TwWorld* w = pWorld;
-    s_caps.aiFirst[TW_CUT_PLANES] = 0;
+    s_caps.aiFirst[TW_CUT_PLANES] = s_caps.aiFanFirst[TW_CUT_PLANES] = 0;
     int bFull = 0;
     for (int p = 0; p < TW_CUT_PLANES; p++) {
         s_caps.aiFirst[p] = s_caps.aiFirst[TW_CUT_PLANES];
+        s_caps.aiFanFirst[p] = s_caps.aiFanFirst[TW_CUT_PLANES];
         if (p >= w->iNumCutPlanes)
             continue;
         const float* pfPlane = w->aafCutPlanes[p];
         for (int e = 0; e < w->iNumElements && !bFull; e++) {
             if (!Crossed(e, pfPlane))
                 continue;
+            int iFirstSegment = s_caps.aiFirst[TW_CUT_PLANES];
             const TwElement* pElement = &w->pElements[e];
             for (int m = 0; m < pElement->iNumMeshes && !bFull; m++) {
                 const TwMesh* pMesh = &pElement->pMeshes[m];
@@ -243,6 +281,9 @@ static void MakeOutlines(void)
                         bFull = 1;
                 }
             }
+            int iEndSegment = s_caps.aiFirst[TW_CUT_PLANES];
+            if (!bFull && iEndSegment > iFirstSegment && twWorld_ElementIsClosed(e) && !AddFan(iFirstSegment, iEndSegment))
+                bFull = 1;
         }
     }
     if (bFull)
@@ -268,27 +309,11 @@ static void ClipToOthers(int iPlane)
         glDisable(GL_CLIP_PLANE0 + iClip);
 }
 
-// A square in the plane, over the whole model
-static void PlaneSquare(const float* pfPlane)
+// The fans of a plane's closed solids
+static void DrawFans(int iPlane)
 {
-    TwWorld* w = pWorld;
-    const float* n = pfPlane;
-    float afCentre[3], u[3], v[3];
-    float fAt = Distance(pfPlane, w->vCentre);
-    for (int i = 0; i < 3; i++)
-        afCentre[i] = w->vCentre[i] - n[i] * fAt;
-    const float afAxis[3] = {fabsf(n[1]) < 0.9f ? 0.0f : 1.0f, fabsf(n[1]) < 0.9f ? 1.0f : 0.0f, 0};
-    twVec_Cross(n, afAxis, u);
-    twVec_Normalize(u);
-    twVec_Cross(n, u, v);
-    float fHalf = w->fRadius * 1.5f + 1;
-    glBegin(GL_QUADS);
-    for (int k = 0; k < 4; k++) {
-        float su = (k == 1 || k == 2) ? fHalf : -fHalf, sv = k >= 2 ? fHalf : -fHalf;
-        glVertex3f(afCentre[0] + u[0] * su + v[0] * sv, afCentre[1] + u[1] * su + v[1] * sv,
-                   afCentre[2] + u[2] * su + v[2] * sv);
-    }
-    glEnd();
+    glVertexPointer(3, GL_FLOAT, 0, s_caps.pfFans + 9 * s_caps.aiFanFirst[iPlane]);
+    glDrawArrays(GL_TRIANGLES, 0, 3 * (s_caps.aiFanFirst[iPlane + 1] - s_caps.aiFanFirst[iPlane]));
 }
 
 void twWorld_DrawCaps(void)
@@ -296,7 +321,9 @@ void twWorld_DrawCaps(void)
     TwWorld* w = pWorld;
     if (!w || !w->bLoaded || !w->iNumCutPlanes)
         return;
-    if (!s_caps.bValid || s_caps.uiVersion != w->uiCutVersion || s_caps.pElements != w->pElements)
+    if (!ClosedFlagsReady())
+        return;
+    if (!s_caps.bValid || s_caps.uiVersion != w->uiCutVersion)
         MakeOutlines();
     glBindBufferARB(GL_ARRAY_BUFFER_ARB, 0);
     glBindBufferARB(GL_ELEMENT_ARRAY_BUFFER_ARB, 0);
@@ -307,57 +334,44 @@ void twWorld_DrawCaps(void)
     glEnableClientState(GL_VERTEX_ARRAY);
     int bStencil = w->bCutCaps && twWindow_HasStencil();
     for (int p = 0; p < w->iNumCutPlanes && bStencil; p++) {
-        const float* pfPlane = w->aafCutPlanes[p];
-        // the parity of the closed solids' faces beyond the plane, this plane alone cutting
-        glClear(GL_STENCIL_BUFFER_BIT);
+        if (s_caps.aiFanFirst[p + 1] == s_caps.aiFanFirst[p])
+            continue;
+        // the loops' insides, where the fans' count is odd, within the other planes
+        ClipToOthers(p);
         glEnable(GL_STENCIL_TEST);
         glStencilFunc(GL_ALWAYS, 0, 1);
         glStencilOp(GL_KEEP, GL_KEEP, GL_INVERT);
         glColorMask(GL_FALSE, GL_FALSE, GL_FALSE, GL_FALSE);
         glDepthMask(GL_FALSE);
         glDisable(GL_DEPTH_TEST);
-        const double adPlane[4] = {pfPlane[0], pfPlane[1], pfPlane[2], pfPlane[3]};
-        glClipPlane(GL_CLIP_PLANE0, adPlane);
-        glEnable(GL_CLIP_PLANE0);
-        for (int i = 1; i < TW_CUT_PLANES; i++)
-            glDisable(GL_CLIP_PLANE0 + i);
-        int iDrawn = 0;
-        for (int e = 0; e < w->iNumElements; e++) {
-            if (!Crossed(e, pfPlane) || !twWorld_ElementIsClosed(e))
-                continue;
-            const TwElement* pElement = &w->pElements[e];
-            for (int m = 0; m < pElement->iNumMeshes; m++) {
-                const TwMesh* pMesh = &pElement->pMeshes[m];
-                if (!pMesh->pVerts || !pMesh->pusIndices || !pMesh->usNumIndices)
-                    continue;
-                glVertexPointer(3, GL_FLOAT, sizeof(TwVertex), &pMesh->pVerts[0].vPos);
-                glDrawElements(GL_TRIANGLES, pMesh->usNumIndices / 3 * 3, GL_UNSIGNED_SHORT, pMesh->pusIndices);
-                iDrawn++;
-            }
-        }
+        DrawFans(p);
+        // filled and hatched there, behind what stands before the face
         glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
-        glDepthMask(GL_TRUE);
         glEnable(GL_DEPTH_TEST);
-        if (!iDrawn)
-            continue;
-        // the face where the parity is odd, within the other planes, behind what stands before it
-        ClipToOthers(p);
+        glDepthFunc(GL_LEQUAL);
         glStencilFunc(GL_EQUAL, 1, 1);
         glStencilOp(GL_KEEP, GL_KEEP, GL_KEEP);
-        glDepthFunc(GL_LEQUAL);
         glEnable(GL_POLYGON_OFFSET_FILL);
         glPolygonOffset(1, 1); // the outline wins over the face it bounds
+        glDepthMask(GL_TRUE);
         glColor3fv(TW_CAP_COLOUR);
-        PlaneSquare(pfPlane);
+        DrawFans(p);
         glEnable(GL_POLYGON_STIPPLE);
         glPolygonStipple(s_aucHatch);
         glColor3fv(TW_CAP_HATCH_COLOUR);
         glDepthMask(GL_FALSE);
-        PlaneSquare(pfPlane);
-        glDepthMask(GL_TRUE);
+        DrawFans(p);
         glDisable(GL_POLYGON_STIPPLE);
         glDisable(GL_POLYGON_OFFSET_FILL);
-        glDisable(GL_STENCIL_TEST);
+        // the stencil back to zero where the fans reached, for the next plane
+        glColorMask(GL_FALSE, GL_FALSE, GL_FALSE, GL_FALSE);
+        glDisable(GL_DEPTH_TEST);
+        glStencilFunc(GL_ALWAYS, 0, 1);
+        glStencilOp(GL_ZERO, GL_ZERO, GL_ZERO);
+        DrawFans(p);
+        glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+        glDepthMask(GL_TRUE);
+        glEnable(GL_DEPTH_TEST);
     }
     glDisable(GL_STENCIL_TEST);
     // the outlines, every plane's within the others

@@ -43,12 +43,13 @@ int twWorld_VertexProgramText(int iKey, char* pstrOut)
     pstrOut[0] = 0;
     int bTexture = iKey & TW_VP_TEXTURE, bVertexColor = iKey & TW_VP_VERTEX_COLOR;
     int bMapCoords = iKey & TW_VP_MAP_COORDS, bShadow = iKey & TW_VP_SHADOW, bInstance = iKey & TW_VP_INSTANCE;
-    int bCut = iKey & TW_VP_CUT;
     int bLit = !bVertexColor && !bMapCoords;
-    int bTransformed = bLit || bShadow || (bCut && bInstance);
+    int bTransformed = bLit || bShadow;
     const char* P = bInstance ? "vertexTransformed" : "vertex.position";
     const char* M = bInstance ? "normalTransformed" : "vertex.normal";
-    Add(&t, "!!ARBvp1.0");
+    // the position as the fixed pipeline makes it: the frame's other passes (edges, the
+    // cut's depth, the pick) meet these triangles depth for depth, and clip planes hold
+    Add(&t, "!!ARBvp1.0OPTION ARB_position_invariant;");
     if (bTransformed)
         Add(&t, "PARAM instanceMatrix[4]={state.matrix.program[0]};PARAM useful={0.5,0.2,-0.1,1.0};");
     if (bLit)
@@ -69,8 +70,6 @@ int twWorld_VertexProgramText(int iKey, char* pstrOut)
         Add(&t, "MOV result.color,vertex.color;");
     if (bInstance && bTransformed)
         AddInstanceLines(&t);
-    if (bCut)
-        Add(&t, "MOV result.texcoord[4],%s;", P);
     if (bLit)
         Add(&t, "SUB lightVec,lightPos,%s;MAD result.texcoord[0],lightVec,useful.x,useful.x;", P);
     if (bInstance && bShadow)
@@ -88,7 +87,6 @@ int twWorld_VertexProgramText(int iKey, char* pstrOut)
             Add(&t, "DP4 result.texcoord[3].%c,%s,state.matrix.program[3].row[%d];", "xyz"[r], P, r);
         Add(&t, "DP3 sunLight.x,sunPlaneEq,%s;SLT result.texcoord[3].w,sunLight.x,useful.z;", M);
     }
-    AddPositionLines(&t);
     Add(&t, "END");
     return t.iLength;
 }
@@ -144,14 +142,6 @@ int twWorld_FragmentProgramText(int iKey, char* pstrOut)
     int bMapped = (iKey & TW_FP_VERTEX_LIGHT) || (iKey & TW_FP_LIGHT_MAP);
     const char* COL = bTexture ? "baseTex" : "state.material.diffuse";
     Add(&t, "!!ARBfp1.0");
-    if (iKey & TW_FP_CUT) {
-        // the planes' distances, four and two to a register; unused planes read (0, 0, 0, 1)
-        Add(&t, "TEMP cutNear,cutFar;");
-        for (int i = 0; i < TW_CUT_PLANES; i++)
-            Add(&t, "DP4 %s.%c,fragment.texcoord[4],program.env[%d];", i < 4 ? "cutNear" : "cutFar", "xyzw"[i % 4],
-                TW_CUT_PARAM_FIRST + i);
-        Add(&t, "MOV cutFar.zw,cutNear.x;KIL cutNear;KIL cutFar;");
-    }
     if (bShadow)
         Add(&t, "PARAM sunBri=program.env[8];");
     if ((bShadow && bFiltered) || !bMapped)

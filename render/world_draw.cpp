@@ -125,8 +125,10 @@ static int TextureHasAlpha(const TwTexture* pTexture)
     }
 }
 
-// The cut for the fixed pipeline: its planes as clip planes, given in world space under the
-// modelview loaded now; off, every clip plane the cut may use is off
+// The cut: its planes as clip planes, given in world space under the modelview loaded now;
+// off, every clip plane the cut may use is off. The vertex programs are position-invariant,
+// so the planes hold for them as for the fixed pipeline: triangles are clipped before they
+// are filled, and no fragment is killed (a kill costs a renderer its early depth test)
 void twWorld_ClipToCut(int bOn)
 {
     TwWorld* w = pWorld;
@@ -141,21 +143,6 @@ void twWorld_ClipToCut(int bOn)
         glClipPlane(GL_CLIP_PLANE0 + i, adPlane);
         glEnable(GL_CLIP_PLANE0 + i);
     }
-}
-
-// The cut for the programs: the planes to the fragment programs' parameters, the unused ones
-// keeping everything; the key bits that do the cut, or 0 without one
-static int LoadCutParameters(int* piVertexBit)
-{
-    TwWorld* w = pWorld;
-    *piVertexBit = w->iNumCutPlanes ? TW_VP_CUT : 0;
-    if (!w->iNumCutPlanes)
-        return 0;
-    static const float s_afKeep[4] = {0, 0, 0, 1};
-    for (int i = 0; i < TW_CUT_PLANES; i++)
-        glProgramEnvParameter4fvARB(GL_FRAGMENT_PROGRAM_ARB, TW_CUT_PARAM_FIRST + i,
-                                    i < w->iNumCutPlanes ? w->aafCutPlanes[i] : s_afKeep);
-    return TW_FP_CUT;
 }
 
 int twWorld_BoxCutAway(const float* pvCentre, const float* pvHalfSize)
@@ -344,11 +331,7 @@ void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam
         bDrawEdges = 1;
     int bShadow = fShadow != 0;
     w->iNumIndicesDrawn = 0;
-    int iCutVp = 0, iCutFp = 0;
-    if (bPrograms)
-        iCutFp = LoadCutParameters(&iCutVp);
-    else
-        twWorld_ClipToCut(1);
+    twWorld_ClipToCut(1);
     if (bFixed) {
         twWorld_SetFixedLighting(1, fSunAzimuth, fSunAltitude);
         glEnableClientState(GL_NORMAL_ARRAY);
@@ -400,8 +383,8 @@ void twWorld_Draw(int bUseVbo, int iMode, int iSceneOption, const TwCamera* pCam
             if (bMaterials)
                 twWorld_SetMaterial(pMaterial, &iTextured, fLightLevel, bTextures);
             if (bPrograms) {
-                BindVertexProgram((iTextured ? TW_VP_TEXTURE : 0) | (bShadow ? TW_VP_SHADOW : 0) | iCutVp);
-                BindFragmentProgram(iCutFp | (iTextured ? TW_FP_TEXTURE : 0) | (bShadow ? TW_FP_SHADOW : 0) |
+                BindVertexProgram((iTextured ? TW_VP_TEXTURE : 0) | (bShadow ? TW_VP_SHADOW : 0));
+                BindFragmentProgram((iTextured ? TW_FP_TEXTURE : 0) | (bShadow ? TW_FP_SHADOW : 0) |
                                     (bNear ? TW_FP_FILTERED : 0) | (fShadow > 0 ? TW_FP_SUN_ADDS : 0) |
                                     (iSceneOption ? TW_FP_WHITE_SUN : 0) | (iPass ? TW_FP_ALPHA : 0) |
                                     (iMode == TW_MODE_LAMP_GREY ? TW_FP_GREY : 0) |
@@ -573,12 +556,12 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
     int bShadow = fShadow != 0 && w->hShadowTexture;
     w->iNumIndicesDrawn = 0;
     glEnable(GL_FRAGMENT_PROGRAM_ARB);
-    int iCutVp, iCutFp = LoadCutParameters(&iCutVp);
-    // the programs carry the sun's shadow over the light, and the cut's world positions
-    if (bShadow || iCutVp)
+    twWorld_ClipToCut(1);
+    if (bShadow) {
+        // the programs carry the sun's shadow over the light
         glEnable(GL_VERTEX_PROGRAM_ARB);
-    if (bShadow)
         BindShadowMap(bSoftShadows);
+    }
     glActiveTexture(GL_TEXTURE3);
     glBindTexture(GL_TEXTURE_1D, w->pExposureTexture ? w->pExposureTexture->hTexture : 0);
     glActiveTexture(GL_TEXTURE1);
@@ -604,9 +587,9 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
             int iTexture = iTextured ? TW_FP_TEXTURE : 0;
             int iVpTexture = iTextured ? TW_VP_TEXTURE : 0;
             if (pArray->pSurfaceArray2) {
-                if (bShadow || iCutVp)
-                    BindVertexProgram(TW_VP_MAP_COORDS | (bShadow ? TW_VP_SHADOW : 0) | iVpTexture | iCutVp);
-                BindFragmentProgram(TW_FP_LIGHT_MAP | iTexture | iAlpha | iSun | iCutFp);
+                if (bShadow)
+                    BindVertexProgram(TW_VP_MAP_COORDS | TW_VP_SHADOW | iVpTexture);
+                BindFragmentProgram(TW_FP_LIGHT_MAP | iTexture | iAlpha | iSun);
                 glClientActiveTexture(GL_TEXTURE0);
                 glEnableClientState(GL_TEXTURE_COORD_ARRAY);
                 glClientActiveTexture(GL_TEXTURE1);
@@ -616,9 +599,9 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
                 glClientActiveTexture(GL_TEXTURE1);
             }
             if (pArray->pMeshListSmooth) {
-                if (bShadow || iCutVp)
-                    BindVertexProgram(TW_VP_VERTEX_COLOR | (bShadow ? TW_VP_SHADOW : 0) | iVpTexture | iCutVp);
-                BindFragmentProgram(TW_FP_VERTEX_LIGHT | iTexture | iAlpha | iSun | iCutFp);
+                if (bShadow)
+                    BindVertexProgram(TW_VP_VERTEX_COLOR | TW_VP_SHADOW | iVpTexture);
+                BindFragmentProgram(TW_FP_VERTEX_LIGHT | iTexture | iAlpha | iSun);
                 glEnableClientState(GL_COLOR_ARRAY);
                 DrawSmoothMeshes(pArray, pGroup, iTextured, bUseVbo);
                 glDisableClientState(GL_COLOR_ARRAY);
@@ -626,6 +609,7 @@ void twWorld_DrawLit(int bUseVbo, int iSceneOption, const TwCamera* pCam, float 
         }
     }
     EndPasses(iTextured);
+    twWorld_ClipToCut(0);
     glDisableClientState(GL_NORMAL_ARRAY);
     glDisable(GL_FRAGMENT_PROGRAM_ARB);
     glDisable(GL_VERTEX_PROGRAM_ARB);

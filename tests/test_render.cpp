@@ -34,9 +34,9 @@ double Render::dCompileSeconds;
 
 TEST_F(Render, EveryProgramCompiles)
 {
-    EXPECT_EQ(pWorld->iNumVertexPrograms, 64);
+    EXPECT_EQ(pWorld->iNumVertexPrograms, 32);
     EXPECT_EQ(pWorld->iNumFragmentPrograms, 2048);
-    for (int k = 0; k < 64; k++)
+    for (int k = 0; k < 32; k++)
         EXPECT_NE(pWorld->ahVertexPrograms[k], 0u);
     EXPECT_NE(pWorld->hFpSampler, 0u);
     // the fragment table fills as keys are drawn, each once

@@ -75,7 +75,7 @@ struct TwLightmap;
 #define TW_SAMPLE_NUM_PATHS 4
 #define TW_SAMPLE_ROUNDS_IN_FLIGHT 3 // targets whose means are on their way back
 
-#define TW_NUM_VERTEX_PROGRAMS 64
+#define TW_NUM_VERTEX_PROGRAMS 32
 #define TW_NUM_FRAGMENT_PROGRAMS 2048
 #define TW_PROGRAM_FAILED 0xFFFFFFFFu // a fragment key the driver refused: not tried again
 #define TW_PROGRAM_TEXT_SIZE 4096
@@ -86,7 +86,6 @@ struct TwLightmap;
 #define TW_VP_MAP_COORDS 0x04
 #define TW_VP_SHADOW 0x08
 #define TW_VP_INSTANCE 0x10
-#define TW_VP_CUT 0x20      // the world position to texcoord[4], for the fragment's cut
 // Fragment program key bits
 #define TW_FP_TEXTURE 0x001
 #define TW_FP_VERTEX_LIGHT 0x002
@@ -98,9 +97,7 @@ struct TwLightmap;
 #define TW_FP_ALPHA 0x080
 #define TW_FP_GREY 0x100
 #define TW_FP_WHITE 0x200
-#define TW_FP_CUT 0x400     // a fragment on the cut-away side of a cut plane is killed
-#define TW_CUT_PLANES 6     // planes of the cut at once: fragment parameters 10 to 15, or clip planes
-#define TW_CUT_PARAM_FIRST 10
+#define TW_CUT_PLANES 6     // planes of the cut at once: the clip planes every driver has
 
 #define TW_VIS_VERTEX_BYTES 16 // visibility and occluder vertices: position and a 32-bit word
 #define TW_LOAD_STEPS 12 // 0 the file's reading, 1 to 11 the post-load steps
@@ -299,7 +296,7 @@ struct TwWorld {
     TwTexture* pFlareTex2;
     TwTexture* pExposureTexture;    // a 1D table: only its GL name is used
     int32_t iCurrentVp, iCurrentFp; // program binds remembered by the renderer; -1: none
-    int32_t iNumVertexPrograms, iNumFragmentPrograms; // 64 and 2048 once built
+    int32_t iNumVertexPrograms, iNumFragmentPrograms; // 32 and 2048 once built
     uint32_t ahVertexPrograms[TW_NUM_VERTEX_PROGRAMS];   // by vertex key
     uint32_t ahFragmentPrograms[TW_NUM_FRAGMENT_PROGRAMS]; // by fragment key
     uint32_t hVpWriteDepth, hVpSampler, hFpSampler;
