@@ -376,7 +376,6 @@ void twWorld_DrawCaps(void)
     glDisable(GL_STENCIL_TEST);
     // the outlines, every plane's within the others
     glColor3f(0.1f, 0.05f, 0.05f);
-    glLineWidth(2);
     for (int p = 0; p < w->iNumCutPlanes; p++) {
         int iCount = s_caps.aiFirst[p + 1] - s_caps.aiFirst[p];
         if (iCount <= 0)
@@ -385,7 +384,6 @@ void twWorld_DrawCaps(void)
         glVertexPointer(3, GL_FLOAT, 0, s_caps.pfSegments + 6 * s_caps.aiFirst[p]);
         glDrawArrays(GL_LINES, 0, 2 * iCount);
     }
-    glLineWidth(1);
     glDisableClientState(GL_VERTEX_ARRAY);
     twWorld_ClipToCut(0);
     glColor3f(1, 1, 1);
