@@ -722,8 +722,11 @@ int twSection_ReadState(const char* pstrText, int iLength)
             t->iMove = TW_SECTION_MOVE_STOREY;
         } else if (!strcmp(szLine, "plane")) {
             bOk = t->iNumPlanes + t->bStoreyCut < TW_SECTION_PLANES && Numbers(pstrValue, af, 4);
+            // a normal made unit, unless it is one already: read again, the plane stays the same
             float fLength = sqrtf(af[0] * af[0] + af[1] * af[1] + af[2] * af[2]);
             bOk = bOk && fLength > 1e-3f;
+            if (fabsf(fLength - 1) < 1e-5f)
+                fLength = 1;
             for (int i = 0; bOk && i < 4; i++)
                 t->aafPlanes[t->iNumPlanes][i] = af[i] / fLength;
             if (bOk)

@@ -289,6 +289,15 @@ TEST_F(Gallery, AViewKeepsItsCut)
     EXPECT_EQ(twSection_ClassHidden("IfcSpace"), 1);
     EXPECT_EQ(twSection_ClassHidden("IfcSpac"), 0);
     EXPECT_FLOAT_EQ(cam.vPos[0], 3);
+    // a normal that is not unit is made one, and then stays as it is read again
+    const char* pstrSlanted = "plane\t1 0 -1 2\n";
+    char szOnce[256], szTwice[256];
+    ASSERT_EQ(twSection_ReadState(pstrSlanted, (int)strlen(pstrSlanted)), 1);
+    int iOnce = twSection_WriteState(szOnce, sizeof(szOnce));
+    ASSERT_EQ(twSection_ReadState(szOnce, iOnce), 1);
+    ASSERT_EQ(twSection_WriteState(szTwice, sizeof(szTwice)), iOnce);
+    EXPECT_EQ(std::string(szOnce, iOnce), std::string(szTwice, iOnce));
+    ASSERT_EQ(twGallery_WarpToSelected(&cam, nullptr, nullptr), 1);
     for (const char* pstrBad : {"plane\t1 0 nan 0\n", "box\t1 1 1 0 0 0\n", "xray\tbody\tX\n", "storey\t\n"}) {
         EXPECT_EQ(twSection_ReadState(pstrBad, (int)strlen(pstrBad)), 0) << pstrBad;
         EXPECT_EQ(pSection->iNumPlanes, 1) << pstrBad;
