@@ -6,6 +6,7 @@
 #include "engine/timer.h"
 #include "interface/layers.h"
 #include "interface/measure.h"
+#include "interface/section.h"
 #include "navigation/camera.h"
 #include "platform/ogl.h"
 #include "render/render.h"
@@ -243,6 +244,34 @@ TEST_F(Draw, ACutTakesAwayTheFrontAndFillsTheSolid)
     EXPECT_FALSE(IsCap(At(p, 80, 60)));
     EXPECT_EQ(At(p, 80, 60)[0], 204) << "the box's far side, seen from inside";
     pWorld->iNumCutPlanes = 0;
+}
+
+// Isolation, X-ray and hidden classes reach the elements that show. Without a side file an
+// element is kept by its class, and its class is its type: the boxes are walls, the pane glass
+TEST_F(Draw, IsolationXrayAndHiddenClassesFollowTheClass)
+{
+    ASSERT_EQ(twSection_Init(), 1);
+    auto Shown = [](int e) { return twWorld_ElementShown(&pWorld->pElements[e]); };
+    ASSERT_EQ(twSection_SetFocus(TW_FOCUS_ISOLATE, 1, 0), 1);
+    EXPECT_EQ(pSection->bFocusClass, 1);
+    EXPECT_TRUE(!Shown(0) && Shown(1) && !Shown(2));
+    std::vector<uint8_t> p = Frame(5, 1);
+    EXPECT_LT(At(p, 80, 60)[0], 30) << "the pane alone, over nothing";
+    ASSERT_EQ(twSection_SetFocus(TW_FOCUS_XRAY, 0, 1), 1); // the walls solid, the pane glass
+    EXPECT_TRUE(Shown(0) && !Shown(1) && Shown(2));
+    EXPECT_EQ(pWorld->iNumGlass, 1);
+    twSection_SetFocus(TW_FOCUS_NONE, -1, 0);
+    EXPECT_EQ(pWorld->iNumGlass, 0);
+    twSection_FindClasses();
+    ASSERT_EQ(pSection->iNumClasses, 2);
+    char szClass[TW_SECTION_ID_SIZE];
+    const char* pstrWall = twSection_ElementClass(0, szClass, sizeof(szClass));
+    int iWall = strcmp(pSection->aszClasses[0], pstrWall) ? 1 : 0;
+    twSection_ToggleClass(iWall);
+    EXPECT_TRUE(!Shown(0) && Shown(1) && !Shown(2));
+    twSection_ToggleClass(iWall);
+    EXPECT_TRUE(Shown(0) && Shown(1) && Shown(2));
+    twSection_Free();
 }
 
 // The measure tool reads the drawn depth under the centre: the box's front face is 4 m from
