@@ -120,23 +120,29 @@ static void PrintTiming(const char* pstrName, const Timing* t, int iFrames, int 
     printf("\n");
 }
 
-// The flight in the mode at this place of the list on offer
-static void Flight(int iPlace)
+// The flight along the path as the viewer stands now, after frames that warm the driver up
+static Timing Fly(void)
 {
-    pEngine->iRenderModeWanted = iPlace;
-    twEngine_ApplySettings();
     Timing t = {};
     for (int i = 0; i < WARMUP_FRAMES; i++) {
         PlaceOnPath(i);
         Frame(1, &t);
     }
     t = {};
-    int iFrames = PathFrames();
-    for (int i = 0; i < iFrames; i++) {
+    for (int i = 0; i < PathFrames(); i++) {
         PlaceOnPath(i);
         Frame(1, &t);
     }
-    PrintTiming(pEngine->apszRenderModes[iPlace], &t, iFrames, 1);
+    return t;
+}
+
+// The flight in the mode at this place of the list on offer
+static void Flight(int iPlace)
+{
+    pEngine->iRenderModeWanted = iPlace;
+    twEngine_ApplySettings();
+    Timing t = Fly();
+    PrintTiming(pEngine->apszRenderModes[iPlace], &t, PathFrames(), 1);
 }
 
 // A view turning from one yaw to another: with the sweep, with every group drawn, and with
@@ -337,17 +343,8 @@ static void Cuts(const char* pstrName)
             }
         }
         twSection_Update();
-        Timing t = {};
-        for (int i = 0; i < WARMUP_FRAMES; i++) {
-            PlaceOnPath(i);
-            Frame(1, &t);
-        }
-        t = {};
+        Timing t = Fly();
         int iFrames = PathFrames();
-        for (int i = 0; i < iFrames; i++) {
-            PlaceOnPath(i);
-            Frame(1, &t);
-        }
         adMean[k] = t.dTotal * 1000 / iFrames;
         alTriangles[k] = t.lIndices / 3 / iFrames;
     }
