@@ -84,15 +84,17 @@ static int CompareU64(const void* a, const void* b)
     return x < y ? -1 : (x > y ? 1 : 0);
 }
 
-struct WeldCorner {
-    int32_t aiCell[3];
-    int32_t iCorner;
-};
-
-static int CompareCells(const void* pa, const void* pb)
+void twWorld_GridCorner(const float* pv, float fGrid, int iIndex, TwGridCorner* pOut)
 {
-    const WeldCorner* a = (const WeldCorner*)pa;
-    const WeldCorner* b = (const WeldCorner*)pb;
+    for (int a = 0; a < 3; a++)
+        pOut->aiCell[a] = (int32_t)floorf(pv[a] / fGrid + 0.5f);
+    pOut->iIndex = iIndex;
+}
+
+int twWorld_CompareGridCorners(const void* pa, const void* pb)
+{
+    const TwGridCorner* a = (const TwGridCorner*)pa;
+    const TwGridCorner* b = (const TwGridCorner*)pb;
     for (int i = 0; i < 3; i++)
         if (a->aiCell[i] != b->aiCell[i])
             return a->aiCell[i] < b->aiCell[i] ? -1 : 1;
@@ -108,7 +110,7 @@ static int ElementClosed(const TwElement* pElement)
         iCorners += pElement->pMeshes[m].usNumIndices / 3 * 3;
     if (!iCorners)
         return 0;
-    WeldCorner* pCorners = (WeldCorner*)twMem_Malloc((uint32_t)iCorners * sizeof(WeldCorner), "caps");
+    TwGridCorner* pCorners = (TwGridCorner*)twMem_Malloc((uint32_t)iCorners * sizeof(TwGridCorner), "caps");
     int32_t* piWelded = (int32_t*)twMem_Malloc((uint32_t)iCorners * sizeof(int32_t), "caps");
     uint64_t* puiEdges = (uint64_t*)twMem_Malloc((uint32_t)iCorners * sizeof(uint64_t), "caps");
     int bClosed = 0;
@@ -120,18 +122,16 @@ static int ElementClosed(const TwElement* pElement)
                  i++) {
                 uint16_t us = pMesh->pusIndices[i];
                 const float* pv = us < pMesh->usNumVerts ? pMesh->pVerts[us].vPos : pMesh->pVerts[0].vPos;
-                for (int a = 0; a < 3; a++)
-                    pCorners[n].aiCell[a] = (int32_t)floorf(pv[a] / WELD_GRID + 0.5f);
-                pCorners[n].iCorner = n;
+                twWorld_GridCorner(pv, WELD_GRID, n, &pCorners[n]);
                 n++;
             }
         }
-        qsort(pCorners, (size_t)n, sizeof(WeldCorner), CompareCells);
+        qsort(pCorners, (size_t)n, sizeof(TwGridCorner), twWorld_CompareGridCorners);
         int iId = 0;
         for (int i = 0; i < n; i++) {
-            if (i && CompareCells(&pCorners[i - 1], &pCorners[i]))
+            if (i && twWorld_CompareGridCorners(&pCorners[i - 1], &pCorners[i]))
                 iId++;
-            piWelded[pCorners[i].iCorner] = iId;
+            piWelded[pCorners[i].iIndex] = iId;
         }
         for (int t = 0; t < n / 3; t++)
             for (int k = 0; k < 3; k++) {

@@ -467,21 +467,6 @@ static void AreaVector(const float* const apv[3], float* pvOut)
     twVec_Cross(u, v, pvOut);
 }
 
-struct FaceCorner {
-    int32_t aiCell[3];
-    int32_t iTriangle;
-};
-
-static int CompareCorners(const void* pa, const void* pb)
-{
-    const FaceCorner* a = (const FaceCorner*)pa;
-    const FaceCorner* b = (const FaceCorner*)pb;
-    for (int i = 0; i < 3; i++)
-        if (a->aiCell[i] != b->aiCell[i])
-            return a->aiCell[i] < b->aiCell[i] ? -1 : 1;
-    return 0;
-}
-
 static int Root(int32_t* piParent, int i)
 {
     while (piParent[i] != i)
@@ -511,7 +496,8 @@ static int JoinFace(const TwElement* pElement, const float* n, float d, int iHit
     // the triangles in the plane, by mesh and first index, and their corners on a fine grid
     int32_t* piTriangles = (int32_t*)twMem_Malloc((uint32_t)(iCount ? iCount : 1) * 2 * sizeof(int32_t), "face");
     int32_t* piParent = (int32_t*)twMem_Malloc((uint32_t)(iCount ? iCount : 1) * sizeof(int32_t), "face");
-    FaceCorner* pCorners = (FaceCorner*)twMem_Malloc((uint32_t)(iCount ? iCount : 1) * 3 * sizeof(FaceCorner), "face");
+    TwGridCorner* pCorners =
+        (TwGridCorner*)twMem_Malloc((uint32_t)(iCount ? iCount : 1) * 3 * sizeof(TwGridCorner), "face");
     if (!piTriangles || !piParent || !pCorners) {
         twLogError("twWorld_FaceUnder", "!twMem_Malloc : %d triangles\n", iCount);
         twMem_Free(piTriangles);
@@ -541,21 +527,17 @@ static int JoinFace(const TwElement* pElement, const float* n, float d, int iHit
             piTriangles[2 * iIn] = m;
             piTriangles[2 * iIn + 1] = i;
             piParent[iIn] = iIn;
-            for (int k = 0; k < 3; k++) {
-                FaceCorner* c = &pCorners[3 * iIn + k];
-                for (int a = 0; a < 3; a++)
-                    c->aiCell[a] = (int32_t)floorf(apv[k][a] / FACE_GRID + 0.5f);
-                c->iTriangle = iIn;
-            }
+            for (int k = 0; k < 3; k++)
+                twWorld_GridCorner(apv[k], FACE_GRID, iIn, &pCorners[3 * iIn + k]);
             iIn++;
         }
     }
     int bFound = iHit >= 0;
     if (bFound) {
-        qsort(pCorners, (size_t)iIn * 3, sizeof(FaceCorner), CompareCorners);
+        qsort(pCorners, (size_t)iIn * 3, sizeof(TwGridCorner), twWorld_CompareGridCorners);
         for (int i = 1; i < iIn * 3; i++)
-            if (!CompareCorners(&pCorners[i - 1], &pCorners[i]))
-                piParent[Root(piParent, pCorners[i - 1].iTriangle)] = Root(piParent, pCorners[i].iTriangle);
+            if (!twWorld_CompareGridCorners(&pCorners[i - 1], &pCorners[i]))
+                piParent[Root(piParent, pCorners[i - 1].iIndex)] = Root(piParent, pCorners[i].iIndex);
         int iFace = Root(piParent, iHit), iDrawn = 0;
         for (int t = 0; t < iIn; t++)
             iDrawn += Root(piParent, t) == iFace;

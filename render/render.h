@@ -87,6 +87,14 @@ void twWorld_DrawCaps(void);
 void twWorld_DrawGlass(void); // what X-ray shows as glass, over the solid
 void twWorld_FreeCaps(void);
 int twWorld_ElementIsClosed(int iElement); // every edge met by an even number of its triangles
+// A corner on a fine grid, with the index of what it belongs to: sorted by cell, corners that
+// share one are found next to each other (welding a solid, joining a flat face)
+struct TwGridCorner {
+    int32_t aiCell[3];
+    int32_t iIndex;
+};
+void twWorld_GridCorner(const float* pv, float fGrid, int iIndex, TwGridCorner* pOut);
+int twWorld_CompareGridCorners(const void* pa, const void* pb); // for qsort: by cell
 int twWorld_BoxCutAway(const float* pvCentre, const float* pvHalfSize);
 int twWorld_PointCutAway(const float* pv);
 void twWorld_DrawDepthOnly(int bUseVbo, const uint8_t* pucGroups);
